@@ -1,0 +1,60 @@
+#pragma once
+
+#include <qvcryptoservice/qvcs_export.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <limits>
+#include <new>
+#include <vector>
+
+namespace QVCryptoService {
+
+// SecureWipe overwrites `length` bytes at `data` with 0x00 and then with 0xFF (a wiped buffer
+// holds 0xFF, not zeros), and returns true when the first k bytes read back as 0xFF, where k is
+// a fifth of the length clamped to 1..100. A zero length checks nothing and returns false.
+QVCS_EXPORT bool SecureWipe(void* data, std::size_t length) noexcept;
+
+namespace detail {
+// Storage for LockedAllocator: locked pages, wiped before release. Throws std::bad_alloc when no
+// locked storage could be had, so secrets never fall back to ordinary heap memory.
+QVCS_EXPORT void* AllocateLockedBytes(std::size_t size);
+QVCS_EXPORT void ReleaseLockedBytes(void* data, std::size_t size) noexcept;
+}  // namespace detail
+
+// LockedAllocator hands out page-allocated, locked memory that is wiped before it goes back to
+// the system. Every allocation is its own set of pages, so no secret shares a page with
+// ordinary heap data.
+template <typename T>
+class LockedAllocator {
+ public:
+  using value_type = T;
+
+  LockedAllocator() noexcept = default;
+  template <typename U>
+  explicit LockedAllocator(const LockedAllocator<U>& /*other*/) noexcept {}
+
+  T* allocate(std::size_t count) {
+    if (count > max_size()) {
+      throw std::bad_array_new_length();
+    }
+    return static_cast<T*>(detail::AllocateLockedBytes(count * sizeof(T)));
+  }
+
+  void deallocate(T* data, std::size_t count) noexcept { detail::ReleaseLockedBytes(data, count * sizeof(T)); }
+
+  static constexpr std::size_t max_size() noexcept {
+    return static_cast<std::size_t>(std::numeric_limits<std::ptrdiff_t>::max()) / sizeof(T);
+  }
+
+  template <typename U>
+  bool operator==(const LockedAllocator<U>& /*other*/) const noexcept {
+    return true;
+  }
+};
+
+// SecureBlock is the byte vector that carries keys, passwords and secret plain texts. It offers
+// the ordinary vector operations; its storage is locked and wiped on release.
+using SecureBlock = std::vector<std::uint8_t, LockedAllocator<std::uint8_t>>;
+
+}  // namespace QVCryptoService

@@ -1,0 +1,31 @@
+#include "platform/locked_pages.h"
+
+#include <windows.h>
+#include <psapi.h>
+
+namespace QVCryptoService::platform {
+
+void* AllocateLockedPages(std::size_t size) noexcept {
+  void* pages = VirtualAlloc(nullptr, size, MEM_COMMIT, PAGE_READWRITE);
+  if (pages != nullptr) {
+    // Best effort: the working-set quota may refuse the lock, and the memory is still usable.
+    (void)VirtualLock(pages, size);
+  }
+  return pages;
+}
+
+void ReleaseLockedPages(void* pages, std::size_t size) noexcept {
+  (void)VirtualUnlock(pages, size);
+  (void)VirtualFree(pages, 0, MEM_RELEASE);
+}
+
+bool IsPageLocked(const void* address) noexcept {
+  PSAPI_WORKING_SET_EX_INFORMATION info{};
+  info.VirtualAddress = const_cast<void*>(address);
+  if (!QueryWorkingSetEx(GetCurrentProcess(), &info, sizeof info)) {
+    return false;
+  }
+  return info.VirtualAttributes.Valid && info.VirtualAttributes.Locked;
+}
+
+}  // namespace QVCryptoService::platform

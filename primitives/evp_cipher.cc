@@ -1,0 +1,138 @@
+#include <qvcryptoservice/primitives.h>
+
+#include "frame/result_compose.h"
+#include "primitives/ossl_ptr.h"
+
+#include <openssl/evp.h>
+#include <openssl/rand.h>
+
+#include <string>
+
+namespace QVCryptoService {
+namespace {
+
+enum class Direction : int { kDecrypt = 0, kEncrypt = 1 };
+
+const EVP_CIPHER* FindCipher(const char* cipherName) {
+  return cipherName == nullptr ? nullptr : EVP_get_cipherbyname(cipherName);
+}
+
+// The cipher core shared by every encryption path: validates the key length before the IV
+// length, so that a caller with both wrong learns about the key first.
+PxaResult RunCipher(const char* cipherName, const unsigned char* key, int keyLen, const unsigned char* iv, int ivLen,
+                    const unsigned char* in, int inLen, unsigned char* out, int& outLen, Direction direction) {
+  const int capacity = outLen;
+  outLen = 0;
+  const EVP_CIPHER* cipher = FindCipher(cipherName);
+  if (cipher == nullptr) {
+    return PXA_ERR_UNSUPPORTED_CIPHER;
+  }
+  CipherCtxPtr ctx(EVP_CIPHER_CTX_new());
+  if (!ctx) {
+    return LastOpenSslResult();
+  }
+  const int encrypt = static_cast<int>(direction);
+  if (EVP_CipherInit_ex(ctx.get(), cipher, nullptr, nullptr, nullptr, encrypt) != 1) {
+    ctx.reset();
+    return LastOpenSslResult();
+  }
+  EVP_CIPHER_CTX_set_padding(ctx.get(), 1);
+  if (EVP_CIPHER_CTX_get_key_length(ctx.get()) != keyLen) {
+    return PXA_ERR_MISMATCHED_KEY;
+  }
+  if (EVP_CIPHER_CTX_get_iv_length(ctx.get()) != ivLen) {
+    return PXA_ERR_INVALID_IV_LEN;
+  }
+  // Nothing bounds the caller's buffer but the capacity it declares; refuse rather than overrun.
+  const long long needed = static_cast<long long>(inLen) + (encrypt != 0 ? EVP_CIPHER_get_block_size(cipher) : 0);
+  if (key == nullptr || (ivLen > 0 && iv == nullptr) || inLen < 0 || (inLen > 0 && in == nullptr) ||
+      out == nullptr || capacity < needed) {
+    return PXA_ERR_INVALID_ARGUMENTS;
+  }
+  int updateLen = 0;
+  int finalLen = 0;
+  static const unsigned char kNoInput = 0;
+  const bool ok = EVP_CipherInit_ex(ctx.get(), nullptr, nullptr, key, iv, encrypt) == 1 &&
+                  EVP_CipherUpdate(ctx.get(), out, &updateLen, in != nullptr ? in : &kNoInput, inLen) == 1 &&
+                  EVP_CipherFinal_ex(ctx.get(), out + updateLen, &finalLen) == 1;
+  ctx.reset();
+  if (!ok) {
+    outLen = updateLen;
+    return LastOpenSslResult();
+  }
+  outLen = updateLen + finalLen;
+  return PXA_OK;
+}
+
+// Output room for a one-shot call on `inputLength` bytes: the input plus two blocks of slack,
+// cut to the 32-bit count that OpenSSL takes.
+int OutputRoom(std::size_t inputLength) { return static_cast<int>(inputLength + 32); }
+
+}  // namespace
+
+bool EVPRandomBytes(unsigned char* buf, std::uint32_t n) {
+  return RAND_bytes(buf, static_cast<int>(n)) == 1;
+}
+bool EVPRandomIV(unsigned char* buf, std::uint32_t n) { return EVPRandomBytes(buf, n); }
+bool EVPRandomSalt(unsigned char* buf, std::uint32_t n) { return EVPRandomBytes(buf, n); }
+
+int EVPGetCipherKeyLength(const char* cipherName) {
+  const EVP_CIPHER* cipher = FindCipher(cipherName);
+  return cipher == nullptr ? -1 : EVP_CIPHER_get_key_length(cipher);
+}
+
+int EVPGetCipherIvLength(const char* cipherName) {
+  const EVP_CIPHER* cipher = FindCipher(cipherName);
+  return cipher == nullptr ? -1 : EVP_CIPHER_get_iv_length(cipher);
+}
+
+int EVPGetCipherBlockSize(const char* cipherName) {
+  const EVP_CIPHER* cipher = FindCipher(cipherName);
+  return cipher == nullptr ? -1 : EVP_CIPHER_get_block_size(cipher);
+}
+
+PxaResult EVPEncrypt(const char* cipherName, const unsigned char* key, int keyLen, unsigned char* iv, int ivLen,
+                     const unsigned char* in, int inLen, unsigned char* out, int& outLen) {
+  return RunCipher(cipherName, key, keyLen, iv, ivLen, in, inLen, out, outLen, Direction::kEncrypt);
+}
+
+PxaResult EVPDecrypt(const char* cipherName, const unsigned char* key, int keyLen, unsigned char* iv, int ivLen,
+                     const unsigned char* in, int inLen, unsigned char* out, int& outLen) {
+  return RunCipher(cipherName, key, keyLen, iv, ivLen, in, inLen, out, outLen, Direction::kDecrypt);
+}
+
+PxaResult EVPEncrypt(const char* cipherName, const SecureBlock& key, std::string& iv, const std::string& plain,
+                     std::string& cipherText) {
+  std::string buffer(static_cast<std::size_t>(OutputRoom(plain.size())), '\0');
+  const EVP_CIPHER* cipher = FindCipher(cipherName);
+  if (cipher == nullptr || EVP_CIPHER_get_iv_length(cipher) < 0) {
+    return PXA_ERR_UNSUPPORTED_CIPHER;
+  }
+  SecureBlock freshIv(static_cast<std::size_t>(EVP_CIPHER_get_iv_length(cipher)));
+  if (!freshIv.empty()) {
+    (void)RAND_bytes(freshIv.data(), static_cast<int>(freshIv.size()));
+  }
+  iv.assign(freshIv.begin(), freshIv.end());
+  int written = static_cast<int>(buffer.size());
+  const PxaResult result =
+      RunCipher(cipherName, key.data(), static_cast<int>(key.size()), freshIv.data(), static_cast<int>(freshIv.size()),
+                reinterpret_cast<const unsigned char*>(plain.data()), static_cast<int>(plain.size()),
+                reinterpret_cast<unsigned char*>(buffer.data()), written, Direction::kEncrypt);
+  cipherText.assign(buffer.data(), static_cast<std::size_t>(written));
+  return result;
+}
+
+PxaResult EVPDecrypt(const char* cipherName, const SecureBlock& key, const std::string& iv, std::string cipherText,
+                     std::string& plain) {
+  // The decrypted bytes pass through locked memory only; `plain` is what the caller asked for.
+  SecureBlock buffer(static_cast<std::size_t>(OutputRoom(cipherText.size())));
+  int written = static_cast<int>(buffer.size());
+  const PxaResult result = RunCipher(
+      cipherName, key.data(), static_cast<int>(key.size()), reinterpret_cast<const unsigned char*>(iv.data()),
+      static_cast<int>(iv.size()), reinterpret_cast<const unsigned char*>(cipherText.data()),
+      static_cast<int>(cipherText.size()), buffer.data(), written, Direction::kDecrypt);
+  plain.assign(buffer.begin(), buffer.begin() + written);
+  return result;
+}
+
+}  // namespace QVCryptoService

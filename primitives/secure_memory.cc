@@ -1,0 +1,64 @@
+#include <qvcryptoservice/secure_block.h>
+
+#include "platform/locked_pages.h"
+#include "primitives/secure_memory_hooks.h"
+
+#include <openssl/crypto.h>
+
+#include <algorithm>
+#include <cstring>
+#include <new>
+
+namespace QVCryptoService {
+
+namespace {
+ReleaseObserver g_releaseObserver = nullptr;
+}  // namespace
+
+void SetReleaseObserverForTesting(ReleaseObserver observer) noexcept { g_releaseObserver = observer; }
+
+bool SecureWipe(void* data, std::size_t length) noexcept {
+  if (data == nullptr || length == 0) {
+    return false;
+  }
+  // OPENSSL_cleanse cannot be optimised away; the 0xFF fill is read back below, so it stays too.
+  OPENSSL_cleanse(data, length);
+  std::memset(data, 0xFF, length);
+  const auto fifth = static_cast<std::size_t>(static_cast<double>(length) * 0.2);
+  const std::size_t checked = std::clamp<std::size_t>(fifth, 1, 100);
+  const volatile auto* bytes = static_cast<const volatile std::uint8_t*>(data);
+  bool allSet = true;
+  for (std::size_t i = 0; i < checked && i < length; ++i) {
+    allSet = allSet && bytes[i] == 0xFF;
+  }
+  return allSet;
+}
+
+namespace detail {
+
+void* AllocateLockedBytes(std::size_t size) {
+  if (size == 0) {
+    return nullptr;
+  }
+  void* pages = platform::AllocateLockedPages(size);
+  // A block that does not hold what is written to it cannot be wiped either; refuse it rather
+  // than hand out storage whose secrets might survive release.
+  if (pages == nullptr || !SecureWipe(pages, size)) {
+    throw std::bad_alloc();
+  }
+  return pages;
+}
+
+void ReleaseLockedBytes(void* data, std::size_t size) noexcept {
+  if (data == nullptr) {
+    return;
+  }
+  (void)SecureWipe(data, size);
+  if (g_releaseObserver != nullptr) {
+    g_releaseObserver(data, size);
+  }
+  platform::ReleaseLockedPages(data, size);
+}
+
+}  // namespace detail
+}  // namespace QVCryptoService

@@ -1,0 +1,31 @@
+#pragma once
+
+// A small JSON reader for test data files only. It is deliberately independent of the
+// library's own JSON code, so that a fault there cannot hide behind the vectors it reads.
+
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace testsupport {
+
+struct JsonNode {
+  enum class Kind { kNull, kBool, kNumber, kString, kArray, kObject } kind = Kind::kNull;
+  bool boolean = false;
+  double number = 0;
+  std::string text;
+  std::vector<JsonNode> items;
+  std::map<std::string, JsonNode> members;
+
+  const JsonNode& operator[](const std::string& key) const;
+  const JsonNode& operator[](std::size_t index) const { return items.at(index); }
+  bool Has(const std::string& key) const { return members.count(key) != 0; }
+  std::int64_t AsInt() const { return static_cast<std::int64_t>(number); }
+};
+
+// ParseJsonLite parses a whole document; throws std::runtime_error on malformed text.
+JsonNode ParseJsonLite(const std::string& text);
+
+}  // namespace testsupport
