@@ -34,9 +34,7 @@ bool SecureWipe(void* data, std::size_t length) noexcept {
   return allSet;
 }
 
-namespace detail {
-
-void* AllocateLockedBytes(std::size_t size) {
+void* LockedAllocatorBase::allocateBytes(std::size_t size) {
   if (size == 0) {
     return nullptr;
   }
@@ -49,7 +47,7 @@ void* AllocateLockedBytes(std::size_t size) {
   return pages;
 }
 
-void ReleaseLockedBytes(void* data, std::size_t size) noexcept {
+void LockedAllocatorBase::releaseBytes(void* data, std::size_t size) noexcept {
   if (data == nullptr) {
     return;
   }
@@ -60,5 +58,4 @@ void ReleaseLockedBytes(void* data, std::size_t size) noexcept {
   platform::ReleaseLockedPages(data, size);
 }
 
-}  // namespace detail
 }  // namespace QVCryptoService

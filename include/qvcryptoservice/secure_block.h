@@ -15,18 +15,22 @@ namespace QVCryptoService {
 // a fifth of the length clamped to 1..100. A zero length checks nothing and returns false.
 QVCS_EXPORT bool SecureWipe(void* data, std::size_t length) noexcept;
 
-namespace detail {
-// Storage for LockedAllocator: locked pages, wiped before release. Throws std::bad_alloc when no
-// locked storage could be had, so secrets never fall back to ordinary heap memory.
-QVCS_EXPORT void* AllocateLockedBytes(std::size_t size);
-QVCS_EXPORT void ReleaseLockedBytes(void* data, std::size_t size) noexcept;
-}  // namespace detail
+// LockedAllocatorBase is the untyped storage behind LockedAllocator.
+class QVCS_EXPORT LockedAllocatorBase {
+ public:
+  // allocateBytes returns locked pages holding `size` bytes, or null for a size of 0. Throws
+  // std::bad_alloc when no locked storage could be had, so secrets never fall back to ordinary
+  // heap memory.
+  static void* allocateBytes(std::size_t size);
+  // releaseBytes wipes the block (see SecureWipe), unlocks it and gives it back to the system.
+  static void releaseBytes(void* data, std::size_t size) noexcept;
+};
 
 // LockedAllocator hands out page-allocated, locked memory that is wiped before it goes back to
 // the system. Every allocation is its own set of pages, so no secret shares a page with
 // ordinary heap data.
 template <typename T>
-class LockedAllocator {
+class LockedAllocator : private LockedAllocatorBase {
  public:
   using value_type = T;
 
@@ -38,10 +42,10 @@ class LockedAllocator {
     if (count > max_size()) {
       throw std::bad_array_new_length();
     }
-    return static_cast<T*>(detail::AllocateLockedBytes(count * sizeof(T)));
+    return static_cast<T*>(allocateBytes(count * sizeof(T)));
   }
 
-  void deallocate(T* data, std::size_t count) noexcept { detail::ReleaseLockedBytes(data, count * sizeof(T)); }
+  void deallocate(T* data, std::size_t count) noexcept { releaseBytes(data, count * sizeof(T)); }
 
   static constexpr std::size_t max_size() noexcept {
     return static_cast<std::size_t>(std::numeric_limits<std::ptrdiff_t>::max()) / sizeof(T);
