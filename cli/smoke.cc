@@ -52,16 +52,17 @@ int main() {
   SecureBlock wrongKey(key.size(), 0x42);
   std::string garbage;
   const PxaResult wrong = EVPDecrypt("aes-256-cbc", wrongKey, iv, cipherText, garbage);
-  Report("decrypt with wrong key", wrong != PXA_OK, "0x" + Hex(reinterpret_cast<const unsigned char*>(&wrong), 0) +
-                                                        std::to_string(wrong >> 32) + ": " + PxaErrorReason(wrong));
+  Report("decrypt with wrong key", wrong != PXA_OK,
+         "0x" + Hex(reinterpret_cast<const unsigned char*>(&wrong), 0) + std::to_string(wrong >> 32) + ": " +
+             PxaErrorReason(wrong));
 
   unsigned char digest[64];
   int digestLen = sizeof digest;
   const auto* bytes = reinterpret_cast<const unsigned char*>(plain.data());
   const PxaResult digested = EVPDigest("sha256", bytes, static_cast<int>(plain.size()), digest, digestLen);
   const std::string digestHex = Hex(digest, static_cast<std::size_t>(digestLen));
-  Report("sha256", digested == PXA_OK &&
-                       digestHex == "d7a8fbb307d7809469ca9abcb0082e4f8d5651e46d3cdb762d02d0bf37c9e592",
+  Report("sha256",
+         digested == PXA_OK && digestHex == "d7a8fbb307d7809469ca9abcb0082e4f8d5651e46d3cdb762d02d0bf37c9e592",
          digestHex);
 
   QVHashCtx ctx = QVHashInitCtx();
@@ -75,16 +76,15 @@ int main() {
   const PxaResult hmac = EVPHMAC("sha256", reinterpret_cast<const unsigned char*>("key"), 3, bytes,
                                  static_cast<int>(plain.size()), mac, macLen);
   const std::string macHex = Hex(mac, static_cast<std::size_t>(macLen));
-  Report("hmac-sha256", hmac == PXA_OK &&
-                            macHex == "f7bc83f430538424b13298e6aa6fb143ef4d59a14946175997479dbc2d1a3cd8",
+  Report("hmac-sha256", hmac == PXA_OK && macHex == "f7bc83f430538424b13298e6aa6fb143ef4d59a14946175997479dbc2d1a3cd8",
          macHex);
 
   unsigned char derived[32];
   const PxaResult pbkdf2 =
       PBKDF2_HMAC("sha256", "password", reinterpret_cast<const unsigned char*>("salt"), 4, 1, 32, derived);
   const std::string derivedHex = Hex(derived, sizeof derived);
-  Report("pbkdf2-hmac-sha256", pbkdf2 == PXA_OK &&
-                                   derivedHex == "120fb6cffcf8b32c43e7225256c4f837a86548c92ccc35480805987cb70be17b",
+  Report("pbkdf2-hmac-sha256",
+         pbkdf2 == PXA_OK && derivedHex == "120fb6cffcf8b32c43e7225256c4f837a86548c92ccc35480805987cb70be17b",
          derivedHex);
 
   const std::string encoded = base64_encode(bytes, static_cast<std::uint32_t>(plain.size()));

@@ -45,8 +45,8 @@ PxaResult RunCipher(const char* cipherName, const unsigned char* key, int keyLen
   }
   // Nothing bounds the caller's buffer but the capacity it declares; refuse rather than overrun.
   const long long needed = static_cast<long long>(inLen) + (encrypt != 0 ? EVP_CIPHER_get_block_size(cipher) : 0);
-  if (key == nullptr || (ivLen > 0 && iv == nullptr) || inLen < 0 || (inLen > 0 && in == nullptr) ||
-      out == nullptr || capacity < needed) {
+  if (key == nullptr || (ivLen > 0 && iv == nullptr) || inLen < 0 || (inLen > 0 && in == nullptr) || out == nullptr ||
+      capacity < needed) {
     return PXA_ERR_INVALID_ARGUMENTS;
   }
   int updateLen = 0;
@@ -70,9 +70,7 @@ int OutputRoom(std::size_t inputLength) { return static_cast<int>(inputLength + 
 
 }  // namespace
 
-bool EVPRandomBytes(unsigned char* buf, std::uint32_t n) {
-  return RAND_bytes(buf, static_cast<int>(n)) == 1;
-}
+bool EVPRandomBytes(unsigned char* buf, std::uint32_t n) { return RAND_bytes(buf, static_cast<int>(n)) == 1; }
 bool EVPRandomIV(unsigned char* buf, std::uint32_t n) { return EVPRandomBytes(buf, n); }
 bool EVPRandomSalt(unsigned char* buf, std::uint32_t n) { return EVPRandomBytes(buf, n); }
 
@@ -127,10 +125,10 @@ PxaResult EVPDecrypt(const char* cipherName, const SecureBlock& key, const std::
   // The decrypted bytes pass through locked memory only; `plain` is what the caller asked for.
   SecureBlock buffer(static_cast<std::size_t>(OutputRoom(cipherText.size())));
   int written = static_cast<int>(buffer.size());
-  const PxaResult result = RunCipher(
-      cipherName, key.data(), static_cast<int>(key.size()), reinterpret_cast<const unsigned char*>(iv.data()),
-      static_cast<int>(iv.size()), reinterpret_cast<const unsigned char*>(cipherText.data()),
-      static_cast<int>(cipherText.size()), buffer.data(), written, Direction::kDecrypt);
+  const PxaResult result =
+      RunCipher(cipherName, key.data(), static_cast<int>(key.size()), reinterpret_cast<const unsigned char*>(iv.data()),
+                static_cast<int>(iv.size()), reinterpret_cast<const unsigned char*>(cipherText.data()),
+                static_cast<int>(cipherText.size()), buffer.data(), written, Direction::kDecrypt);
   plain.assign(buffer.begin(), buffer.begin() + written);
   return result;
 }

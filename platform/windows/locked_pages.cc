@@ -1,7 +1,7 @@
 #include "platform/locked_pages.h"
 
-#include <windows.h>
 #include <psapi.h>
+#include <windows.h>
 
 namespace QVCryptoService::platform {
 

@@ -22,28 +22,27 @@ TEST_P(PxaErrorReasonTest, GivesTheMessageOfItsFamilyAndCode) {
   EXPECT_EQ(PxaErrorReason(GetParam().value), GetParam().message) << std::hex << "value 0x" << GetParam().value;
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    LibraryFamily, PxaErrorReasonTest,
-    testing::ValuesIn(std::to_array<MessageCase>({
-        {PXA_OK, "PXA succeed with no error"},
-        {PXA_ERR_UNSPECIFIED, "PXA unspecified error"},
-        {PXA_ERR_INVALID_ARGUMENTS, "PXA invalid API arguments"},
-        {PXA_ERR_UNSUPPORTED_CIPHER, "PXA unsupported cipher algorithm name"},
-        {PXA_ERR_UNSUPPORTED_DIGEST, "PXA unsupported digest algorithm name"},
-        {PXA_ERR_CORRUPTED_DATA, "PXA corrupted data"},
-        {PXA_ERR_META_INCOMPATIBLE, "PXA meta data fields incompatible with crypto function"},
-        {PXA_ERR_INVALID_IV_LEN, "PXA invalid IV length"},
-        {PXA_ERR_MISMATCHED_KEY, "PXA mismatched key"},
-        {PXA_ERR_KEY_NOT_ACTIVE, "PXA key not active"},
-        {PXA_ERR_KEY_EXPIRED, "PXA key expired"},
-        {PXA_ERR_SSV_FILE, "SSV file not found or corrupted"},
-        {12, "PXA undefined error"},
-        {0xFFFFFFFEull, "PXA undefined error"},
-        {0xFFFFFFFFull, "PXA keystore not configured"},
-        {0xFFFFFFFFFFFFFFFFull, "undefined error"},
-        {0x300000000ull, "undefined error"},
-        {0x7FFFFFFF00000000ull, "undefined error"},
-    })));
+INSTANTIATE_TEST_SUITE_P(LibraryFamily, PxaErrorReasonTest,
+                         testing::ValuesIn(std::to_array<MessageCase>({
+                             {PXA_OK, "PXA succeed with no error"},
+                             {PXA_ERR_UNSPECIFIED, "PXA unspecified error"},
+                             {PXA_ERR_INVALID_ARGUMENTS, "PXA invalid API arguments"},
+                             {PXA_ERR_UNSUPPORTED_CIPHER, "PXA unsupported cipher algorithm name"},
+                             {PXA_ERR_UNSUPPORTED_DIGEST, "PXA unsupported digest algorithm name"},
+                             {PXA_ERR_CORRUPTED_DATA, "PXA corrupted data"},
+                             {PXA_ERR_META_INCOMPATIBLE, "PXA meta data fields incompatible with crypto function"},
+                             {PXA_ERR_INVALID_IV_LEN, "PXA invalid IV length"},
+                             {PXA_ERR_MISMATCHED_KEY, "PXA mismatched key"},
+                             {PXA_ERR_KEY_NOT_ACTIVE, "PXA key not active"},
+                             {PXA_ERR_KEY_EXPIRED, "PXA key expired"},
+                             {PXA_ERR_SSV_FILE, "SSV file not found or corrupted"},
+                             {12, "PXA undefined error"},
+                             {0xFFFFFFFEull, "PXA undefined error"},
+                             {0xFFFFFFFFull, "PXA keystore not configured"},
+                             {0xFFFFFFFFFFFFFFFFull, "undefined error"},
+                             {0x300000000ull, "undefined error"},
+                             {0x7FFFFFFF00000000ull, "undefined error"},
+                         })));
 
 INSTANTIATE_TEST_SUITE_P(KeystoreFamily, PxaErrorReasonTest,
                          testing::ValuesIn(std::to_array<MessageCase>({

@@ -72,8 +72,9 @@ TEST(Base64, EncoderMatchesOpenSslsFilterForEveryLengthUpTo300) {
 TEST(Base64, NullDataEncodesAsEmpty) { EXPECT_EQ(base64_encode(nullptr, 5), ""); }
 
 TEST(Base64, MalformedTextNeverGivesMoreBytesThanItsLength) {
-  for (const std::string& text : std::to_array<std::string>({"!!!!", "Zg", "Zg=", "Z===", "Zm9v\nZm9v", "Zm9v Zm9v", "====", "\xff\xfe",
-                                 std::string("Zm\0v", 4), "Zm9vYmFy*"})) {
+  for (const std::string& text :
+       std::to_array<std::string>({"!!!!", "Zg", "Zg=", "Z===", "Zm9v\nZm9v", "Zm9v Zm9v", "====", "\xff\xfe",
+                                   std::string("Zm\0v", 4), "Zm9vYmFy*"})) {
     const std::string decoded = base64_decode(text);
     EXPECT_LE(decoded.size(), text.size()) << text;
   }

@@ -53,19 +53,20 @@ TEST_P(CipherCoreChecks, RefuseInTheirOrder) {
   EXPECT_EQ(out, std::vector<unsigned char>(256, 0xAA)) << c.name << ": a refused call wrote output";
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    OneShot, CipherCoreChecks,
-    testing::ValuesIn(std::to_array<CoreCheckCase>({
-        {"unknown cipher", "aes-256-xyz", 32, 16, 256, PXA_ERR_UNSUPPORTED_CIPHER},
-        {"null cipher name", nullptr, 32, 16, 256, PXA_ERR_UNSUPPORTED_CIPHER},
-        {"16-byte key for aes-256", "aes-256-cbc", 16, 16, 256, PXA_ERR_MISMATCHED_KEY},
-        {"key before IV", "aes-256-cbc", 16, 12, 256, PXA_ERR_MISMATCHED_KEY},
-        {"12-byte IV", "aes-256-cbc", 32, 12, 256, PXA_ERR_INVALID_IV_LEN},
-        {"zero IV length", "aes-128-cbc", 16, 0, 256, PXA_ERR_INVALID_IV_LEN},
-        {"output smaller than input", "aes-256-cbc", 32, 16, 8, PXA_ERR_INVALID_ARGUMENTS},
-        {"negative capacity", "aes-256-cbc", 32, 16, -1, PXA_ERR_INVALID_ARGUMENTS},
-    })),
-    [](const testing::TestParamInfo<CoreCheckCase>& param) { return "Case" + std::to_string(param.index); });
+INSTANTIATE_TEST_SUITE_P(OneShot, CipherCoreChecks,
+                         testing::ValuesIn(std::to_array<CoreCheckCase>({
+                             {"unknown cipher", "aes-256-xyz", 32, 16, 256, PXA_ERR_UNSUPPORTED_CIPHER},
+                             {"null cipher name", nullptr, 32, 16, 256, PXA_ERR_UNSUPPORTED_CIPHER},
+                             {"16-byte key for aes-256", "aes-256-cbc", 16, 16, 256, PXA_ERR_MISMATCHED_KEY},
+                             {"key before IV", "aes-256-cbc", 16, 12, 256, PXA_ERR_MISMATCHED_KEY},
+                             {"12-byte IV", "aes-256-cbc", 32, 12, 256, PXA_ERR_INVALID_IV_LEN},
+                             {"zero IV length", "aes-128-cbc", 16, 0, 256, PXA_ERR_INVALID_IV_LEN},
+                             {"output smaller than input", "aes-256-cbc", 32, 16, 8, PXA_ERR_INVALID_ARGUMENTS},
+                             {"negative capacity", "aes-256-cbc", 32, 16, -1, PXA_ERR_INVALID_ARGUMENTS},
+                         })),
+                         [](const testing::TestParamInfo<CoreCheckCase>& param) {
+                           return "Case" + std::to_string(param.index);
+                         });
 
 TEST(CipherCore, EncryptNeedsRoomForPaddingBlock) {
   const std::array<unsigned char, 32> key{};
@@ -145,7 +146,8 @@ TEST(CipherCore, SecureBlockFormsReportTheCoresRefusals) {
   EXPECT_TRUE(plain.empty());
   // Cipher text that is not a whole number of blocks fails in OpenSSL.
   plain = "stale";
-  const PxaResult ragged = EVPDecrypt("aes-256-cbc", SecureBlock(32), std::string(16, 'i'), std::string(17, 'c'), plain);
+  const PxaResult ragged =
+      EVPDecrypt("aes-256-cbc", SecureBlock(32), std::string(16, 'i'), std::string(17, 'c'), plain);
   EXPECT_EQ(ragged >> 32, PXA_FAMILY_OPENSSL);
 }
 
@@ -159,8 +161,9 @@ TEST(Digests, KnownAnswersAndRefusals) {
   for (const DigestCase& c : std::to_array<DigestCase>({
            {"sha256", "ba7816bf8f01cfea414140de5dae2223b00361a396177a9cb410ff61f20015ad"},
            {"sha1", "a9993e364706816aba3e25717850c26c9cd0d89d"},
-           {"sha512", "ddaf35a193617abacc417349ae20413112e6fa4e89a97ea20a9eeee64b55d39a2192992a274fc1a836ba3c23a3feebbd"
-                      "454d4423643ce80e2a9ac94fa54ca49f"},
+           {"sha512",
+            "ddaf35a193617abacc417349ae20413112e6fa4e89a97ea20a9eeee64b55d39a2192992a274fc1a836ba3c23a3feebbd"
+            "454d4423643ce80e2a9ac94fa54ca49f"},
        })) {
     std::array<unsigned char, 64> out{};
     int outLen = static_cast<int>(out.size());

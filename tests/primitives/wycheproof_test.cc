@@ -48,9 +48,9 @@ TEST(Wycheproof, AesCbcPkcs5) {
       const auto ct = FromHex(test["ct"].text);
       std::vector<unsigned char> out(ct.size() + msg.size() + 32);
       int outLen = static_cast<int>(out.size());
-      const PxaResult decrypted = EVPDecrypt(cipher.c_str(), key.data(), static_cast<int>(key.size()), iv.data(),
-                                             static_cast<int>(iv.size()), ct.data(), static_cast<int>(ct.size()),
-                                             out.data(), outLen);
+      const PxaResult decrypted =
+          EVPDecrypt(cipher.c_str(), key.data(), static_cast<int>(key.size()), iv.data(), static_cast<int>(iv.size()),
+                     ct.data(), static_cast<int>(ct.size()), out.data(), outLen);
       if (!IsValid(test)) {
         EXPECT_NE(decrypted, PXA_OK) << Describe(test) << " decrypted although invalid";
         EXPECT_EQ(decrypted >> 32, PXA_FAMILY_OPENSSL) << Describe(test);
@@ -60,9 +60,9 @@ TEST(Wycheproof, AesCbcPkcs5) {
       ASSERT_EQ(decrypted, PXA_OK) << Describe(test) << ": " << PxaErrorReason(decrypted);
       EXPECT_EQ(ToHex(out.data(), static_cast<std::size_t>(outLen)), test["msg"].text) << Describe(test);
       outLen = static_cast<int>(out.size());
-      const PxaResult encrypted = EVPEncrypt(cipher.c_str(), key.data(), static_cast<int>(key.size()), iv.data(),
-                                             static_cast<int>(iv.size()), msg.data(), static_cast<int>(msg.size()),
-                                             out.data(), outLen);
+      const PxaResult encrypted =
+          EVPEncrypt(cipher.c_str(), key.data(), static_cast<int>(key.size()), iv.data(), static_cast<int>(iv.size()),
+                     msg.data(), static_cast<int>(msg.size()), out.data(), outLen);
       ASSERT_EQ(encrypted, PXA_OK) << Describe(test);
       EXPECT_EQ(ToHex(out.data(), static_cast<std::size_t>(outLen)), test["ct"].text) << Describe(test);
       ++tally.valid;

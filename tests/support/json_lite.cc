@@ -24,8 +24,8 @@ class Parser {
     throw std::runtime_error(std::string("json_lite: ") + what + " at " + std::to_string(pos_));
   }
   void SkipSpace() {
-    while (pos_ < text_.size() && (text_[pos_] == ' ' || text_[pos_] == '\n' || text_[pos_] == '\r' ||
-                                   text_[pos_] == '\t')) {
+    while (pos_ < text_.size() &&
+           (text_[pos_] == ' ' || text_[pos_] == '\n' || text_[pos_] == '\r' || text_[pos_] == '\t')) {
       ++pos_;
     }
   }
@@ -125,11 +125,21 @@ class Parser {
         }
         const char e = text_[pos_++];
         switch (e) {
-          case 'n': c = '\n'; break;
-          case 't': c = '\t'; break;
-          case 'r': c = '\r'; break;
-          case 'b': c = '\b'; break;
-          case 'f': c = '\f'; break;
+          case 'n':
+            c = '\n';
+            break;
+          case 't':
+            c = '\t';
+            break;
+          case 'r':
+            c = '\r';
+            break;
+          case 'b':
+            c = '\b';
+            break;
+          case 'f':
+            c = '\f';
+            break;
           case 'u': {
             const unsigned long code = std::strtoul(text_.substr(pos_, 4).c_str(), nullptr, 16);
             pos_ += 4;
@@ -139,7 +149,9 @@ class Parser {
             c = static_cast<char>(code);
             break;
           }
-          default: c = e; break;
+          default:
+            c = e;
+            break;
         }
       }
       out.push_back(c);
