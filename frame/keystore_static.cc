@@ -1,0 +1,72 @@
+#include <qvcryptoservice/keystore_static.h>
+
+#include <algorithm>
+#include <array>
+#include <cstdint>
+#include <string_view>
+
+namespace QVCryptoService {
+namespace {
+
+constexpr std::string_view kEncryptionKeyName = "QV_ENCYPT_DECRYPT_0";  // misspelling kept: it names stored keys
+constexpr std::string_view kIntegrityKeyName = "QV_HMAC_INTEGRITY_0";
+constexpr std::size_t kStaticKeyLength = 32;
+
+// The first half of the static key. It must never change: every cipher text and HMAC made with
+// the built-in keystore depends on it.
+constexpr std::array<std::uint8_t, 16> kStaticKeyHead = {0xd7, 0x31, 0x5b, 0xaa, 0x81, 0x88, 0xa6, 0x26,
+                                                         0x6f, 0x56, 0xc6, 0x8c, 0x10, 0x79, 0x17, 0x96};
+
+}  // namespace
+
+std::string QVKeystoreStatic::getPluginName() { return "QVStaticKeystore"; }
+std::string QVKeystoreStatic::getPluginDescription() { return "PAX built-in keystore with static keys"; }
+std::int32_t QVKeystoreStatic::initialize(const zkJson::Value& /*config*/) { return KS_SUCCESS; }
+std::int32_t QVKeystoreStatic::refreshKeys(bool /*versionMissing*/) { return KS_ERR_NOT_SUPPORTED; }
+std::int32_t QVKeystoreStatic::createKey(const std::string& /*name*/, const QVKeyControlData* /*ctl*/) {
+  return KS_ERR_NOT_SUPPORTED;
+}
+std::int32_t QVKeystoreStatic::createKeyPair(const std::string& /*name*/, const QVKeyControlData* /*ctl*/) {
+  return KS_ERR_NOT_SUPPORTED;
+}
+std::int32_t QVKeystoreStatic::destroyKey(const std::string& /*name*/, std::int32_t /*version*/) {
+  return KS_ERR_NOT_SUPPORTED;
+}
+std::int32_t QVKeystoreStatic::listKeys(bool /*flag*/, std::vector<QVKeyListEntry>& /*keys*/) {
+  return KS_ERR_NOT_SUPPORTED;
+}
+std::int32_t QVKeystoreStatic::reKey(const std::string& /*name*/) { return KS_ERR_NOT_SUPPORTED; }
+std::int32_t QVKeystoreStatic::re_sync() { return KS_SUCCESS; }
+std::int32_t QVKeystoreStatic::updateKey(const std::string& /*name*/, std::int32_t /*version*/,
+                                         SecureBlock& /*key*/) {
+  return KS_ERR_NOT_SUPPORTED;
+}
+std::int32_t QVKeystoreStatic::updateKeyMeta(const std::string& /*name*/, std::int32_t /*version*/,
+                                             QVKeyControlData& /*ctl*/) {
+  return KS_ERR_NOT_SUPPORTED;
+}
+
+std::int32_t QVKeystoreStatic::getKey(const std::string& name, SecureBlock& key, QVKeyControlData& ctl,
+                                      std::int32_t /*version*/) {
+  if (name == kEncryptionKeyName) {
+    ctl.usageMask = 4;
+    ctl.symmetric = true;
+    ctl.algorithm = "aes-256-cbc";
+  } else if (name == kIntegrityKeyName) {
+    ctl.symmetric = true;
+    ctl.algorithm = "sha256";
+  } else {
+    return KS_ERR_KEY_NOT_FOUND;
+  }
+  ctl.keyLength = static_cast<std::int32_t>(kStaticKeyLength);
+  ctl.state = 2;
+  ctl.formatVersion = 0x01000000;
+  ctl.rotationPolicy = 0;
+  // Assembled here, in locked memory, so the whole key is never a constant in the binary.
+  SecureBlock assembled(kStaticKeyLength, 0x01);
+  std::copy(kStaticKeyHead.begin(), kStaticKeyHead.end(), assembled.begin());
+  key.assign(assembled.begin(), assembled.end());
+  return KS_SUCCESS;
+}
+
+}  // namespace QVCryptoService
