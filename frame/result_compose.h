@@ -15,6 +15,11 @@ namespace QVCryptoService {
 inline constexpr PxaResult kKeystoreFamilyBit = PxaResult{PXA_FAMILY_KEYSTORE} << 32;
 inline constexpr PxaResult kOpenSslFamilyBit = PxaResult{PXA_FAMILY_OPENSSL} << 32;
 
+// What the keystore-based engines return when the keystore they need is not registered: all 64
+// bits set, not PXA_ERR_KEYSTORE_NOT_CONFIGURED. Deliberate and kept for compatibility; the
+// message for it is "undefined error".
+inline constexpr PxaResult kKeystoreMissingResult = ~PxaResult{0};
+
 constexpr PxaResult SignExtend32(std::uint32_t code) {
   return static_cast<PxaResult>(static_cast<std::int64_t>(static_cast<std::int32_t>(code)));
 }

@@ -1,5 +1,6 @@
 #include <qvcryptoservice/primitives.h>
 
+#include "primitives/base64_strict.h"
 #include "primitives/ossl_ptr.h"
 
 #include <gtest/gtest.h>
@@ -80,6 +81,29 @@ TEST(Base64, MalformedTextNeverGivesMoreBytesThanItsLength) {
   }
   EXPECT_EQ(base64_decode(""), "");
   EXPECT_EQ(base64_decode("!!!!"), "");
+}
+
+}  // namespace
+}  // namespace QVCryptoService
+
+namespace QVCryptoService {
+namespace {
+
+TEST(Base64Strict, AgreesWithTheFilterOnWellFormedTextAndRefusesTheRest) {
+  std::string bytes;
+  for (std::size_t length = 0; length <= 100; ++length) {
+    const std::string text = Encode(bytes);
+    const auto strict = DecodeBase64Strict(text);
+    ASSERT_TRUE(strict.has_value()) << text;
+    EXPECT_EQ(*strict, bytes);
+    EXPECT_EQ(*strict, base64_decode(text));
+    bytes.push_back(static_cast<char>(length * 89 + 3));
+  }
+  for (const std::string& bad : std::to_array<std::string>(
+           {"Zg", "Zg=", "Z===", "====", "Zm9v\nZm9v", "Zm9v Zm9", "Zm9=Zm9v", "Zm=v", "Zm9*", "Zm9v-_==",
+            std::string("Zm\0v", 4)})) {
+    EXPECT_FALSE(DecodeBase64Strict(bad).has_value()) << bad;
+  }
 }
 
 }  // namespace
