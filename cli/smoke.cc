@@ -2,7 +2,7 @@
 // prints what it did; it exits non-zero when any step does not give the expected result.
 
 #include <qvcryptoservice/primitives.h>
-#include <qvcryptoservice/qvhash.h>
+#include <qvcryptoservice/qvcrypto_c.h>
 #include <qvcryptoservice/result.h>
 #include <qvcryptoservice/secure_block.h>
 

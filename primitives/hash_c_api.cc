@@ -1,4 +1,4 @@
-#include <qvcryptoservice/qvhash.h>
+#include <qvcryptoservice/qvcrypto_c.h>
 
 #include <openssl/evp.h>
 

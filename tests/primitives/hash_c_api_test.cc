@@ -1,5 +1,5 @@
 #include <qvcryptoservice/primitives.h>
-#include <qvcryptoservice/qvhash.h>
+#include <qvcryptoservice/qvcrypto_c.h>
 
 #include <gtest/gtest.h>
 

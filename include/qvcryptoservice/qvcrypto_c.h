@@ -1,7 +1,7 @@
-#ifndef QVCRYPTOSERVICE_QVHASH_H
-#define QVCRYPTOSERVICE_QVHASH_H
+#ifndef QVCRYPTOSERVICE_QVCRYPTO_C_H
+#define QVCRYPTOSERVICE_QVCRYPTO_C_H
 
-/* Incremental SHA-256 for callers that cannot use the C++ interface. */
+/* The library's plain C functions, for callers that cannot use the C++ interface. */
 
 #include <qvcryptoservice/qvcs_export.h>
 
@@ -28,6 +28,16 @@ QVCS_EXPORT bool QVHashUpdate(QVHashCtx handle, const unsigned char* data, uint6
    handle that is not one of ours or when OpenSSL fails; the handle then stays allocated and is
    good for nothing but another QVHashFinal. */
 QVCS_EXPORT bool QVHashFinal(QVHashCtx handle, unsigned char* out);
+
+/* QVPBEncrypt encrypts the zero-terminated `plain` under a key derived from the zero-terminated
+   `password` ("aes-256-cbc", PBKDF2-HMAC-SHA256) and stores a zero-terminated serialized cipher
+   text through `cipherText`. Returns 1 on success; 0 on any failure, with `*cipherText` untouched.
+   The text belongs to the caller, who frees it with CoTaskMemFree on Windows and free elsewhere. */
+QVCS_EXPORT uint8_t QVPBEncrypt(const char* plain, char** cipherText, const char* password);
+
+/* QVPBDecrypt reverses QVPBEncrypt. Returns 1 with a zero-terminated plain text the caller frees
+   as above; 0 on failure and also when the plain text is empty, with `*plain` untouched. */
+QVCS_EXPORT uint8_t QVPBDecrypt(const char* cipherText, char** plain, const char* password);
 
 #ifdef __cplusplus
 }
