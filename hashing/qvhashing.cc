@@ -1,0 +1,267 @@
+#include <qvcryptoservice/primitives.h>
+#include <qvcryptoservice/qvhashing.h>
+
+#include "frame/result_compose.h"
+#include "primitives/ossl_ptr.h"
+
+#include <openssl/crypto.h>
+#include <openssl/evp.h>
+#include <openssl/rand.h>
+
+#include <array>
+#include <climits>
+#include <optional>
+#include <vector>
+
+namespace QVCryptoService {
+namespace {
+
+constexpr int kSaltLength = 16;
+constexpr int kIterations = 10000;
+constexpr int kOutputLength = 32;
+
+using Bytes = std::vector<std::uint8_t>;
+
+bool LengthSupported(std::uint64_t length) { return length <= static_cast<std::uint64_t>(INT_MAX); }
+
+// Digest of `parts` concatenated, or the OpenSSL-family failure.
+struct DigestOutcome {
+  PxaResult result = PXA_OK;
+  Bytes value;
+};
+
+DigestOutcome DigestOf(const EVP_MD* digest, std::initializer_list<std::pair<const std::uint8_t*, std::size_t>> parts) {
+  DigestOutcome outcome;
+  MdCtxPtr ctx(EVP_MD_CTX_new());
+  std::array<std::uint8_t, EVP_MAX_MD_SIZE> out{};
+  unsigned int written = 0;
+  bool ok = ctx && EVP_MD_CTX_reset(ctx.get()) == 1 && EVP_DigestInit_ex(ctx.get(), digest, nullptr) == 1;
+  for (const auto& [data, size] : parts) {
+    static const std::uint8_t kNothing = 0;
+    ok = ok && EVP_DigestUpdate(ctx.get(), data != nullptr ? data : &kNothing, size) == 1;
+  }
+  ok = ok && EVP_DigestFinal_ex(ctx.get(), out.data(), &written) == 1;
+  if (!ok) {
+    outcome.result = LastOpenSslResult();
+    return outcome;
+  }
+  outcome.value.assign(out.begin(), out.begin() + written);
+  return outcome;
+}
+
+// Values are compared without an early exit; the answers are those of an ordinary comparison.
+bool SameBytes(const Bytes& computed, const Bytes& recorded) {
+  return computed.size() == recorded.size() &&
+         (computed.empty() || CRYPTO_memcmp(computed.data(), recorded.data(), computed.size()) == 0);
+}
+
+std::size_t PasswordLength(const std::string& password) { return std::char_traits<char>::length(password.c_str()); }
+
+}  // namespace
+
+QVHashing::QVHashing() = default;
+QVHashing::QVHashing(const QVHashing& /*other*/) = default;
+QVHashing::QVHashing(QVHashing&& /*other*/) noexcept = default;
+QVHashing& QVHashing::operator=(const QVHashing& /*other*/) = default;
+QVHashing& QVHashing::operator=(QVHashing&& /*other*/) noexcept = default;
+QVHashing::~QVHashing() = default;
+
+PxaResult QVHashing::generateDigest(std::string digestName, const std::uint8_t* data, std::uint64_t length,
+                                    HashingData_t& record) const {
+  if (!LengthSupported(length)) {
+    return PXA_ERR_INVALID_ARGUMENTS;
+  }
+  std::array<std::uint8_t, kSaltLength> salt{};
+  (void)RAND_bytes(salt.data(), kSaltLength);
+  std::array<std::uint8_t, EVP_MAX_MD_SIZE> inner{};
+  int innerLength = static_cast<int>(inner.size());
+  if (const PxaResult result =
+          EVPDigest(digestName.c_str(), data, static_cast<int>(length), inner.data(), innerLength);
+      result != PXA_OK) {
+    return result;
+  }
+  const EVP_MD* digest = EVP_get_digestbyname(digestName.c_str());
+  if (digest == nullptr) {
+    return PXA_ERR_UNSUPPORTED_DIGEST;
+  }
+  DigestOutcome outer = DigestOf(digest, {{salt.data(), salt.size()}, {inner.data(), static_cast<std::size_t>(innerLength)}});
+  if (outer.result != PXA_OK) {
+    return outer.result;
+  }
+  record.version = 1;
+  record.digestName = digestName;
+  record.salt.assign(salt.begin(), salt.end());
+  record.digest = std::move(outer.value);
+  return PXA_OK;
+}
+
+bool QVHashing::validateDigest(std::string digestName, const std::uint8_t* data, std::uint64_t length,
+                               const HashingData_t& record) const {
+  if (digestName != record.digestName || !LengthSupported(length)) {
+    return false;
+  }
+  const EVP_MD* digest = EVP_get_digestbyname(digestName.c_str());
+  if (digest == nullptr) {
+    return true;  // fail-open, deliberate: see the class comment
+  }
+  const DigestOutcome inner = DigestOf(digest, {{data, static_cast<std::size_t>(length)}});
+  if (inner.result != PXA_OK) {
+    return true;
+  }
+  const DigestOutcome outer = DigestOf(digest, {{record.salt.data(), record.salt.size()}, {inner.value.data(), inner.value.size()}});
+  if (outer.result != PXA_OK) {
+    return true;
+  }
+  return SameBytes(outer.value, record.digest);
+}
+
+PxaResult QVHashing::generateCheckSum(std::string digestName, const std::uint8_t* data, std::uint64_t length,
+                                      HashingData_t& record) const {
+  const EVP_MD* digest = EVP_get_digestbyname(digestName.c_str());
+  if (digest == nullptr) {
+    return PXA_ERR_UNSUPPORTED_DIGEST;
+  }
+  if (!LengthSupported(length)) {
+    return PXA_ERR_INVALID_ARGUMENTS;
+  }
+  DigestOutcome sum = DigestOf(digest, {{data, static_cast<std::size_t>(length)}});
+  if (sum.result != PXA_OK) {
+    return sum.result;
+  }
+  record.version = 1;
+  record.digestName = digestName;
+  record.digest = std::move(sum.value);
+  return PXA_OK;
+}
+
+bool QVHashing::validateCheckSum(std::string digestName, const std::uint8_t* data, std::uint64_t length,
+                                 const HashingData_t& record) const {
+  if (digestName != record.digestName || !LengthSupported(length)) {
+    return false;
+  }
+  const EVP_MD* digest = EVP_get_digestbyname(digestName.c_str());
+  if (digest == nullptr) {
+    return true;  // fail-open, deliberate
+  }
+  const DigestOutcome sum = DigestOf(digest, {{data, static_cast<std::size_t>(length)}});
+  return sum.result != PXA_OK || SameBytes(sum.value, record.digest);
+}
+
+PxaResult QVHashing::generateDerivedKey(const std::string& digestName, const std::string& password,
+                                        std::string& keyBase64) const {
+  // The salt repeats the password until it has 16 bytes; an empty password could never fill it.
+  if (password.empty()) {
+    return PXA_ERR_INVALID_ARGUMENTS;
+  }
+  std::string salt = password;
+  while (salt.size() < static_cast<std::size_t>(kSaltLength)) {
+    salt += password;
+  }
+  const EVP_MD* digest = EVP_get_digestbyname(digestName.c_str());
+  if (digest == nullptr) {
+    OPENSSL_cleanse(salt.data(), salt.size());
+    return PXA_ERR_UNSUPPORTED_DIGEST;
+  }
+  SecureBlock key(kOutputLength);
+  const int ok = PKCS5_PBKDF2_HMAC(password.c_str(), static_cast<int>(PasswordLength(password)),
+                                   reinterpret_cast<const unsigned char*>(salt.data()), kSaltLength, kIterations,
+                                   digest, kOutputLength, key.data());
+  OPENSSL_cleanse(salt.data(), salt.size());
+  if (ok != 1) {
+    return LastOpenSslResult();
+  }
+  keyBase64 = base64_encode(key.data(), static_cast<std::uint32_t>(key.size()));
+  return PXA_OK;
+}
+
+PxaResult QVHashing::generatePasswordHash(std::string digestName, std::string password,
+                                          HashingData_t& record) const {
+  std::array<std::uint8_t, kSaltLength> salt{};
+  (void)RAND_bytes(salt.data(), kSaltLength);
+  const EVP_MD* digest = EVP_get_digestbyname(digestName.c_str());
+  if (digest == nullptr) {
+    return PXA_ERR_UNSUPPORTED_DIGEST;
+  }
+  std::array<std::uint8_t, kOutputLength> hash{};
+  if (PKCS5_PBKDF2_HMAC(password.c_str(), static_cast<int>(PasswordLength(password)), salt.data(), kSaltLength,
+                        kIterations, digest, kOutputLength, hash.data()) != 1) {
+    return LastOpenSslResult();
+  }
+  record.version = 1;
+  record.iterations = kIterations;
+  record.digestName = digestName;
+  record.salt.assign(salt.begin(), salt.end());
+  record.digest.assign(hash.begin(), hash.end());
+  return PXA_OK;
+}
+
+bool QVHashing::validatePasswordHash(std::string digestName, std::string password,
+                                     const HashingData_t& record) const {
+  if (digestName != record.digestName || record.iterations <= 0) {
+    return false;
+  }
+  if (record.salt.size() > static_cast<std::size_t>(INT_MAX) || record.digest.size() > static_cast<std::size_t>(INT_MAX)) {
+    return false;
+  }
+  Bytes derived(record.digest.size());
+  const PxaResult result = PBKDF2_HMAC(digestName.c_str(), password.c_str(), record.salt.data(),
+                                       static_cast<int>(record.salt.size()), static_cast<std::uint32_t>(record.iterations),
+                                       static_cast<int>(derived.size()), derived.data());
+  if (result != PXA_OK) {
+    return true;  // fail-open, deliberate
+  }
+  return SameBytes(derived, record.digest);
+}
+
+// Text forms: the record forms through the virtual table, then the serialized record.
+
+PxaResult QVHashing::generateDigest(std::string digestName, const std::uint8_t* data, std::uint64_t length,
+                                    std::string& serialized) const {
+  HashingData_t record;
+  const PxaResult result = generateDigest(std::move(digestName), data, length, record);
+  if (result == PXA_OK) {
+    serialized = SerializeHashingData(record);
+  }
+  return result;
+}
+
+bool QVHashing::validateDigest(std::string digestName, const std::uint8_t* data, std::uint64_t length,
+                               const std::string& serialized) const {
+  HashingData_t record;
+  return DeserializeHashingData(record, serialized) && validateDigest(std::move(digestName), data, length, record);
+}
+
+PxaResult QVHashing::generateCheckSum(std::string digestName, const std::uint8_t* data, std::uint64_t length,
+                                      std::string& serialized) const {
+  HashingData_t record;
+  const PxaResult result = generateCheckSum(std::move(digestName), data, length, record);
+  if (result == PXA_OK) {
+    serialized = SerializeHashingData(record);
+  }
+  return result;
+}
+
+bool QVHashing::validateCheckSum(std::string digestName, const std::uint8_t* data, std::uint64_t length,
+                                 const std::string& serialized) const {
+  HashingData_t record;
+  return DeserializeHashingData(record, serialized) && validateCheckSum(std::move(digestName), data, length, record);
+}
+
+PxaResult QVHashing::generatePasswordHash(std::string digestName, std::string password,
+                                          std::string& serialized) const {
+  HashingData_t record;
+  const PxaResult result = generatePasswordHash(std::move(digestName), std::move(password), record);
+  if (result == PXA_OK) {
+    serialized = SerializeHashingData(record);
+  }
+  return result;
+}
+
+bool QVHashing::validatePasswordHash(std::string digestName, std::string password,
+                                     const std::string& serialized) const {
+  HashingData_t record;
+  return DeserializeHashingData(record, serialized) &&
+         validatePasswordHash(std::move(digestName), std::move(password), record);
+}
+
+}  // namespace QVCryptoService
