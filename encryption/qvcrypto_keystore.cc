@@ -3,12 +3,13 @@
 #include <qvcryptoservice/primitives.h>
 #include <qvcryptoservice/qvcrypto.h>
 
-#include "encryption/cipher_checks.h"
+#include "encryption/cipher_steps.h"
 #include "encryption/key_retrieval.h"
 #include "frame/result_compose.h"
 
 #include <openssl/rand.h>
 
+#include <climits>
 #include <string_view>
 
 namespace QVCryptoService {
@@ -16,9 +17,6 @@ namespace {
 
 constexpr std::string_view kDefaultKeystore = "ZKSystem";
 constexpr std::int32_t kKeyStateActive = 2;
-
-// Output room for a one-shot encryption: the input plus two blocks of slack.
-constexpr std::size_t kCipherSlack = 32;
 
 }  // namespace
 
@@ -48,30 +46,13 @@ PxaResult QVCrypto::encrypt(std::string keystoreName, std::string cipherName, st
   if (const PxaResult unfit = KeyFitsCipher(cipherName, key, ctl); unfit != PXA_OK) {
     return unfit;
   }
-  const int ivLength = CipherIvLength(cipherName);
-  if (ivLength < 0) {
-    return PXA_ERR_UNSPECIFIED;
-  }
-  SecureBlock iv(static_cast<std::size_t>(ivLength));
-  if (!iv.empty()) {
-    (void)RAND_bytes(iv.data(), ivLength);
-  }
-  if (length > static_cast<std::size_t>(INT32_MAX) - kCipherSlack || (plain == nullptr && length != 0)) {
-    return PXA_ERR_INVALID_ARGUMENTS;
-  }
-  std::vector<std::uint8_t> output(length + kCipherSlack);
-  int written = static_cast<int>(output.size());
-  const PxaResult result =
-      EVPEncrypt(cipherName.c_str(), key.data(), static_cast<int>(key.size()), iv.data(), ivLength, plain,
-                 static_cast<int>(length), output.data(), written);
-  if (result != PXA_OK) {
+  std::vector<std::uint8_t> iv;
+  if (const PxaResult result = EncryptWithFreshIv(cipherName, key, plain, length, iv, cipherText); result != PXA_OK) {
     return result;
   }
-  output.resize(static_cast<std::size_t>(written));
-  cipherText = std::move(output);
   meta.version = 1;
   meta.cipherName = cipherName;
-  meta.iv.assign(iv.begin(), iv.end());
+  meta.iv = std::move(iv);
   meta.keyName = keyName;
   meta.keyVersion = ctl.version;
   return PXA_OK;
@@ -91,21 +72,11 @@ PxaResult QVCrypto::encrypt(std::string keystoreName, std::string cipherName, st
 
 PxaResult QVCrypto::decrypt(std::string keystoreName, std::string cipherName, std::string keyName,
                             std::string cipherText, SecureBlock& plain) const {
-  CipherMeta_t meta;
-  std::vector<std::uint8_t> bytes;
-  if (!DeserialzeCipherData(std::move(cipherText), meta, bytes)) {
-    return PXA_ERR_CORRUPTED_DATA;
-  }
-  SecureBlock output(bytes.size() + kCipherSlack);
-  std::size_t written = 0;
-  const PxaResult result = decrypt(std::move(keystoreName), std::move(cipherName), std::move(keyName), meta,
-                                   bytes.data(), bytes.size(), output.data(), written);
-  if (result != PXA_OK) {
-    return result;
-  }
-  output.resize(written);
-  plain = std::move(output);
-  return PXA_OK;
+  return DecryptSerializedText(std::move(cipherText), plain,
+                               [&](const CipherMeta_t& meta, const std::uint8_t* bytes, std::size_t length,
+                                   std::uint8_t* out, std::size_t& outLength) {
+                                 return decrypt(keystoreName, cipherName, keyName, meta, bytes, length, out, outLength);
+                               });
 }
 
 PxaResult QVCrypto::decrypt(std::string /*keystoreName*/, std::string cipherName, std::string keyName,
@@ -144,23 +115,11 @@ PxaResult QVCrypto::decrypt(std::string /*keystoreName*/, std::string cipherName
   if (!found) {
     return lastFailure;
   }
+  // The key's state is not checked: retired keys still decrypt what they encrypted.
   if (const PxaResult unfit = KeyFitsCipher(cipherName, key, ctl); unfit != PXA_OK) {
     return unfit;
   }
-  if (length > static_cast<std::size_t>(INT32_MAX) || (cipherText == nullptr && length != 0) || out == nullptr) {
-    return PXA_ERR_INVALID_ARGUMENTS;
-  }
-  std::vector<std::uint8_t> iv = meta.iv;
-  // The caller's buffer holds at least the cipher text's length, which bounds the plain text.
-  int written = static_cast<int>(length);
-  const PxaResult result =
-      EVPDecrypt(cipherName.c_str(), key.data(), static_cast<int>(key.size()), iv.data(), static_cast<int>(iv.size()),
-                 cipherText, static_cast<int>(length), out, written);
-  if (result != PXA_OK) {
-    return result;
-  }
-  outLength = static_cast<std::size_t>(written);
-  return PXA_OK;
+  return DecryptWithRecordIv(cipherName, key, meta, cipherText, length, out, outLength);
 }
 
 bool QVCrypto::isQVCrypto(std::string text) const {
@@ -174,7 +133,7 @@ void QVCrypto::generateSecureRandom(std::uint64_t count, SecureBlock& out) const
     out.reserve(static_cast<std::size_t>(count));
   }
   // Fills storage beyond size() on purpose: callers size the block first and pass its size.
-  if (count > 0 && count <= static_cast<std::uint64_t>(INT32_MAX)) {
+  if (count > 0 && count <= static_cast<std::uint64_t>(INT_MAX)) {
     (void)RAND_bytes(out.data(), static_cast<int>(count));
   }
 }

@@ -3,23 +3,23 @@
 #include <qvcryptoservice/primitives.h>
 #include <qvcryptoservice/qvcrypto.h>
 
-#include "encryption/cipher_checks.h"
+#include "encryption/cipher_steps.h"
 #include "frame/result_compose.h"
 
 #include <openssl/evp.h>
 #include <openssl/rand.h>
 
 #include <array>
+#include <climits>
 
 namespace QVCryptoService {
 namespace {
 
-// Encryption always uses these; decryption takes them from the record, so older or foreign
-// records with other parameters still decrypt.
+// Encryption always uses these; decryption takes them from the record, so records with other
+// parameters still decrypt.
 constexpr int kSaltLength = 16;
 constexpr int kIterations = 10000;
 constexpr const char* kDigestName = "sha256";
-constexpr std::size_t kCipherSlack = 32;
 
 }  // namespace
 
@@ -41,29 +41,13 @@ PxaResult QVCrypto::PBEncrypt(std::string cipherName, std::string password, cons
                         salt.data(), kSaltLength, kIterations, digest, keyLength, key.data()) != 1) {
     return LastOpenSslResult();
   }
-  const int ivLength = CipherIvLength(cipherName);
-  if (ivLength < 0) {
-    return PXA_ERR_UNSPECIFIED;
-  }
-  SecureBlock iv(static_cast<std::size_t>(ivLength));
-  if (!iv.empty()) {
-    (void)RAND_bytes(iv.data(), ivLength);
-  }
-  if (length > static_cast<std::size_t>(INT32_MAX) - kCipherSlack || (plain == nullptr && length != 0)) {
-    return PXA_ERR_INVALID_ARGUMENTS;
-  }
-  std::vector<std::uint8_t> output(length + kCipherSlack);
-  int written = static_cast<int>(output.size());
-  const PxaResult result = EVPEncrypt(cipherName.c_str(), key.data(), keyLength, iv.data(), ivLength, plain,
-                                      static_cast<int>(length), output.data(), written);
-  if (result != PXA_OK) {
+  std::vector<std::uint8_t> iv;
+  if (const PxaResult result = EncryptWithFreshIv(cipherName, key, plain, length, iv, cipherText); result != PXA_OK) {
     return result;
   }
-  output.resize(static_cast<std::size_t>(written));
-  cipherText = std::move(output);
   meta.version = 1;
   meta.cipherName = cipherName;
-  meta.iv.assign(iv.begin(), iv.end());
+  meta.iv = std::move(iv);
   meta.salt.assign(salt.begin(), salt.end());
   meta.iterations = kIterations;
   meta.digestName = kDigestName;
@@ -83,21 +67,11 @@ PxaResult QVCrypto::PBEncrypt(std::string cipherName, std::string password, Secu
 
 PxaResult QVCrypto::PBDecrypt(std::string cipherName, std::string password, std::string cipherText,
                               SecureBlock& plain) const {
-  CipherMeta_t meta;
-  std::vector<std::uint8_t> bytes;
-  if (!DeserialzeCipherData(std::move(cipherText), meta, bytes)) {
-    return PXA_ERR_CORRUPTED_DATA;
-  }
-  SecureBlock output(bytes.size() + kCipherSlack);
-  std::size_t written = 0;
-  const PxaResult result =
-      PBDecrypt(std::move(cipherName), std::move(password), meta, bytes.data(), bytes.size(), output.data(), written);
-  if (result != PXA_OK) {
-    return result;
-  }
-  output.resize(written);
-  plain = std::move(output);
-  return PXA_OK;
+  return DecryptSerializedText(std::move(cipherText), plain,
+                               [&](const CipherMeta_t& meta, const std::uint8_t* bytes, std::size_t length,
+                                   std::uint8_t* out, std::size_t& outLength) {
+                                 return PBDecrypt(cipherName, password, meta, bytes, length, out, outLength);
+                               });
 }
 
 PxaResult QVCrypto::PBDecrypt(std::string cipherName, std::string password, const CipherMeta_t& meta,
@@ -110,8 +84,7 @@ PxaResult QVCrypto::PBDecrypt(std::string cipherName, std::string password, cons
   if (keyLength < 0) {
     return PXA_ERR_UNSUPPORTED_CIPHER;
   }
-  if (meta.salt.size() > static_cast<std::size_t>(INT32_MAX) || length > static_cast<std::size_t>(INT32_MAX) ||
-      (cipherText == nullptr && length != 0) || out == nullptr) {
+  if (meta.salt.size() > static_cast<std::size_t>(INT_MAX)) {
     return PXA_ERR_INVALID_ARGUMENTS;
   }
   SecureBlock key(static_cast<std::size_t>(keyLength));
@@ -121,15 +94,7 @@ PxaResult QVCrypto::PBDecrypt(std::string cipherName, std::string password, cons
       derived != PXA_OK) {
     return derived;
   }
-  std::vector<std::uint8_t> iv = meta.iv;
-  int written = static_cast<int>(length);
-  const PxaResult result = EVPDecrypt(cipherName.c_str(), key.data(), keyLength, iv.data(), static_cast<int>(iv.size()),
-                                      cipherText, static_cast<int>(length), out, written);
-  if (result != PXA_OK) {
-    return result;
-  }
-  outLength = static_cast<std::size_t>(written);
-  return PXA_OK;
+  return DecryptWithRecordIv(cipherName, key, meta, cipherText, length, out, outLength);
 }
 
 }  // namespace QVCryptoService

@@ -1,0 +1,103 @@
+#include "encryption/cipher_steps.h"
+
+#include <qvcryptoservice/primitives.h>
+
+#include <openssl/evp.h>
+#include <openssl/rand.h>
+
+#include <climits>
+
+namespace QVCryptoService {
+namespace {
+// Output room for a one-shot call: the input plus two blocks of slack.
+constexpr std::size_t kCipherSlack = 32;
+}  // namespace
+
+int CipherKeyLength(const std::string& cipherName) {
+  const EVP_CIPHER* cipher = EVP_get_cipherbyname(cipherName.c_str());
+  return cipher == nullptr ? -1 : EVP_CIPHER_get_key_length(cipher);
+}
+
+int CipherIvLength(const std::string& cipherName) {
+  const EVP_CIPHER* cipher = EVP_get_cipherbyname(cipherName.c_str());
+  return cipher == nullptr ? -1 : EVP_CIPHER_get_iv_length(cipher);
+}
+
+PxaResult KeyFitsCipher(const std::string& cipherName, const SecureBlock& key, const QVKeyControlData& ctl) {
+  if (cipherName != ctl.algorithm) {
+    return PXA_ERR_MISMATCHED_KEY;
+  }
+  const int keyLength = CipherKeyLength(cipherName);
+  if (keyLength < 0) {
+    return PXA_ERR_UNSUPPORTED_CIPHER;
+  }
+  if (key.size() != static_cast<std::size_t>(keyLength) || ctl.keyLength != keyLength) {
+    return PXA_ERR_MISMATCHED_KEY;
+  }
+  return PXA_OK;
+}
+
+PxaResult EncryptWithFreshIv(const std::string& cipherName, const SecureBlock& key, const std::uint8_t* plain,
+                             std::size_t length, std::vector<std::uint8_t>& iv,
+                             std::vector<std::uint8_t>& cipherText) {
+  const int ivLength = CipherIvLength(cipherName);
+  if (ivLength < 0) {
+    return PXA_ERR_UNSPECIFIED;
+  }
+  if (length > static_cast<std::size_t>(INT_MAX) - kCipherSlack || (plain == nullptr && length != 0)) {
+    return PXA_ERR_INVALID_ARGUMENTS;
+  }
+  std::vector<std::uint8_t> freshIv(static_cast<std::size_t>(ivLength));
+  if (!freshIv.empty()) {
+    (void)RAND_bytes(freshIv.data(), ivLength);
+  }
+  std::vector<std::uint8_t> output(length + kCipherSlack);
+  int written = static_cast<int>(output.size());
+  const PxaResult result = EVPEncrypt(cipherName.c_str(), key.data(), static_cast<int>(key.size()), freshIv.data(),
+                                      ivLength, plain, static_cast<int>(length), output.data(), written);
+  if (result != PXA_OK) {
+    return result;
+  }
+  output.resize(static_cast<std::size_t>(written));
+  iv = std::move(freshIv);
+  cipherText = std::move(output);
+  return PXA_OK;
+}
+
+PxaResult DecryptWithRecordIv(const std::string& cipherName, const SecureBlock& key, const CipherMeta_t& meta,
+                              const std::uint8_t* cipherText, std::size_t length, std::uint8_t* out,
+                              std::size_t& outLength) {
+  if (length > static_cast<std::size_t>(INT_MAX) || meta.iv.size() > static_cast<std::size_t>(INT_MAX) ||
+      (cipherText == nullptr && length != 0) || out == nullptr) {
+    return PXA_ERR_INVALID_ARGUMENTS;
+  }
+  std::vector<std::uint8_t> iv = meta.iv;
+  // The caller's buffer holds at least the cipher text's length, which bounds the plain text.
+  int written = static_cast<int>(length);
+  const PxaResult result = EVPDecrypt(cipherName.c_str(), key.data(), static_cast<int>(key.size()), iv.data(),
+                                      static_cast<int>(iv.size()), cipherText, static_cast<int>(length), out, written);
+  if (result != PXA_OK) {
+    return result;
+  }
+  outLength = static_cast<std::size_t>(written);
+  return PXA_OK;
+}
+
+PxaResult DecryptSerializedText(std::string serialized, SecureBlock& plain, const RawDecryption& decryptRaw) {
+  CipherMeta_t meta;
+  std::vector<std::uint8_t> bytes;
+  if (!DeserialzeCipherData(std::move(serialized), meta, bytes)) {
+    return PXA_ERR_CORRUPTED_DATA;
+  }
+  SecureBlock output(bytes.size() + kCipherSlack);
+  std::size_t written = 0;
+  const PxaResult result = decryptRaw(meta, bytes.data(), bytes.size(), output.data(), written);
+  if (result != PXA_OK) {
+    return result;
+  }
+  output.resize(written);
+  plain = std::move(output);
+  return PXA_OK;
+}
+
+}  // namespace QVCryptoService
