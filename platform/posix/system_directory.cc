@@ -1,0 +1,20 @@
+#include "platform/system_directory.h"
+
+#include "platform/posix/machine_root.h"
+
+#include <cstdlib>
+
+namespace QVCryptoService::platform {
+
+std::string MachineRoot() {
+  // Read on every call: tests point each case at a fresh directory.
+  const char* overridden = std::getenv("QVCRYPTO_MACHINE_ROOT");
+  if (overridden != nullptr && overridden[0] != '\0') {
+    return overridden;
+  }
+  return "/var/lib/qvcrypto";
+}
+
+std::string SystemDirectory() { return MachineRoot(); }
+
+}  // namespace QVCryptoService::platform
