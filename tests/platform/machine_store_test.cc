@@ -1,0 +1,196 @@
+// The POSIX machine store: values as files below the machine root, written atomically, with
+// every step of the write made to fail through the store's file-system seam.
+
+#include "platform/machine_store.h"
+#include "platform/posix/store_file_system.h"
+#include "tests/platform/machine_root_fixture.h"
+
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <filesystem>
+#include <vector>
+
+namespace QVCryptoService::platform {
+namespace {
+
+namespace fs = std::filesystem;
+using testsupport::ReadBytes;
+using testsupport::WriteBytes;
+
+const std::string kKey = "SOFTWARE\\Classes\\SSV";
+const std::string kValue = "SSV_Data";
+
+std::vector<std::uint8_t> Read(const std::string& key, const std::string& value, std::size_t maxSize,
+                               StoreStatus expected) {
+  SecureBlock content(3, 0xAA);
+  EXPECT_EQ(ReadMachineValue(key, value, maxSize, RegistryView::kNative64, content), expected) << key << " " << value;
+  if (expected != StoreStatus::kOk) {
+    EXPECT_TRUE(content.empty()) << "a failed read left bytes behind";
+  }
+  return std::vector<std::uint8_t>(content.begin(), content.end());
+}
+
+class MachineStore : public testing::Test {
+ protected:
+  fs::path ValueFile() const { return m_root.ValuePath("SOFTWARE/Classes/SSV", kValue); }
+
+  testsupport::TempMachineRoot m_root;
+};
+
+TEST_F(MachineStore, WriteCreatesTheKeyPathAndReadsBack) {
+  const std::vector<std::uint8_t> data = {1, 2, 3, 0, 255};
+  ASSERT_EQ(WriteMachineValue(kKey, kValue, data), StoreStatus::kOk);
+  EXPECT_EQ(ReadBytes(ValueFile()), data);
+  EXPECT_EQ(Read(kKey, kValue, 5, StoreStatus::kOk), data);
+  EXPECT_EQ(fs::status(ValueFile()).permissions(), fs::perms::owner_read | fs::perms::owner_write);
+  for (fs::path directory = ValueFile().parent_path(); directory != m_root.path();
+       directory = directory.parent_path()) {
+    EXPECT_EQ(fs::status(directory).permissions(), fs::perms::owner_all) << directory;
+  }
+  // Rewriting replaces the whole value, also with a shorter one.
+  ASSERT_EQ(WriteMachineValue(kKey, kValue, std::vector<std::uint8_t>{9}), StoreStatus::kOk);
+  EXPECT_EQ(Read(kKey, kValue, 5, StoreStatus::kOk), std::vector<std::uint8_t>{9});
+}
+
+TEST_F(MachineStore, CreatesAMissingMachineRoot) {
+  const testsupport::TempMachineRoot outer;
+  const fs::path nested = outer.path() / "a" / "b";
+  ::setenv("QVCRYPTO_MACHINE_ROOT", nested.c_str(), 1);
+  ASSERT_EQ(WriteMachineValue(kKey, kValue, std::vector<std::uint8_t>{7}), StoreStatus::kOk);
+  EXPECT_EQ(ReadBytes(nested / "registry" / "SOFTWARE" / "Classes" / "SSV" / kValue), std::vector<std::uint8_t>{7});
+}
+
+TEST_F(MachineStore, ReadTellsMissingFromTooLarge) {
+  Read(kKey, kValue, 10, StoreStatus::kNotFound);
+  Read("SOFTWARE\\Nothing\\Here", kValue, 10, StoreStatus::kNotFound);
+  WriteBytes(ValueFile(), std::vector<std::uint8_t>(10, 1));
+  EXPECT_EQ(Read(kKey, kValue, 10, StoreStatus::kOk).size(), 10U);
+  Read(kKey, kValue, 9, StoreStatus::kValueTooLarge);
+  WriteBytes(ValueFile(), {});
+  EXPECT_TRUE(Read(kKey, kValue, 10, StoreStatus::kOk).empty());
+}
+
+TEST_F(MachineStore, NamesThatWouldLeaveTheStoreAreRefused) {
+  WriteBytes(m_root.path() / "outside", {1});
+  for (const std::string key : {"", "SOFTWARE\\..\\..", "SOFTWARE\\\\SSV", "SOFTWARE\\.", "SOFTWARE/../..", "\\"}) {
+    Read(key, "outside", 10, StoreStatus::kOtherError);
+    EXPECT_EQ(WriteMachineValue(key, kValue, std::vector<std::uint8_t>{1}), StoreStatus::kOtherError) << key;
+  }
+  for (const std::string value : {"", ".", "..", "../outside", "a/b"}) {
+    Read(kKey, value, 10, StoreStatus::kOtherError);
+    EXPECT_EQ(WriteMachineValue(kKey, value, std::vector<std::uint8_t>{1}), StoreStatus::kOtherError) << value;
+  }
+  EXPECT_EQ(ReadBytes(m_root.path() / "outside"), std::vector<std::uint8_t>{1});
+}
+
+enum class Step { kMakeDirectory, kCreateTemporary, kWrite, kSyncFile, kClose, kRename, kSyncDirectory, kRead };
+
+// FailingFileSystem fails one step with one error and passes everything else through.
+class FailingFileSystem : public StoreFileSystem {
+ public:
+  FailingFileSystem(Step step, int error) : m_step(step), m_error(error) {}
+
+  int MakeDirectory(const std::string& path) override {
+    return Fails(Step::kMakeDirectory) ? m_error : StoreFileSystem::MakeDirectory(path);
+  }
+  int CreateTemporaryFile(const std::string& directory, std::string& path, int& descriptor) override {
+    return Fails(Step::kCreateTemporary) ? m_error : StoreFileSystem::CreateTemporaryFile(directory, path, descriptor);
+  }
+  int WriteAll(int descriptor, const std::uint8_t* data, std::size_t size) override {
+    // A failing write may already have written part of the value.
+    if (Fails(Step::kWrite)) {
+      (void)StoreFileSystem::WriteAll(descriptor, data, size / 2);
+      return m_error;
+    }
+    return StoreFileSystem::WriteAll(descriptor, data, size);
+  }
+  int SyncFile(int descriptor) override {
+    return Fails(Step::kSyncFile) ? m_error : StoreFileSystem::SyncFile(descriptor);
+  }
+  int CloseFile(int descriptor) override {
+    const int closed = StoreFileSystem::CloseFile(descriptor);
+    return Fails(Step::kClose) ? m_error : closed;
+  }
+  int RenameFile(const std::string& from, const std::string& to) override {
+    return Fails(Step::kRename) ? m_error : StoreFileSystem::RenameFile(from, to);
+  }
+  int SyncDirectory(const std::string& path) override {
+    return Fails(Step::kSyncDirectory) ? m_error : StoreFileSystem::SyncDirectory(path);
+  }
+  int ReadFile(const std::string& path, std::size_t limit, SecureBlock& content) override {
+    return Fails(Step::kRead) ? m_error : StoreFileSystem::ReadFile(path, limit, content);
+  }
+
+ private:
+  bool Fails(Step step) const { return step == m_step; }
+
+  Step m_step;
+  int m_error;
+};
+
+struct FaultCase {
+  const char* name;
+  Step step;
+  int error;
+  StoreStatus expected;
+};
+
+class MachineStoreFaults : public MachineStore, public testing::WithParamInterface<FaultCase> {
+ protected:
+  void Install() { m_previous = SetStoreFileSystemForTesting(&m_failing); }
+  void TearDown() override { SetStoreFileSystemForTesting(m_previous); }
+
+  FailingFileSystem m_failing{GetParam().step, GetParam().error};
+  StoreFileSystem* m_previous = nullptr;
+};
+
+TEST_P(MachineStoreFaults, AFailedWriteKeepsTheOldValueAndLeavesNoTemporaryFile) {
+  const std::vector<std::uint8_t> oldValue(40, 0x11);
+  const std::vector<std::uint8_t> newValue(64, 0x22);
+  ASSERT_EQ(WriteMachineValue(kKey, kValue, oldValue), StoreStatus::kOk);
+  Install();
+  EXPECT_EQ(WriteMachineValue(kKey, kValue, newValue), GetParam().expected) << GetParam().name;
+  const auto now = ReadBytes(ValueFile());
+  // Only a failed directory sync comes after the rename; then the new value is in place.
+  EXPECT_EQ(now, GetParam().step == Step::kSyncDirectory ? newValue : oldValue);
+  std::vector<std::string> names;
+  for (const auto& entry : fs::directory_iterator(ValueFile().parent_path())) {
+    names.push_back(entry.path().filename().string());
+  }
+  EXPECT_EQ(names, std::vector<std::string>{kValue});
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    EachStep, MachineStoreFaults,
+    testing::Values(FaultCase{"MakeDirectoryDenied", Step::kMakeDirectory, EACCES, StoreStatus::kAccessDenied},
+                    FaultCase{"MakeDirectoryNoSpace", Step::kMakeDirectory, ENOSPC, StoreStatus::kOtherError},
+                    FaultCase{"CreateNotPermitted", Step::kCreateTemporary, EPERM, StoreStatus::kAccessDenied},
+                    FaultCase{"CreateTooManyFiles", Step::kCreateTemporary, EMFILE, StoreStatus::kOtherError},
+                    FaultCase{"WriteNoSpace", Step::kWrite, ENOSPC, StoreStatus::kOtherError},
+                    FaultCase{"WriteDenied", Step::kWrite, EACCES, StoreStatus::kAccessDenied},
+                    FaultCase{"SyncIoError", Step::kSyncFile, EIO, StoreStatus::kOtherError},
+                    FaultCase{"CloseIoError", Step::kClose, EIO, StoreStatus::kOtherError},
+                    FaultCase{"RenameDenied", Step::kRename, EACCES, StoreStatus::kAccessDenied},
+                    FaultCase{"RenameCrossDevice", Step::kRename, EXDEV, StoreStatus::kOtherError},
+                    FaultCase{"DirectorySyncIoError", Step::kSyncDirectory, EIO, StoreStatus::kOtherError}),
+    [](const testing::TestParamInfo<FaultCase>& param) { return std::string(param.param.name); });
+
+TEST_F(MachineStore, ReadFailuresMapLikeTheRegistry) {
+  ASSERT_EQ(WriteMachineValue(kKey, kValue, std::vector<std::uint8_t>{1, 2}), StoreStatus::kOk);
+  struct ReadCase {
+    int error;
+    StoreStatus expected;
+  };
+  for (const ReadCase c : {ReadCase{EACCES, StoreStatus::kAccessDenied}, ReadCase{EPERM, StoreStatus::kAccessDenied},
+                           ReadCase{ENOENT, StoreStatus::kNotFound}, ReadCase{EIO, StoreStatus::kOtherError}}) {
+    FailingFileSystem failing(Step::kRead, c.error);
+    StoreFileSystem* previous = SetStoreFileSystemForTesting(&failing);
+    Read(kKey, kValue, 10, c.expected);
+    SetStoreFileSystemForTesting(previous);
+  }
+  EXPECT_EQ(Read(kKey, kValue, 10, StoreStatus::kOk), (std::vector<std::uint8_t>{1, 2}));
+}
+
+}  // namespace
+}  // namespace QVCryptoService::platform
