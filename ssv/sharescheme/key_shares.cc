@@ -1,0 +1,78 @@
+#include "ssv/sharescheme/key_shares.h"
+
+#include "ssv/sharescheme/gf256.h"
+
+#include <qvcryptoservice/secure_block.h>
+
+namespace QVCryptoService::sharescheme {
+
+namespace {
+
+constexpr std::size_t kCoefficientCount = kKeyShareCount - 1;
+
+std::span<const std::uint8_t, kSharedKeySize> Block(const SecureBlock& bytes, std::size_t index) {
+  return std::span<const std::uint8_t, kSharedKeySize>(bytes.data() + index * kSharedKeySize, kSharedKeySize);
+}
+
+}  // namespace
+
+bool CreateKeyShares(std::span<const std::uint8_t, kSharedKeySize> key,
+                     std::span<std::uint8_t, kKeyShareCount * kKeyShareSize> keyShares, RandomSource random) {
+  SecureBlock coefficientBytes(kCoefficientCount * kSharedKeySize);
+  if (!random(coefficientBytes.data(), coefficientBytes.size())) {
+    return false;
+  }
+  std::array<Gf256Lanes, kCoefficientCount> coefficients;
+  for (std::size_t c = 0; c < kCoefficientCount; ++c) {
+    coefficients[c] = Gf256Load(Block(coefficientBytes, c));
+  }
+  Gf256Lanes constant = Gf256Load(key);
+  for (std::size_t share = 0; share < kKeyShareCount; ++share) {
+    const auto x = static_cast<std::uint8_t>(share + 1);
+    const Gf256Lanes xLanes = Gf256Broadcast(x);
+    Gf256Lanes power = xLanes;
+    Gf256Lanes value = constant;
+    for (std::size_t c = 0; c < kCoefficientCount; ++c) {
+      value = Gf256Add(value, Gf256Multiply(coefficients[c], power));
+      power = Gf256Multiply(power, xLanes);
+    }
+    std::uint8_t* out = keyShares.data() + share * kKeyShareSize;
+    out[0] = x;
+    Gf256Store(value, std::span<std::uint8_t, kSharedKeySize>(out + 1, kSharedKeySize));
+    Gf256Wipe(value);
+  }
+  for (Gf256Lanes& coefficient : coefficients) {
+    Gf256Wipe(coefficient);
+  }
+  Gf256Wipe(constant);
+  return true;
+}
+
+void CombineKeyShares(const std::array<KeyShareView, kKeyShareCount>& keyShares,
+                      std::span<std::uint8_t, kSharedKeySize> key) {
+  std::array<Gf256Lanes, kKeyShareCount> xs;
+  for (std::size_t k = 0; k < kKeyShareCount; ++k) {
+    xs[k] = Gf256Broadcast(keyShares[k][0]);
+  }
+  Gf256Lanes accumulated;
+  for (std::size_t k = 0; k < kKeyShareCount; ++k) {
+    // Lagrange basis at zero: the product of x_j / (x_j - x_k) over the other shares; in this
+    // field subtraction is XOR.
+    Gf256Lanes numerator = Gf256Broadcast(1);
+    Gf256Lanes denominator = Gf256Broadcast(1);
+    for (std::size_t j = 0; j < kKeyShareCount; ++j) {
+      if (j != k) {
+        numerator = Gf256Multiply(numerator, xs[j]);
+        denominator = Gf256Multiply(denominator, Gf256Add(xs[j], xs[k]));
+      }
+    }
+    const Gf256Lanes basis = Gf256Multiply(numerator, Gf256Inverse(denominator));
+    Gf256Lanes term = Gf256Multiply(basis, Gf256Load(keyShares[k].subspan<1, kSharedKeySize>()));
+    accumulated = Gf256Add(accumulated, term);
+    Gf256Wipe(term);
+  }
+  Gf256Store(accumulated, key);
+  Gf256Wipe(accumulated);
+}
+
+}  // namespace QVCryptoService::sharescheme
