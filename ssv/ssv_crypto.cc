@@ -1,0 +1,84 @@
+#include <qvcryptoservice/ssv_crypto.h>
+
+#include "platform/system_directory.h"
+#include "ssv/key_deduction.h"
+#include "ssv/record_sources.h"
+#include "ssv/share_slots.h"
+#include "ssv/ssv_layout.h"
+#include "ssv/ssv_log.h"
+
+#include <qvcryptoservice/logger.h>
+
+#include <exception>
+#include <stdexcept>
+
+namespace QVCryptoService {
+
+QVSSVCrypto::QVSSVCrypto() = default;
+
+QVSSVCrypto::~QVSSVCrypto() = default;
+
+EQVKeystoreCode QVSSVCrypto::loadSSV(const std::string& directory) {
+  SecureBlock record;
+  // A staging file holding exactly one record wins over the store, whatever it contains.
+  if (!ReadRecordFile(StagingFilePath(directory), record) && !ReadStoredRecord(record)) {
+    throw std::runtime_error("ssv does not exist or is corrupted!");
+  }
+  m_componentId.assign(record.begin(), record.begin() + kComponentIdSize);
+  m_shareStore.assign(record.begin() + kShareStoreOffset, record.end());
+  return KS_SUCCESS;
+}
+
+EQVKeystoreCode QVSSVCrypto::initSSV() {
+  try {
+    return loadSSV(platform::SystemDirectory());
+  } catch (const std::exception& error) {
+    const char* message = error.what();
+    ILogger::GetInstance()->LogStr(kSsvLogLevel, kSsvLogComponent, "QVCryptoService::QVSSVCrypto::initSSV",
+                                   message != nullptr && message[0] != '\0' ? message : "Unknown exception");
+    return KS_ERR_SSV_NOT_INITIALIZED;
+  }
+}
+
+std::string QVSSVCrypto::getComponentId() {
+  const std::lock_guard<std::mutex> guard(m_lock);
+  if (m_componentId.empty() && initSSV() != KS_SUCCESS) {
+    ILogger::GetInstance()->LogStr(kSsvLogLevel, kSsvLogComponent, "QVCryptoService::QVSSVCrypto::getComponentId",
+                                   "The SSV is corrupted");
+    return {};
+  }
+  return m_componentId;
+}
+
+EQVKeystoreCode QVSSVCrypto::recoverSSV(std::vector<std::string>& groupSecrets) {
+  const std::lock_guard<std::mutex> guard(m_lock);
+  if (m_shareStore.size() != kShareStoreSize) {
+    const EQVKeystoreCode loaded = initSSV();
+    if (loaded != KS_SUCCESS) {
+      return loaded;
+    }
+    if (m_shareStore.size() != kShareStoreSize) {
+      return KS_ERR_SSV_NOT_INITIALIZED;
+    }
+  }
+  const ShareSlots slots = ShareSlots::FromShareStore(m_shareStore);
+  SecureBlock message(sharescheme::kShareMessageSize);
+  for (std::size_t group = 0; group < kSsvGroupCount; ++group) {
+    const auto shares = slots.group(group);
+    // A group with an empty slot (a repeated index in the record) cannot authenticate either.
+    const int status =
+        shares ? sharescheme::CombineShares(*shares, std::span<std::uint8_t, sharescheme::kShareMessageSize>(message))
+               : -1;
+    if (status != 0) {
+      ILogger::GetInstance()->LogVar(kSsvLogLevel, kSsvLogComponent, "QVCryptoService::QVSSVCrypto::recoverSSV",
+                                     "Failed to combine the SSV shares. ret=%d", status);
+      return KS_ERR_INVALID_SSV_DATA;
+    }
+    groupSecrets.emplace_back(message.begin(), message.begin() + kGroupSecretSize);
+  }
+  return KS_SUCCESS;
+}
+
+SecureBlock QVSSVCrypto::deduceKey(const std::vector<std::string>& groupSecrets) { return DeduceSsvKey(groupSecrets); }
+
+}  // namespace QVCryptoService
