@@ -1,0 +1,115 @@
+// Secret-independence of the share scheme's arithmetic. Secrets are marked undefined for
+// Valgrind's memcheck, which then reports any branch or memory index that depends on them;
+// results are marked defined again before the test looks at them. Without Valgrind the marks do
+// nothing and the test only checks the results.
+
+#include "ssv/sharescheme/constant_time.h"
+#include "ssv/sharescheme/gf256.h"
+#include "ssv/sharescheme/key_shares.h"
+#include "ssv/sharescheme/poly1305.h"
+#include "ssv/sharescheme/salsa20.h"
+#include "ssv/sharescheme/secretbox.h"
+#include "tests/ssv/random_bytes.h"
+
+#include <gtest/gtest.h>
+
+#if __has_include(<valgrind/memcheck.h>)
+#include <valgrind/memcheck.h>
+#define MARK_SECRET(address, size) VALGRIND_MAKE_MEM_UNDEFINED(address, size)
+#define MARK_PUBLIC(address, size) VALGRIND_MAKE_MEM_DEFINED(address, size)
+#else
+#define MARK_SECRET(address, size) static_cast<void>(0)
+#define MARK_PUBLIC(address, size) static_cast<void>(0)
+#endif
+
+#include <array>
+#include <vector>
+
+namespace QVCryptoService::sharescheme {
+namespace {
+
+template <typename T>
+void Secret(T& object) {
+  MARK_SECRET(&object, sizeof object);
+}
+template <typename T>
+void Public(T& object) {
+  MARK_PUBLIC(&object, sizeof object);
+}
+
+TEST(ConstantTime, FieldArithmeticOnSecretElements) {
+  testsupport::RandomBytes random;
+  const auto a = random(kGf256Lanes);
+  const auto b = random(kGf256Lanes);
+  Gf256Lanes left = Gf256Load(std::span<const std::uint8_t, kGf256Lanes>(a.data(), kGf256Lanes));
+  Gf256Lanes right = Gf256Load(std::span<const std::uint8_t, kGf256Lanes>(b.data(), kGf256Lanes));
+  Secret(left);
+  Secret(right);
+  Gf256Lanes product = Gf256Multiply(left, right);
+  Gf256Lanes inverse = Gf256Inverse(left);
+  Gf256Lanes one = Gf256Multiply(left, inverse);
+  std::uint8_t scalar = a[0];
+  Secret(scalar);
+  Gf256Lanes broadcast = Gf256Broadcast(scalar);
+  std::array<std::uint8_t, kGf256Lanes> bytes{};
+  Gf256Store(one, bytes);
+  Public(product);
+  Public(bytes);
+  Public(broadcast);
+  for (std::size_t i = 0; i < kGf256Lanes; ++i) {
+    EXPECT_EQ(bytes[i], a[i] == 0 ? 0 : 1) << "lane " << i;
+  }
+  EXPECT_EQ(broadcast.bits[0], a[0] & 1 ? 0xFFFFFFFFU : 0U);
+}
+
+bool SecretRandom(std::uint8_t* out, std::size_t size) {
+  static testsupport::RandomBytes random(7);
+  const auto bytes = random(size);
+  std::copy(bytes.begin(), bytes.end(), out);
+  MARK_SECRET(out, size);
+  return true;
+}
+
+TEST(ConstantTime, KeySharesOfASecretKey) {
+  std::array<std::uint8_t, kSharedKeySize> key{};
+  key.fill(0x3C);
+  Secret(key);
+  std::array<std::uint8_t, kKeyShareCount * kKeyShareSize> shares{};
+  ASSERT_TRUE(CreateKeyShares(key, shares, &SecretRandom));
+  // The x bytes are secret too as far as combination is concerned.
+  Secret(shares);
+  const auto at = [&](std::size_t i) { return KeyShareView(shares.data() + i * kKeyShareSize, kKeyShareSize); };
+  std::array<std::uint8_t, kSharedKeySize> combined{};
+  CombineKeyShares({at(0), at(1), at(2), at(3), at(4)}, combined);
+  Public(combined);
+  Public(key);
+  EXPECT_EQ(combined, key);
+}
+
+TEST(ConstantTime, StreamAuthenticatorAndTagComparison) {
+  std::array<std::uint8_t, kSecretboxKeySize> key{};
+  key.fill(0xA5);
+  std::array<std::uint8_t, kSecretboxNonceSize> nonce{};
+  std::vector<std::uint8_t> plain(96, 0x11);
+  Secret(key);
+  MARK_SECRET(plain.data(), plain.size());
+  std::vector<std::uint8_t> box(plain.size());
+  ASSERT_TRUE(SecretboxSeal(box, plain, nonce, key));
+
+  std::array<std::uint8_t, kPoly1305KeySize> authKey{};
+  authKey.fill(0xFF);
+  Secret(authKey);
+  std::array<std::uint8_t, kPoly1305TagSize> tag{};
+  Poly1305(tag, plain.data(), plain.size(), authKey);
+  bool matches = Poly1305Verify(tag, plain.data(), plain.size(), authKey);
+  auto otherTag = tag;
+  otherTag[15] ^= 1;
+  bool differs = !EqualBytes(tag.data(), otherTag.data(), tag.size());
+  Public(matches);
+  Public(differs);
+  EXPECT_TRUE(matches);
+  EXPECT_TRUE(differs);
+}
+
+}  // namespace
+}  // namespace QVCryptoService::sharescheme

@@ -1,0 +1,59 @@
+#include "tests/ssv/record_checks.h"
+
+#include "ssv/share_slots.h"
+#include "ssv/ssv_layout.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+
+namespace testsupport {
+
+using namespace QVCryptoService;
+
+void ExpectComponentId(const std::string& id) {
+  ASSERT_EQ(id.size(), 32U) << id;
+  EXPECT_TRUE(std::all_of(id.begin(), id.end(), [](char c) {
+    return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'f');
+  })) << id;
+  EXPECT_EQ(id[12], '4') << id;
+  EXPECT_NE(std::string("89ab").find(id[16]), std::string::npos) << id;
+}
+
+void ExpectRecordLayout(const std::vector<std::uint8_t>& record) {
+  ASSERT_EQ(record.size(), kSsvRecordSize);
+  ExpectComponentId(std::string(record.begin(), record.begin() + kComponentIdSize));
+  EXPECT_EQ(record[kComponentIdSize], 0);
+  std::vector<std::uint8_t> indices;
+  for (std::size_t entry = 0; entry < kSsvSlotCount; ++entry) {
+    indices.push_back(record[kShareStoreOffset + entry * kShareEntrySize]);
+  }
+  std::sort(indices.begin(), indices.end());
+  for (std::size_t i = 0; i < indices.size(); ++i) {
+    ASSERT_EQ(indices[i], i) << "index bytes are not a permutation of 0..24";
+  }
+}
+
+std::vector<std::string> RecombineRecord(const std::vector<std::uint8_t>& record) {
+  std::vector<std::string> secrets;
+  const ShareSlots slots =
+      ShareSlots::FromShareStore(std::span<const std::uint8_t>(record).subspan(kShareStoreOffset, kShareStoreSize));
+  for (std::size_t group = 0; group < kSsvGroupCount; ++group) {
+    const auto shares = slots.group(group);
+    std::array<std::uint8_t, sharescheme::kShareMessageSize> message{};
+    if (!shares || sharescheme::CombineShares(*shares, message) != 0) {
+      ADD_FAILURE() << "group " << group << " does not recombine";
+      return secrets;
+    }
+    for (std::size_t m = 0; m < sharescheme::kShareCount; ++m) {
+      // Member m of every group carries x = m + 1.
+      EXPECT_EQ((*shares)[m][0], m + 1) << "group " << group << " member " << m;
+    }
+    EXPECT_TRUE(std::all_of(message.begin() + kGroupSecretSize, message.end(), [](std::uint8_t b) { return b == 0; }))
+        << "message bytes after the secret";
+    secrets.emplace_back(message.begin(), message.begin() + kGroupSecretSize);
+  }
+  return secrets;
+}
+
+}  // namespace testsupport
