@@ -2,7 +2,7 @@
 // every step of the write made to fail through the store's file-system seam.
 
 #include "platform/machine_store.h"
-#include "platform/posix/store_file_system.h"
+#include "tests/platform/failing_file_system.h"
 #include "tests/platform/machine_root_fixture.h"
 
 #include <gtest/gtest.h>
@@ -84,50 +84,8 @@ TEST_F(MachineStore, NamesThatWouldLeaveTheStoreAreRefused) {
   EXPECT_EQ(ReadBytes(m_root.path() / "outside"), std::vector<std::uint8_t>{1});
 }
 
-enum class Step { kMakeDirectory, kCreateTemporary, kWrite, kSyncFile, kClose, kRename, kSyncDirectory, kRead };
-
-// FailingFileSystem fails one step with one error and passes everything else through.
-class FailingFileSystem : public StoreFileSystem {
- public:
-  FailingFileSystem(Step step, int error) : m_step(step), m_error(error) {}
-
-  int MakeDirectory(const std::string& path) override {
-    return Fails(Step::kMakeDirectory) ? m_error : StoreFileSystem::MakeDirectory(path);
-  }
-  int CreateTemporaryFile(const std::string& directory, std::string& path, int& descriptor) override {
-    return Fails(Step::kCreateTemporary) ? m_error : StoreFileSystem::CreateTemporaryFile(directory, path, descriptor);
-  }
-  int WriteAll(int descriptor, const std::uint8_t* data, std::size_t size) override {
-    // A failing write may already have written part of the value.
-    if (Fails(Step::kWrite)) {
-      (void)StoreFileSystem::WriteAll(descriptor, data, size / 2);
-      return m_error;
-    }
-    return StoreFileSystem::WriteAll(descriptor, data, size);
-  }
-  int SyncFile(int descriptor) override {
-    return Fails(Step::kSyncFile) ? m_error : StoreFileSystem::SyncFile(descriptor);
-  }
-  int CloseFile(int descriptor) override {
-    const int closed = StoreFileSystem::CloseFile(descriptor);
-    return Fails(Step::kClose) ? m_error : closed;
-  }
-  int RenameFile(const std::string& from, const std::string& to) override {
-    return Fails(Step::kRename) ? m_error : StoreFileSystem::RenameFile(from, to);
-  }
-  int SyncDirectory(const std::string& path) override {
-    return Fails(Step::kSyncDirectory) ? m_error : StoreFileSystem::SyncDirectory(path);
-  }
-  int ReadFile(const std::string& path, std::size_t limit, SecureBlock& content) override {
-    return Fails(Step::kRead) ? m_error : StoreFileSystem::ReadFile(path, limit, content);
-  }
-
- private:
-  bool Fails(Step step) const { return step == m_step; }
-
-  Step m_step;
-  int m_error;
-};
+using testsupport::FailingFileSystem;
+using Step = testsupport::StoreStep;
 
 struct FaultCase {
   const char* name;
@@ -138,18 +96,14 @@ struct FaultCase {
 
 class MachineStoreFaults : public MachineStore, public testing::WithParamInterface<FaultCase> {
  protected:
-  void Install() { m_previous = SetStoreFileSystemForTesting(&m_failing); }
-  void TearDown() override { SetStoreFileSystemForTesting(m_previous); }
-
   FailingFileSystem m_failing{GetParam().step, GetParam().error};
-  StoreFileSystem* m_previous = nullptr;
 };
 
 TEST_P(MachineStoreFaults, AFailedWriteKeepsTheOldValueAndLeavesNoTemporaryFile) {
   const std::vector<std::uint8_t> oldValue(40, 0x11);
   const std::vector<std::uint8_t> newValue(64, 0x22);
   ASSERT_EQ(WriteMachineValue(kKey, kValue, oldValue), StoreStatus::kOk);
-  Install();
+  const testsupport::InstalledFileSystem installed(m_failing);
   EXPECT_EQ(WriteMachineValue(kKey, kValue, newValue), GetParam().expected) << GetParam().name;
   const auto now = ReadBytes(ValueFile());
   // Only a failed directory sync comes after the rename; then the new value is in place.
@@ -185,9 +139,8 @@ TEST_F(MachineStore, ReadFailuresMapLikeTheRegistry) {
   for (const ReadCase c : {ReadCase{EACCES, StoreStatus::kAccessDenied}, ReadCase{EPERM, StoreStatus::kAccessDenied},
                            ReadCase{ENOENT, StoreStatus::kNotFound}, ReadCase{EIO, StoreStatus::kOtherError}}) {
     FailingFileSystem failing(Step::kRead, c.error);
-    StoreFileSystem* previous = SetStoreFileSystemForTesting(&failing);
+    const testsupport::InstalledFileSystem installed(failing);
     Read(kKey, kValue, 10, c.expected);
-    SetStoreFileSystemForTesting(previous);
   }
   EXPECT_EQ(Read(kKey, kValue, 10, StoreStatus::kOk), (std::vector<std::uint8_t>{1, 2}));
 }

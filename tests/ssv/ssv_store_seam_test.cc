@@ -3,7 +3,7 @@
 
 #include <qvcryptoservice/ssv_crypto.h>
 
-#include "platform/posix/store_file_system.h"
+#include "tests/platform/failing_file_system.h"
 #include "tests/platform/machine_root_fixture.h"
 
 #include <gtest/gtest.h>
@@ -17,37 +17,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-enum class Step { kMakeDirectory, kCreateTemporary, kWrite, kSyncFile, kRename, kSyncDirectory };
-
-// FailingStep passes every operation to the real file system except one, which fails.
-class FailingStep : public platform::StoreFileSystem {
- public:
-  FailingStep(Step step, int error) : m_step(step), m_error(error) {}
-
-  int MakeDirectory(const std::string& path) override {
-    return m_step == Step::kMakeDirectory ? m_error : StoreFileSystem::MakeDirectory(path);
-  }
-  int CreateTemporaryFile(const std::string& directory, std::string& path, int& descriptor) override {
-    return m_step == Step::kCreateTemporary ? m_error
-                                            : StoreFileSystem::CreateTemporaryFile(directory, path, descriptor);
-  }
-  int WriteAll(int descriptor, const std::uint8_t* data, std::size_t size) override {
-    return m_step == Step::kWrite ? m_error : StoreFileSystem::WriteAll(descriptor, data, size);
-  }
-  int SyncFile(int descriptor) override {
-    return m_step == Step::kSyncFile ? m_error : StoreFileSystem::SyncFile(descriptor);
-  }
-  int RenameFile(const std::string& from, const std::string& to) override {
-    return m_step == Step::kRename ? m_error : StoreFileSystem::RenameFile(from, to);
-  }
-  int SyncDirectory(const std::string& path) override {
-    return m_step == Step::kSyncDirectory ? m_error : StoreFileSystem::SyncDirectory(path);
-  }
-
- private:
-  Step m_step;
-  int m_error;
-};
+using Step = testsupport::StoreStep;
 
 struct FailureCase {
   const char* name;
@@ -58,12 +28,9 @@ struct FailureCase {
 
 class GenerateThroughStoreSeam : public testing::TestWithParam<FailureCase> {
  protected:
-  void SetUp() override { m_previous = platform::SetStoreFileSystemForTesting(&m_failing); }
-  void TearDown() override { platform::SetStoreFileSystemForTesting(m_previous); }
-
   testsupport::TempMachineRoot m_root;
-  FailingStep m_failing{GetParam().step, GetParam().error};
-  platform::StoreFileSystem* m_previous = nullptr;
+  testsupport::FailingFileSystem m_failing{GetParam().step, GetParam().error};
+  testsupport::InstalledFileSystem m_installed{m_failing};
 };
 
 TEST_P(GenerateThroughStoreSeam, MapsAccessDeniedTo14AndOtherFailuresTo13) {
