@@ -1,0 +1,237 @@
+// Document structure: white space and comments, arrays, objects and the root.
+
+#include "json/parser.h"
+
+#include "json/extensions.h"
+#include "json/value_access.h"
+
+#include <algorithm>
+#include <cstring>
+#include <string_view>
+
+namespace zkJson {
+
+static_assert(Reader::kMaxDepth == 1000, "message::kTooDeep names the limit");
+
+namespace {
+constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
+}  // namespace
+
+bool Parser::fail(const char* at, const char* message) {
+  errorAt_ = at;
+  errorMessage_ = message;
+  return false;
+}
+
+void Parser::skipSpace() {
+  while (cur_ < end_) {
+    const char c = *cur_;
+    if (c == ' ' || c == '\t' || c == '\n' || c == '\r') {
+      ++cur_;
+      continue;
+    }
+    if (strict_ || c != '/' || end_ - cur_ < 2) {
+      return;
+    }
+    const char* start = cur_;
+    if (cur_[1] == '*') {
+      const std::string_view rest(cur_ + 2, static_cast<std::size_t>(end_ - cur_ - 2));
+      const std::size_t close = rest.find("*/");
+      if (close == std::string_view::npos) {
+        return;
+      }
+      cur_ += 2 + close + 2;
+    } else if (cur_[1] == '/') {
+      cur_ = std::find_if(cur_ + 2, end_, [](char ch) { return ch == '\n' || ch == '\r'; });
+    } else {
+      return;
+    }
+    if (collect_) {
+      noteComment(start);
+    }
+  }
+}
+
+// A comment that starts on the line where the last value ended belongs to that value; any other
+// comment waits for the value that follows it.
+void Parser::noteComment(const char* start) {
+  std::string text(start, cur_);
+  if (lastValue_ != nullptr && std::find(lastValueEnd_, start, '\n') == start) {
+    ValueAccess::addComment(*lastValue_, std::move(text), commentAfterOnSameLine);
+    return;
+  }
+  if (!pendingComments_.empty()) {
+    pendingComments_.push_back('\n');
+  }
+  pendingComments_.append(text);
+}
+
+void Parser::finishValue(Value& value) {
+  lastValue_ = &value;
+  lastValueEnd_ = cur_;
+}
+
+bool Parser::parseDocument(Value& root) {
+  if (!strict_ && static_cast<std::size_t>(end_ - cur_) >= kByteOrderMark.size() &&
+      std::memcmp(cur_, kByteOrderMark.data(), kByteOrderMark.size()) == 0) {
+    cur_ += kByteOrderMark.size();
+  }
+  skipSpace();
+  const char* rootStart = cur_;
+  if (!parseValue(root, 0)) {
+    return false;
+  }
+  skipSpace();
+  if (cur_ != end_) {
+    return fail(cur_, message::kTrailingContent);
+  }
+  if (strict_ && *rootStart != '[' && *rootStart != '{') {
+    return fail(rootStart, message::kRootNotContainer);
+  }
+  if (!pendingComments_.empty()) {
+    ValueAccess::addComment(root, std::move(pendingComments_), commentAfter);
+    pendingComments_.clear();
+  }
+  return true;
+}
+
+bool Parser::parseValue(Value& out, std::size_t depth) {
+  if (!pendingComments_.empty()) {
+    ValueAccess::addComment(out, std::move(pendingComments_), commentBefore);
+    pendingComments_.clear();
+  }
+  lastValue_ = nullptr;
+  if (cur_ == end_) {
+    return fail(cur_, message::kValueExpected);
+  }
+  bool ok = false;
+  switch (*cur_) {
+    case '[':
+    case '{':
+      if (depth >= Reader::kMaxDepth) {
+        return fail(cur_, message::kTooDeep);
+      }
+      ok = *cur_ == '[' ? parseArray(out, depth + 1) : parseObject(out, depth + 1);
+      break;
+    case '"':
+      ok = parseString(ValueAccess::makeString(out));
+      break;
+    case 't':
+    case 'f':
+    case 'n':
+      ok = parseLiteral(out);
+      break;
+    default:
+      ok = parseNumber(out);
+  }
+  if (ok) {
+    finishValue(out);
+  }
+  return ok;
+}
+
+bool Parser::parseLiteral(Value& out) {
+  const auto matches = [this](std::string_view word) {
+    return static_cast<std::size_t>(end_ - cur_) >= word.size() && std::memcmp(cur_, word.data(), word.size()) == 0;
+  };
+  // Payloads are replaced rather than assigned so that comments read before the value stay.
+  if (matches("true")) {
+    ValueAccess::replacePayload(out, ValueAccess::Payload(std::in_place_type<bool>, true));
+    cur_ += 4;
+  } else if (matches("false")) {
+    ValueAccess::replacePayload(out, ValueAccess::Payload(std::in_place_type<bool>, false));
+    cur_ += 5;
+  } else if (matches("null")) {
+    ValueAccess::replacePayload(out, ValueAccess::Payload());
+    cur_ += 4;
+  } else {
+    return fail(cur_, message::kValueExpected);
+  }
+  return true;
+}
+
+// Comments left inside a container after its last element stay with the container.
+bool Parser::parseArray(Value& out, std::size_t depth) {
+  ValueAccess::ArrayStorage& elements = ValueAccess::makeArray(out);
+  ++cur_;
+  skipSpace();
+  if (cur_ < end_ && *cur_ == ']') {
+    ++cur_;
+  } else {
+    while (true) {
+      if (!parseValue(elements.emplace_back(), depth)) {
+        return false;
+      }
+      skipSpace();
+      if (cur_ < end_ && *cur_ == ',') {
+        ++cur_;
+        skipSpace();
+        continue;
+      }
+      if (cur_ < end_ && *cur_ == ']') {
+        ++cur_;
+        break;
+      }
+      return fail(cur_, message::kMissingCommaOrBracket);
+    }
+  }
+  if (!pendingComments_.empty()) {
+    ValueAccess::addComment(out, std::move(pendingComments_), commentAfter);
+    pendingComments_.clear();
+  }
+  return true;
+}
+
+bool Parser::parseObject(Value& out, std::size_t depth) {
+  ValueAccess::ObjectStorage& members = ValueAccess::makeObject(out);
+  ++cur_;
+  skipSpace();
+  if (cur_ < end_ && *cur_ == '}') {
+    ++cur_;
+  } else {
+    while (true) {
+      if (cur_ == end_ || *cur_ != '"') {
+        return fail(cur_, message::kMissingBraceOrName);
+      }
+      key_.clear();
+      if (!parseString(key_)) {
+        return false;
+      }
+      skipSpace();
+      if (cur_ == end_ || *cur_ != ':') {
+        return fail(cur_, message::kMissingColon);
+      }
+      ++cur_;
+      skipSpace();
+      // A repeated name replaces the earlier member, as assigning it twice would.
+      auto slot = members.lower_bound(key_);
+      if (slot != members.end() && slot->first == key_) {
+        slot->second = Value();
+      } else {
+        slot = members.emplace_hint(slot, key_, Value());
+      }
+      if (!parseValue(slot->second, depth)) {
+        return false;
+      }
+      skipSpace();
+      if (cur_ < end_ && *cur_ == ',') {
+        ++cur_;
+        skipSpace();
+        continue;
+      }
+      if (cur_ < end_ && *cur_ == '}') {
+        ++cur_;
+        break;
+      }
+      return fail(cur_, message::kMissingCommaOrBrace);
+    }
+  }
+  if (!pendingComments_.empty()) {
+    ValueAccess::addComment(out, std::move(pendingComments_), commentAfter);
+    pendingComments_.clear();
+  }
+  ApplyExtensions(out);
+  return true;
+}
+
+}  // namespace zkJson
