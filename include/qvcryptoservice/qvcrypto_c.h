@@ -39,6 +39,16 @@ QVCS_EXPORT uint8_t QVPBEncrypt(const char* plain, char** cipherText, const char
    as above; 0 on failure and also when the plain text is empty, with `*plain` untouched. */
 QVCS_EXPORT uint8_t QVPBDecrypt(const char* cipherText, char** plain, const char* password);
 
+/* SSVEncrypt encrypts the zero-terminated `plain` under this machine's SSV key and writes the
+   zero-terminated base64 cipher text. When `*cipherText` is null a buffer is allocated for it
+   (free it with free, on every platform); otherwise the text is written into the
+   caller's buffer, which must have room for it. Any failure gives the empty string. */
+QVCS_EXPORT void SSVEncrypt(const char* plain, char** cipherText);
+
+/* SSVDecrypt reverses SSVEncrypt in the same way. The plain text is cut at its first zero byte:
+   these functions are for text only. Any failure gives the empty string. */
+QVCS_EXPORT void SSVDecrypt(const char* cipherText, char** plain);
+
 #ifdef __cplusplus
 }
 #endif

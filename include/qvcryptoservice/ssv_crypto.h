@@ -16,13 +16,36 @@ namespace QVCryptoService {
 // QVSSVCrypto loads the machine's SSV record lazily, on first use, and recombines its shares on
 // every request; the recombined secrets are never cached. One object serves any number of
 // threads: its mutex covers loading and recombination.
+//
+// Encryption uses AES-256-CBC under the key deduced from the SSV. The binary form of a cipher
+// text is the 16-byte IV followed by the cipher text; the text form is its base64.
 class QVCS_EXPORT QVSSVCrypto {
  public:
   // QVSSVCrypto starts unloaded: no component id and no shares.
   QVSSVCrypto();
-  ~QVSSVCrypto();
   QVSSVCrypto(const QVSSVCrypto&) = delete;
   QVSSVCrypto& operator=(const QVSSVCrypto&) = delete;
+
+  // The order of the virtual operations is part of the binary interface.
+  // QVEncrypt encrypts `plain` under the SSV key into the text form. Returns 0;
+  // PXA_ERR_SSV_FILE (logged) when the SSV cannot be recovered; or what EVPEncrypt returns. The
+  // output is untouched on failure. The SSV is recovered afresh on every call.
+  virtual PxaResult QVEncrypt(const SecureBlock& plain, std::string& cipherText);
+  // QVDecrypt decodes the text form and decrypts it as QVDecrypt_Bin does.
+  virtual PxaResult QVDecrypt(const std::string& cipherText, SecureBlock& plain);
+  virtual ~QVSSVCrypto();
+  // QVDecrypt_Bin decrypts the binary form. Returns 0; PXA_ERR_SSV_FILE (logged) when the SSV
+  // cannot be recovered, checked first; PXA_ERR_INVALID_ARGUMENTS (logged) for input shorter than
+  // an IV; or an OpenSSL-family value for a wrong key or damaged data. `plain` is untouched on
+  // failure.
+  virtual PxaResult QVDecrypt_Bin(const std::string& cipherText, SecureBlock& plain);
+  // QVEncrypt_Bin is QVEncrypt with the binary form as output.
+  PxaResult QVEncrypt_Bin(const SecureBlock& plain, std::string& cipherText);
+
+  // EncryptBySSV encrypts under the key deduced from five recovered group secrets into the text
+  // form. PXA_ERR_SSV_FILE (logged "The SSV is corrupted") unless there are exactly five.
+  static PxaResult EncryptBySSV(const std::vector<std::string>& groupSecrets, const SecureBlock& plain,
+                                std::string& cipherText);
 
   // generateSSV makes a new SSV record and stores it as the machine's current one. Unless
   // `force` is set, it first looks for an existing SSV (a staging file in the system directory,
@@ -48,6 +71,10 @@ class QVCS_EXPORT QVSSVCrypto {
   EQVKeystoreCode recoverSSV(std::vector<std::string>& groupSecrets);
 
  private:
+  // EncryptBySSV_Bin is EncryptBySSV with the binary form as output.
+  static PxaResult EncryptBySSV_Bin(const std::vector<std::string>& groupSecrets, const SecureBlock& plain,
+                                    std::string& cipherText);
+
   // loadSSV fills the component id and the shares from the staging file in `directory` when it
   // holds exactly one record, otherwise from the first machine-store location that holds one.
   // Throws std::runtime_error("ssv does not exist or is corrupted!") when none does.

@@ -6,7 +6,9 @@ library=$1
 shift
 # Weak instantiations of standard templates over exported types (a std::map of keystores, say)
 # are emitted by the compiler wherever they are used; they are not part of our interface.
-symbols=$(nm -D --defined-only "$library" | c++filt | awk '!($2 ~ /^[WVu]$/ && $3 ~ /^std::/) {$1=""; $2=""; sub(/^  /, ""); print}')
+symbols=$(nm -D --defined-only "$library" | c++filt |
+  awk '{type = $2; $1 = ""; $2 = ""; sub(/^  /, "")}
+       !(type ~ /^[WVu]$/ && $0 ~ /^((typeinfo|typeinfo name|vtable|VTT) for )?std::/) {print}')
 status=0
 for required in "$@"; do
   if ! grep -qE "^(QVCryptoService::)?${required}(\[abi:cxx11\])?(\(|$)" <<<"$symbols"; then

@@ -1,0 +1,122 @@
+// Encryption under the SSV key. Every call recovers the SSV afresh and deduces the key again: no
+// key is cached, so it exists in memory only for the length of one call.
+
+#include <qvcryptoservice/primitives.h>
+#include <qvcryptoservice/ssv_crypto.h>
+
+#include "ssv/ssv_log.h"
+
+#include <openssl/crypto.h>
+
+#include <string>
+#include <vector>
+
+namespace QVCryptoService {
+namespace {
+
+constexpr const char* kSsvCipher = "aes-256-cbc";
+constexpr std::size_t kIvLength = 16;
+constexpr std::size_t kGroupCount = 5;
+
+void Log(const char* function, const char* message) {
+  ILogger::GetInstance()->LogStr(kSsvLogLevel, kSsvLogComponent, function, message);
+}
+
+// Holds the recovered group secrets and wipes them when the call ends.
+class RecoveredSecrets {
+ public:
+  RecoveredSecrets() = default;
+  RecoveredSecrets(const RecoveredSecrets&) = delete;
+  RecoveredSecrets& operator=(const RecoveredSecrets&) = delete;
+  ~RecoveredSecrets() {
+    for (std::string& secret : secrets_) {
+      OPENSSL_cleanse(secret.data(), secret.size());
+    }
+  }
+  std::vector<std::string>& get() { return secrets_; }
+
+ private:
+  std::vector<std::string> secrets_;
+};
+
+}  // namespace
+
+PxaResult QVSSVCrypto::EncryptBySSV_Bin(const std::vector<std::string>& groupSecrets, const SecureBlock& plain,
+                                        std::string& cipherText) {
+  if (groupSecrets.size() != kGroupCount) {
+    Log("QVCryptoService::QVSSVCrypto::EncryptBySSV_Bin", "The SSV is corrupted");
+    return PXA_ERR_SSV_FILE;
+  }
+  const SecureBlock key = deduceKey(groupSecrets);
+  std::string iv;
+  std::string encrypted;
+  // The plain text goes through an ordinary string only because the wrapper takes one; it is
+  // wiped before it is released.
+  std::string plainText(plain.begin(), plain.end());
+  const PxaResult result = EVPEncrypt(kSsvCipher, key, iv, plainText, encrypted);
+  OPENSSL_cleanse(plainText.data(), plainText.size());
+  if (result != PXA_OK) {
+    return result;
+  }
+  cipherText = iv + encrypted;
+  return PXA_OK;
+}
+
+PxaResult QVSSVCrypto::EncryptBySSV(const std::vector<std::string>& groupSecrets, const SecureBlock& plain,
+                                    std::string& cipherText) {
+  std::string binary;
+  const PxaResult result = EncryptBySSV_Bin(groupSecrets, plain, binary);
+  if (result == PXA_OK) {
+    cipherText = base64_encode(reinterpret_cast<const unsigned char*>(binary.data()),
+                               static_cast<std::uint32_t>(binary.size()));
+  }
+  return result;
+}
+
+PxaResult QVSSVCrypto::QVEncrypt(const SecureBlock& plain, std::string& cipherText) {
+  RecoveredSecrets secrets;
+  if (recoverSSV(secrets.get()) != KS_SUCCESS) {
+    // The keystore code is not passed on: callers only learn that the SSV is unusable.
+    Log("QVCryptoService::QVSSVCrypto::QVEncrypt", "Failed to reconstruct the SSV info");
+    return PXA_ERR_SSV_FILE;
+  }
+  return EncryptBySSV(secrets.get(), plain, cipherText);
+}
+
+PxaResult QVSSVCrypto::QVEncrypt_Bin(const SecureBlock& plain, std::string& cipherText) {
+  RecoveredSecrets secrets;
+  if (recoverSSV(secrets.get()) != KS_SUCCESS) {
+    Log("QVCryptoService::QVSSVCrypto::QVEncrypt_Bin", "Failed to reconstruct the SSV info");
+    return PXA_ERR_SSV_FILE;
+  }
+  return EncryptBySSV_Bin(secrets.get(), plain, cipherText);
+}
+
+PxaResult QVSSVCrypto::QVDecrypt(const std::string& cipherText, SecureBlock& plain) {
+  return QVDecrypt_Bin(base64_decode(cipherText), plain);
+}
+
+PxaResult QVSSVCrypto::QVDecrypt_Bin(const std::string& cipherText, SecureBlock& plain) {
+  // Recovery comes first, so a machine without an SSV answers 11 whatever the input.
+  RecoveredSecrets secrets;
+  if (recoverSSV(secrets.get()) != KS_SUCCESS) {
+    Log("QVCryptoService::QVSSVCrypto::QVDecrypt_Bin", "Failed to reconstruct the SSV info");
+    return PXA_ERR_SSV_FILE;
+  }
+  if (cipherText.size() < kIvLength) {
+    Log("QVCryptoService::QVSSVCrypto::QVDecrypt_Bin", "Invalid cipher text received");
+    return PXA_ERR_INVALID_ARGUMENTS;
+  }
+  const SecureBlock key = deduceKey(secrets.get());
+  std::string decrypted;
+  const PxaResult result =
+      EVPDecrypt(kSsvCipher, key, cipherText.substr(0, kIvLength), cipherText.substr(kIvLength), decrypted);
+  // Nothing of a failed decryption (a prefix before a bad padding block) reaches the caller.
+  if (result == PXA_OK) {
+    plain.assign(decrypted.begin(), decrypted.end());
+  }
+  OPENSSL_cleanse(decrypted.data(), decrypted.size());
+  return result;
+}
+
+}  // namespace QVCryptoService
