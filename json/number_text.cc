@@ -33,7 +33,7 @@ void AppendInteger(std::string& out, std::int64_t value) {
   AppendUnsigned(out, static_cast<std::uint64_t>(value));
 }
 
-// std::to_chars with a precision is specified as printf in the "C" locale, so a decimal comma
+// std::to_chars with a precision is defined as printf in the "C" locale, so a decimal comma
 // in the process locale cannot leak into stored records.
 void AppendReal(std::string& out, double value) {
   if (std::isnan(value)) {
