@@ -17,7 +17,8 @@ class QVCS_EXPORT Writer {
 };
 
 // WriterOptions: `spacedSeparator` writes ": " between a member name and its value instead of
-// ":"; `endingLineFeed` ends the text with "\n", as the serialized records expect.
+// ":" (the date and binary forms stay as they are); `endingLineFeed` ends the text with "\n", as
+// the serialized records expect.
 struct WriterOptions {
   bool spacedSeparator = false;
   bool endingLineFeed = true;
