@@ -1,12 +1,20 @@
-// qvcrypto_smoke exercises the exported primitives end to end through the shared library and
-// prints what it did; it exits non-zero when any step does not give the expected result.
+// qvcrypto_smoke runs every family of the library end to end through the shared library: it
+// initialises the library, registers the built-in keystore, provisions the machine secret when
+// there is none, and round-trips data through each family, printing each result and verifying
+// it. Exits non-zero when any step does not give the expected result.
 
-#include <qvcryptoservice/primitives.h>
+#include <qvcryptoservice/encryption_functions.h>
+#include <qvcryptoservice/hashing_functions.h>
+#include <qvcryptoservice/keystore_static.h>
 #include <qvcryptoservice/qvcrypto_c.h>
+#include <qvcryptoservice/qvpax.h>
 #include <qvcryptoservice/result.h>
-#include <qvcryptoservice/secure_block.h>
+#include <qvcryptoservice/ssv_crypto.h>
+#include <qvcryptoservice/ssv_functions.h>
 
 #include <cstdio>
+#include <filesystem>
+#include <memory>
 #include <string>
 
 using namespace QVCryptoService;
@@ -15,83 +23,83 @@ namespace {
 
 int g_failures = 0;
 
+std::string Shorten(const std::string& text) { return text.size() <= 56 ? text : text.substr(0, 53) + "..."; }
+
 void Report(const char* step, bool ok, const std::string& detail) {
-  std::printf("%-28s %s  %s\n", step, ok ? "ok  " : "FAIL", detail.c_str());
+  std::printf("%-30s %s  %s\n", step, ok ? "ok  " : "FAIL", Shorten(detail).c_str());
   if (!ok) {
     ++g_failures;
   }
 }
 
-std::string Hex(const unsigned char* data, std::size_t size) {
-  std::string hex;
-  char digits[3];
-  for (std::size_t i = 0; i < size; ++i) {
-    std::snprintf(digits, sizeof digits, "%02x", data[i]);
-    hex += digits;
-  }
-  return hex;
+std::string Text(const SecureBlock& block) { return std::string(block.begin(), block.end()); }
+
+std::string Outcome(PxaResult result, const std::string& output) {
+  return result == PXA_OK ? output : PxaErrorReason(result);
 }
 
 }  // namespace
 
 int main() {
-  SecureBlock key(static_cast<std::size_t>(EVPGetCipherKeyLength("aes-256-cbc")));
-  Report("random key", EVPRandomBytes(key.data(), static_cast<std::uint32_t>(key.size())),
-         std::to_string(key.size()) + " bytes");
+  const std::string secret = "The quick brown fox jumps over the lazy dog";
+  Report("InitLibrary", InitLibrary(), "service object built");
+  Report("SetKeystore ZKSystem", SetKeystore("ZKSystem", std::make_shared<QVKeystoreStatic>()),
+         "built-in static keystore");
 
-  const std::string plain = "The quick brown fox jumps over the lazy dog";
-  std::string iv;
-  std::string cipherText;
-  const PxaResult encrypted = EVPEncrypt("aes-256-cbc", key, iv, plain, cipherText);
-  Report("aes-256-cbc encrypt", encrypted == PXA_OK,
-         PxaErrorReason(encrypted) + ", " + std::to_string(cipherText.size()) + " bytes");
-  std::string decrypted;
-  const PxaResult decryptedResult = EVPDecrypt("aes-256-cbc", key, iv, cipherText, decrypted);
-  Report("aes-256-cbc decrypt", decryptedResult == PXA_OK && decrypted == plain, PxaErrorReason(decryptedResult));
+  // The staging file of a new SSV may live in any writable directory; it is removed afterwards.
+  const EQVKeystoreCode provisioned =
+      QVSSVCrypto::generateSSV(std::filesystem::temp_directory_path().string(), false);
+  Report("SSV provisioned", provisioned == KS_SUCCESS,
+         "component id " + QVpax::getInstance()->SSVCryptoIntrf()->getComponentId());
 
-  SecureBlock wrongKey(key.size(), 0x42);
-  std::string garbage;
-  const PxaResult wrong = EVPDecrypt("aes-256-cbc", wrongKey, iv, cipherText, garbage);
-  Report("decrypt with wrong key", wrong != PXA_OK,
-         "0x" + Hex(reinterpret_cast<const unsigned char*>(&wrong), 0) + std::to_string(wrong >> 32) + ": " +
-             PxaErrorReason(wrong));
+  std::string text;
+  SecureBlock plain;
+  PxaResult result = EncryptData(secret, text, "");
+  Report("EncryptData", result == PXA_OK, Outcome(result, text));
+  result = DecryptData(text, plain, "");
+  Report("DecryptData", result == PXA_OK && Text(plain) == secret, Outcome(result, Text(plain)));
 
-  unsigned char digest[64];
-  int digestLen = sizeof digest;
-  const auto* bytes = reinterpret_cast<const unsigned char*>(plain.data());
-  const PxaResult digested = EVPDigest("sha256", bytes, static_cast<int>(plain.size()), digest, digestLen);
-  const std::string digestHex = Hex(digest, static_cast<std::size_t>(digestLen));
-  Report("sha256",
-         digested == PXA_OK && digestHex == "d7a8fbb307d7809469ca9abcb0082e4f8d5651e46d3cdb762d02d0bf37c9e592",
-         digestHex);
+  result = EncryptWithPassword(secret, "correct horse", text);
+  Report("EncryptWithPassword", result == PXA_OK, Outcome(result, text));
+  result = DecryptWithPassword(text, "correct horse", plain);
+  Report("DecryptWithPassword", result == PXA_OK && Text(plain) == secret, Outcome(result, Text(plain)));
+  SecureBlock wrong;
+  const PxaResult wrongResult = DecryptWithPassword(text, "wrong horse", wrong);
+  Report("wrong password refused", wrongResult != PXA_OK || Text(wrong) != secret, PxaErrorReason(wrongResult));
 
+  result = EncryptWithSSV(secret, text);
+  Report("EncryptWithSSV", result == PXA_OK, Outcome(result, text));
+  result = DecryptWithSSV(text, plain);
+  Report("DecryptWithSSV", result == PXA_OK && Text(plain) == secret, Outcome(result, Text(plain)));
+
+  result = CreateDigest(secret, text);
+  Report("CreateDigest", result == PXA_OK, Outcome(result, text));
+  Report("VerifyDigest", VerifyDigest(secret, text) && !VerifyDigest(secret + ".", text), "true, and false when changed");
+  result = CreateChecksum(secret, text);
+  Report("CreateChecksum", result == PXA_OK, Outcome(result, text));
+  Report("VerifyChecksum", VerifyChecksum(secret, text) && !VerifyChecksum(secret + ".", text),
+         "true, and false when changed");
+  result = CreatePasswordHash("hunter2", text);
+  Report("CreatePasswordHash", result == PXA_OK, Outcome(result, text));
+  Report("VerifyPasswordHash", VerifyPasswordHash("hunter2", text) && !VerifyPasswordHash("hunter3", text),
+         "true, and false for another password");
+  std::string again;
+  result = CreateDerivedKey("hunter2", text);
+  Report("CreateDerivedKey", result == PXA_OK && CreateDerivedKey("hunter2", again) == PXA_OK && text == again,
+         Outcome(result, text));
+  result = CreateHMAC(secret, text);
+  Report("CreateHMAC", result == PXA_OK, Outcome(result, text));
+  Report("VerifyHMAC", VerifyHMAC(secret, text) && !VerifyHMAC(secret + ".", text), "true, and false when changed");
+
+  unsigned char digest[32];
   QVHashCtx ctx = QVHashInitCtx();
-  unsigned char streamed[32];
-  const bool streamOk = ctx != nullptr && QVHashUpdate(ctx, bytes, 10) &&
-                        QVHashUpdate(ctx, bytes + 10, plain.size() - 10) && QVHashFinal(ctx, streamed);
-  Report("QVHash streaming sha256", streamOk && Hex(streamed, 32) == digestHex, Hex(streamed, 32));
+  const bool hashed = ctx != nullptr && QVHashUpdate(ctx, reinterpret_cast<const unsigned char*>(secret.data()),
+                                                     secret.size()) &&
+                      QVHashFinal(ctx, digest);
+  Report("QVHash C functions", hashed && digest[0] == 0xd7 && digest[31] == 0x92, "SHA-256 d7a8fbb3...37c9e592");
 
-  unsigned char mac[64];
-  int macLen = sizeof mac;
-  const PxaResult hmac = EVPHMAC("sha256", reinterpret_cast<const unsigned char*>("key"), 3, bytes,
-                                 static_cast<int>(plain.size()), mac, macLen);
-  const std::string macHex = Hex(mac, static_cast<std::size_t>(macLen));
-  Report("hmac-sha256", hmac == PXA_OK && macHex == "f7bc83f430538424b13298e6aa6fb143ef4d59a14946175997479dbc2d1a3cd8",
-         macHex);
-
-  unsigned char derived[32];
-  const PxaResult pbkdf2 =
-      PBKDF2_HMAC("sha256", "password", reinterpret_cast<const unsigned char*>("salt"), 4, 1, 32, derived);
-  const std::string derivedHex = Hex(derived, sizeof derived);
-  Report("pbkdf2-hmac-sha256",
-         pbkdf2 == PXA_OK && derivedHex == "120fb6cffcf8b32c43e7225256c4f837a86548c92ccc35480805987cb70be17b",
-         derivedHex);
-
-  const std::string encoded = base64_encode(bytes, static_cast<std::uint32_t>(plain.size()));
-  Report("base64 round trip", base64_decode(encoded) == plain, encoded);
-  Report("result text", PxaErrorReason(PXA_ERR_SSV_FILE) == "SSV file not found or corrupted",
+  Report("PxaErrorReason", PxaErrorReason(PXA_ERR_SSV_FILE) == "SSV file not found or corrupted",
          PxaErrorReason(PXA_ERR_SSV_FILE));
-
   std::printf("%s\n", g_failures == 0 ? "all steps passed" : "some steps failed");
   return g_failures == 0 ? 0 : 1;
 }
