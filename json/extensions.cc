@@ -1,6 +1,6 @@
 #include "json/extensions.h"
 
-#include "json/base64.h"
+#include "primitives/base64_codec.h"
 #include "json/value_access.h"
 
 #include <array>
@@ -124,7 +124,7 @@ void ApplyExtensions(Value& value) {
     }
   }
   Binary bytes;
-  if (!DecodeCanonicalBase64(ValueAccess::get<std::string>(binary->second), bytes.bytes)) {
+  if (!QVCryptoService::DecodeBase64(ValueAccess::get<std::string>(binary->second), bytes.bytes, QVCryptoService::Base64Form::kCanonical)) {
     return;
   }
   ValueAccess::replacePayload(value, std::move(bytes));

@@ -2,7 +2,7 @@
 
 #include <qvcryptoservice/zkjson_writer.h>
 
-#include "json/base64.h"
+#include "primitives/base64_codec.h"
 #include "json/number_text.h"
 #include "json/value_access.h"
 
@@ -94,7 +94,7 @@ class CompactWriter {
       case binaryValue: {
         const std::vector<std::uint8_t>& bytes = ValueAccess::get<Binary>(value).bytes;
         out_.append("{\"$binary\":\"");
-        AppendBase64(out_, bytes.data(), bytes.size());
+        QVCryptoService::AppendBase64(out_, bytes.data(), bytes.size());
         out_.append("\", \"$type\":\"00\"}");
         break;
       }

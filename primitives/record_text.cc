@@ -3,9 +3,8 @@
 #include <qvcryptoservice/primitives.h>
 #include <qvcryptoservice/zkjson.h>
 
-#include "primitives/base64_strict.h"
+#include "primitives/base64_codec.h"
 
-#include <optional>
 #include <stdexcept>
 
 namespace QVCryptoService {
@@ -16,11 +15,11 @@ std::string Base64Field(const std::vector<std::uint8_t>& bytes) {
 
 // Well-formed text decodes exactly as base64_decode would; anything else is refused outright.
 std::vector<std::uint8_t> BytesFromBase64Field(const zkJson::Value& member) {
-  const std::optional<std::string> bytes = DecodeBase64Strict(member.asString());
-  if (!bytes) {
+  std::vector<std::uint8_t> bytes;
+  if (!DecodeBase64(member.asString(), bytes, Base64Form::kWellFormed)) {
     throw std::runtime_error("record field is not base64");
   }
-  return {bytes->begin(), bytes->end()};
+  return bytes;
 }
 
 std::string CompactRecordText(const zkJson::Value& record) { return zkJson::FastWriter().write(record); }

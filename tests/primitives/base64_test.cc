@@ -1,6 +1,6 @@
 #include <qvcryptoservice/primitives.h>
 
-#include "primitives/base64_strict.h"
+#include "primitives/base64_codec.h"
 #include "primitives/ossl_ptr.h"
 
 #include <gtest/gtest.h>
@@ -10,6 +10,7 @@
 
 #include <array>
 #include <string>
+#include <vector>
 
 namespace QVCryptoService {
 namespace {
@@ -89,20 +90,34 @@ TEST(Base64, MalformedTextNeverGivesMoreBytesThanItsLength) {
 namespace QVCryptoService {
 namespace {
 
-TEST(Base64Strict, AgreesWithTheFilterOnWellFormedTextAndRefusesTheRest) {
+TEST(Base64Codec, AgreesWithTheFilterOnWellFormedTextAndRefusesTheRest) {
   std::string bytes;
   for (std::size_t length = 0; length <= 100; ++length) {
     const std::string text = Encode(bytes);
-    const auto strict = DecodeBase64Strict(text);
-    ASSERT_TRUE(strict.has_value()) << text;
-    EXPECT_EQ(*strict, bytes);
-    EXPECT_EQ(*strict, base64_decode(text));
+    for (const Base64Form form : {Base64Form::kWellFormed, Base64Form::kCanonical}) {
+      std::vector<std::uint8_t> decoded;
+      ASSERT_TRUE(DecodeBase64(text, decoded, form)) << text;
+      EXPECT_EQ(std::string(decoded.begin(), decoded.end()), bytes);
+    }
+    EXPECT_EQ(base64_decode(text), bytes);
     bytes.push_back(static_cast<char>(length * 89 + 3));
   }
   for (const std::string& bad : std::to_array<std::string>(
            {"Zg", "Zg=", "Z===", "====", "Zm9v\nZm9v", "Zm9v Zm9", "Zm9=Zm9v", "Zm=v", "Zm9*", "Zm9v-_==",
             std::string("Zm\0v", 4)})) {
-    EXPECT_FALSE(DecodeBase64Strict(bad).has_value()) << bad;
+    std::vector<std::uint8_t> decoded;
+    EXPECT_FALSE(DecodeBase64(bad, decoded, Base64Form::kWellFormed)) << bad;
+    EXPECT_FALSE(DecodeBase64(bad, decoded, Base64Form::kCanonical)) << bad;
+  }
+}
+
+TEST(Base64Codec, OnlyTheCanonicalFormRefusesSetUnusedBits) {
+  // "Zh==" and "Zm9=" carry bits that their padding discards; OpenSSL's decoder takes them.
+  for (const char* text : {"Zh==", "Zm9="}) {
+    std::vector<std::uint8_t> decoded;
+    EXPECT_TRUE(DecodeBase64(text, decoded, Base64Form::kWellFormed)) << text;
+    EXPECT_EQ(std::string(decoded.begin(), decoded.end()), base64_decode(text)) << text;
+    EXPECT_FALSE(DecodeBase64(text, decoded, Base64Form::kCanonical)) << text;
   }
 }
 

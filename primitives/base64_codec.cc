@@ -1,8 +1,8 @@
-#include "json/base64.h"
+#include "primitives/base64_codec.h"
 
 #include <array>
 
-namespace zkJson {
+namespace QVCryptoService {
 namespace {
 
 constexpr std::string_view kAlphabet = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
@@ -46,7 +46,7 @@ void AppendBase64(std::string& out, const std::uint8_t* data, std::size_t size) 
   out.push_back('=');
 }
 
-bool DecodeCanonicalBase64(std::string_view text, std::vector<std::uint8_t>& bytes) {
+bool DecodeBase64(std::string_view text, std::vector<std::uint8_t>& bytes, Base64Form form) {
   bytes.clear();
   if (text.size() % 4 != 0) {
     return false;
@@ -66,8 +66,10 @@ bool DecodeCanonicalBase64(std::string_view text, std::vector<std::uint8_t>& byt
       }
       group |= std::uint32_t{sextet} << (18 - 6 * j);
     }
-    // Bits that padding leaves unused must be zero, or two texts would give the same bytes.
-    if ((padding == 1 && (group & 0xFFU) != 0) || (padding == 2 && (group & 0xFFFFU) != 0)) {
+    // In canonical text the bits that padding leaves unused are zero, or two texts would give
+    // the same bytes.
+    if (form == Base64Form::kCanonical &&
+        ((padding == 1 && (group & 0xFFU) != 0) || (padding == 2 && (group & 0xFFFFU) != 0))) {
       return false;
     }
     bytes.push_back(static_cast<std::uint8_t>(group >> 16));
@@ -81,4 +83,4 @@ bool DecodeCanonicalBase64(std::string_view text, std::vector<std::uint8_t>& byt
   return true;
 }
 
-}  // namespace zkJson
+}  // namespace QVCryptoService
