@@ -1,0 +1,37 @@
+#pragma once
+
+// The commands of qvcrypto. Each returns its exit code or throws ToolError; arguments after
+// the command words are in Invocation::words from index `wordCount` on.
+
+#include "cli/arguments.h"
+
+#include <cstddef>
+
+namespace qvcrypto {
+
+int RunSsvInit(const Invocation& invocation);
+int RunSsvStatus(const Invocation& invocation);
+int RunSsvEncrypt(const Invocation& invocation);
+int RunSsvDecrypt(const Invocation& invocation);
+
+int RunEncrypt(const Invocation& invocation);
+int RunDecrypt(const Invocation& invocation);
+
+int RunHashDigest(const Invocation& invocation);
+int RunHashChecksum(const Invocation& invocation);
+int RunHashPassword(const Invocation& invocation);
+int RunHashDerive(const Invocation& invocation);
+int RunVerifyDigest(const Invocation& invocation);
+int RunVerifyChecksum(const Invocation& invocation);
+int RunVerifyPassword(const Invocation& invocation);
+int RunHmacSign(const Invocation& invocation);
+int RunHmacVerify(const Invocation& invocation);
+
+int RunInspect(const Invocation& invocation);
+int RunExplain(const Invocation& invocation);
+int RunSelftest(const Invocation& invocation);
+
+// CommandArgument returns the command's `index`th own argument, or null when it has fewer.
+const std::string* CommandArgument(const Invocation& invocation, std::size_t index);
+
+}  // namespace qvcrypto

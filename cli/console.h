@@ -1,0 +1,31 @@
+#pragma once
+
+// The few operating-system services the tool needs beyond the library; cli/posix/ and
+// cli/windows/ implement them, chosen by the build.
+
+#include <qvcryptoservice/secure_block.h>
+
+#include <string>
+
+namespace qvcrypto::console {
+
+// UseBinaryStandardStreams stops the C runtime from translating line ends on standard input and
+// output, so data passes through byte for byte.
+void UseBinaryStandardStreams();
+
+// ReadPasswordWithoutEcho writes `prompt` to the terminal, reads one line from it with echo off
+// and stores it (without the line end) in `password`. Returns false when the process has no
+// terminal to ask; `password` is then left empty.
+bool ReadPasswordWithoutEcho(const std::string& prompt, QVCryptoService::SecureBlock& password);
+
+// SetEnvironment sets a variable of this process; false when the system refuses.
+bool SetEnvironment(const std::string& name, const std::string& value);
+
+// MachineRootSupported is true where the library keeps its machine-wide state under a directory
+// that QVCRYPTO_MACHINE_ROOT can move.
+bool MachineRootSupported();
+
+// SsvRecordLocation says where the library keeps this machine's SSV record.
+std::string SsvRecordLocation();
+
+}  // namespace qvcrypto::console

@@ -1,0 +1,243 @@
+// qvcrypto: the library's operations on the command line. Data comes on standard input and goes
+// to standard output; messages go to standard error. Every operation is a call into the library.
+
+#include "cli/arguments.h"
+#include "cli/commands.h"
+#include "cli/console.h"
+#include "cli/tool.h"
+
+#include <qvcryptoservice/keystore_static.h>
+#include <qvcryptoservice/logger.h>
+#include <qvcryptoservice/qvpax.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <exception>
+#include <filesystem>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace qvcrypto {
+
+using namespace QVCryptoService;
+
+namespace {
+
+constexpr std::string_view kVersion = "1.0.0";
+
+struct Command {
+  std::vector<std::string_view> path;
+  std::string_view synopsis;
+  std::string_view summary;
+  std::vector<std::string_view> options;
+  std::size_t minArguments;
+  std::size_t maxArguments;
+  int (*run)(const Invocation&);
+};
+
+const std::vector<std::string_view> kPasswordOptions = {"--password-file", "--password-env", "--password-prompt"};
+
+std::vector<std::string_view> WithPassword(std::vector<std::string_view> options) {
+  options.insert(options.end(), kPasswordOptions.begin(), kPasswordOptions.end());
+  return options;
+}
+
+const std::vector<Command>& Commands() {
+  static const std::vector<Command> commands = {
+      {{"ssv", "init"}, "ssv init [--force]",
+       "make this machine's SSV (kept when one exists, replaced with --force); prints the component id",
+       {"--force"}, 0, 0, RunSsvInit},
+      {{"ssv", "status"}, "ssv status",
+       "where the SSV record lives, its component id, and whether its shares recombine (exit 3 when not)",
+       {}, 0, 0, RunSsvStatus},
+      {{"ssv", "encrypt"}, "ssv encrypt [--binary] < plain > text",
+       "encrypt under this machine's SSV key (base64 text, or IV and cipher bytes with --binary)",
+       {"--binary"}, 0, 0, RunSsvEncrypt},
+      {{"ssv", "decrypt"}, "ssv decrypt [--binary] < text > plain", "decrypt what 'ssv encrypt' made here",
+       {"--binary"}, 0, 0, RunSsvDecrypt},
+      {{"encrypt"}, "encrypt [--keystore NAME | PASSWORD OPTION] < plain > text",
+       "encrypt with the keystore's key (default \"ZKSystem\") or with a password (aes-256-cbc)",
+       WithPassword({"--keystore"}), 0, 0, RunEncrypt},
+      {{"decrypt"}, "decrypt [--keystore NAME | PASSWORD OPTION] < text > plain", "decrypt what 'encrypt' made",
+       WithPassword({"--keystore"}), 0, 0, RunDecrypt},
+      {{"hash", "digest"}, "hash digest < data", "salted SHA-256 record of the data", {}, 0, 0, RunHashDigest},
+      {{"hash", "checksum"}, "hash checksum < data", "plain SHA-256 record of the data (same data, same text)", {},
+       0, 0, RunHashChecksum},
+      {{"hash", "password"}, "hash password [PASSWORD OPTION]", "PBKDF2-HMAC-SHA256 password hash record",
+       kPasswordOptions, 0, 0, RunHashPassword},
+      {{"hash", "derive"}, "hash derive [PASSWORD OPTION]",
+       "base64 of a 32-byte key derived from the password alone (same password, same key)", kPasswordOptions, 0,
+       0, RunHashDerive},
+      {{"verify", "digest"}, "verify digest RECORD < data", "exit 0 when the data matches the digest record, 1 if not",
+       {}, 1, 1, RunVerifyDigest},
+      {{"verify", "checksum"}, "verify checksum RECORD < data", "exit 0 when the data matches, 1 if not", {}, 1, 1,
+       RunVerifyChecksum},
+      {{"verify", "password"}, "verify password RECORD [PASSWORD OPTION]",
+       "exit 0 when the password matches the password hash, 1 if not", kPasswordOptions, 1, 1, RunVerifyPassword},
+      {{"hmac", "sign"}, "hmac sign < data", "HMAC-SHA256 record keyed by the \"ZKSystem\" keystore", {}, 0, 0,
+       RunHmacSign},
+      {{"hmac", "verify"}, "hmac verify RECORD < data", "exit 0 when the data matches the HMAC record, 1 if not", {},
+       1, 1, RunHmacVerify},
+      {{"inspect"}, "inspect [TEXT]",
+       "say which record a text is and print its fields with their meaning (text on stdin when not given)", {}, 0,
+       1, RunInspect},
+      {{"explain"}, "explain VALUE", "message, family and code of a result value (decimal or 0x-hex)", {}, 1, 1,
+       RunExplain},
+      {{"selftest"}, "selftest",
+       "known-answer tests and a round trip through every family in a temporary machine root", {}, 0, 0,
+       RunSelftest},
+  };
+  return commands;
+}
+
+const std::vector<std::string_view> kGlobalOptions = {"--machine-root", "--verbose", "--help", "--version"};
+
+void PrintHelp(const Command* only) {
+  std::string text;
+  if (only != nullptr) {
+    text = "usage: qvcrypto " + std::string(only->synopsis) + "\n\n" + std::string(only->summary) + ".\n";
+    if (std::find(only->options.begin(), only->options.end(), "--password-file") != only->options.end()) {
+      text +=
+          "\nPASSWORD OPTION: --password-file F (its first line), --password-env VAR, or --password-prompt\n"
+          "(asks on the terminal without echo; the default for password commands). Never on the command line.\n";
+    }
+  } else {
+    text = "usage: qvcrypto [--machine-root DIR] [--verbose] COMMAND [ARGS]\n\ncommands:\n";
+    for (const Command& command : Commands()) {
+      text += "  " + std::string(command.synopsis) + "\n      " + std::string(command.summary) + "\n";
+    }
+    text +=
+        "\n--machine-root DIR  where the machine-wide state lives (POSIX; default $QVCRYPTO_MACHINE_ROOT or "
+        "/var/lib/qvcrypto)\n--verbose           show the library's own diagnostics\n"
+        "COMMAND --help      help for one command\n"
+        "\nexit codes: 0 success, 1 a verification answered false, 2 usage error, 3 operation failed\n";
+  }
+  std::fputs(text.c_str(), stdout);
+}
+
+// Keeps the library's diagnostics off standard error unless asked for, so that every failure
+// is reported in the tool's one line.
+class ToolLogger final : public ILogger {
+ public:
+  explicit ToolLogger(bool verbose) : verbose_(verbose) {}
+  void LogStr(ELogLevel level, const std::string& component, const std::string& function,
+              const std::string& message) override {
+    if (verbose_) {
+      std::fprintf(stderr, "qvcrypto: library: %s [%d] %s: %s\n", component.c_str(), static_cast<int>(level),
+                   function.c_str(), message.c_str());
+    }
+  }
+
+ private:
+  bool verbose_;
+};
+
+const Command* FindCommand(const std::vector<std::string>& words) {
+  const Command* best = nullptr;
+  for (const Command& command : Commands()) {
+    if (command.path.size() > words.size()) {
+      continue;
+    }
+    if (std::equal(command.path.begin(), command.path.end(), words.begin()) &&
+        (best == nullptr || command.path.size() > best->path.size())) {
+      best = &command;
+    }
+  }
+  return best;
+}
+
+void CheckOptions(const Invocation& invocation, const Command& command) {
+  const auto allowed = [&](std::string_view name) {
+    return std::find(command.options.begin(), command.options.end(), name) != command.options.end() ||
+           std::find(kGlobalOptions.begin(), kGlobalOptions.end(), name) != kGlobalOptions.end();
+  };
+  for (const auto& [name, value] : invocation.values) {
+    if (!allowed(name)) {
+      Usage("option " + name + " does not apply to '" + std::string(command.synopsis.substr(0, command.synopsis.find(" [")))  + "'");
+    }
+  }
+  for (const std::string& name : invocation.flags) {
+    if (!allowed(name)) {
+      Usage("option " + name + " does not apply to this command");
+    }
+  }
+  const std::size_t arguments = invocation.words.size() - command.path.size();
+  if (arguments < command.minArguments) {
+    Usage("missing argument; usage: qvcrypto " + std::string(command.synopsis));
+  }
+  if (arguments > command.maxArguments) {
+    Usage("unexpected argument \"" + invocation.words[command.path.size() + command.maxArguments] +
+          "\"; usage: qvcrypto " + std::string(command.synopsis));
+  }
+}
+
+void UseMachineRoot(const std::string& directory) {
+  if (!console::MachineRootSupported()) {
+    Usage("--machine-root is not supported here: the machine's state lives in the registry");
+  }
+  std::error_code error;
+  if (!std::filesystem::is_directory(directory, error)) {
+    Usage("machine root " + directory + " is not a directory");
+  }
+  const std::filesystem::path absolute = std::filesystem::absolute(directory, error);
+  if (error || !console::SetEnvironment("QVCRYPTO_MACHINE_ROOT", absolute.string())) {
+    Failed("cannot use machine root " + directory);
+  }
+}
+
+int Run(int argc, const char* const* argv) {
+  const Invocation invocation = ParseArguments(argc, argv);
+  (void)ILogger::SetInstance(std::make_shared<ToolLogger>(invocation.Has("--verbose")));
+  if (invocation.Has("--version")) {
+    std::printf("qvcrypto %s\n", kVersion.data());
+    return kExitOk;
+  }
+  if (invocation.words.empty()) {
+    if (invocation.Has("--help")) {
+      PrintHelp(nullptr);
+      return kExitOk;
+    }
+    Usage("no command given (see qvcrypto --help)");
+  }
+  const Command* command = FindCommand(invocation.words);
+  if (command == nullptr) {
+    Usage("unknown command \"" + invocation.words.front() +
+          (invocation.words.size() > 1 ? " " + invocation.words[1] : "") + "\" (see qvcrypto --help)");
+  }
+  if (invocation.Has("--help")) {
+    PrintHelp(command);
+    return kExitOk;
+  }
+  CheckOptions(invocation, *command);
+  if (const std::string* root = invocation.Value("--machine-root")) {
+    UseMachineRoot(*root);
+  }
+  console::UseBinaryStandardStreams();
+  (void)InitLibrary();
+  (void)SetKeystore("ZKSystem", std::make_shared<QVKeystoreStatic>());
+  return command->run(invocation);
+}
+
+}  // namespace
+
+const std::string* CommandArgument(const Invocation& invocation, std::size_t index) {
+  const Command* command = FindCommand(invocation.words);
+  const std::size_t position = (command != nullptr ? command->path.size() : 0) + index;
+  return position < invocation.words.size() ? &invocation.words[position] : nullptr;
+}
+
+}  // namespace qvcrypto
+
+int main(int argc, char** argv) {
+  try {
+    return qvcrypto::Run(argc, argv);
+  } catch (const qvcrypto::ToolError& error) {
+    std::fprintf(stderr, "qvcrypto: %s\n", error.what());
+    return error.exitCode();
+  } catch (const std::exception& error) {
+    std::fprintf(stderr, "qvcrypto: failed: %s\n", error.what());
+    return qvcrypto::kExitFailed;
+  }
+}

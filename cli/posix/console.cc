@@ -1,0 +1,78 @@
+#include "cli/console.h"
+
+#include <fcntl.h>
+#include <termios.h>
+#include <unistd.h>
+
+#include <cstdlib>
+
+namespace qvcrypto::console {
+
+namespace {
+
+// Closes the terminal and puts its echo back however the read ends.
+class TerminalSession {
+ public:
+  TerminalSession() : descriptor_(::open("/dev/tty", O_RDWR | O_CLOEXEC | O_NOCTTY)) {
+    if (descriptor_ >= 0 && ::tcgetattr(descriptor_, &saved_) == 0) {
+      termios quiet = saved_;
+      quiet.c_lflag &= ~static_cast<tcflag_t>(ECHO);
+      quiet.c_lflag |= static_cast<tcflag_t>(ECHONL);
+      restore_ = ::tcsetattr(descriptor_, TCSAFLUSH, &quiet) == 0;
+    }
+  }
+  TerminalSession(const TerminalSession&) = delete;
+  TerminalSession& operator=(const TerminalSession&) = delete;
+  ~TerminalSession() {
+    if (restore_) {
+      (void)::tcsetattr(descriptor_, TCSAFLUSH, &saved_);
+    }
+    if (descriptor_ >= 0) {
+      (void)::close(descriptor_);
+    }
+  }
+  bool usable() const { return restore_; }
+  int descriptor() const { return descriptor_; }
+
+ private:
+  int descriptor_;
+  termios saved_{};
+  bool restore_ = false;
+};
+
+}  // namespace
+
+void UseBinaryStandardStreams() {}
+
+bool ReadPasswordWithoutEcho(const std::string& prompt, QVCryptoService::SecureBlock& password) {
+  password.clear();
+  const TerminalSession terminal;
+  if (!terminal.usable()) {
+    return false;
+  }
+  (void)::write(terminal.descriptor(), prompt.data(), prompt.size());
+  unsigned char byte = 0;
+  while (::read(terminal.descriptor(), &byte, 1) == 1 && byte != '\n') {
+    password.push_back(byte);
+  }
+  byte = 0;
+  if (!password.empty() && password.back() == '\r') {
+    password.pop_back();
+  }
+  return true;
+}
+
+bool SetEnvironment(const std::string& name, const std::string& value) {
+  return ::setenv(name.c_str(), value.c_str(), 1) == 0;
+}
+
+bool MachineRootSupported() { return true; }
+
+std::string SsvRecordLocation() {
+  // The library's own default, used when the variable is unset or empty.
+  const char* root = std::getenv("QVCRYPTO_MACHINE_ROOT");
+  const std::string machineRoot = root != nullptr && root[0] != '\0' ? root : "/var/lib/qvcrypto";
+  return machineRoot + "/registry/SOFTWARE/Classes/SSV/SSV_Data";
+}
+
+}  // namespace qvcrypto::console

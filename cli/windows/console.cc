@@ -1,0 +1,76 @@
+#include "cli/console.h"
+
+#include <windows.h>
+
+#include <fcntl.h>
+#include <io.h>
+#include <stdio.h>
+#include <stdlib.h>
+
+namespace qvcrypto::console {
+
+namespace {
+
+// Owns a console handle and puts its mode back however the read ends.
+class ConsoleSession {
+ public:
+  ConsoleSession()
+      : input_(CreateFileW(L"CONIN$", GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
+                           OPEN_EXISTING, 0, nullptr)) {
+    if (input_ != INVALID_HANDLE_VALUE && GetConsoleMode(input_, &saved_) != 0) {
+      restore_ = SetConsoleMode(input_, saved_ & ~static_cast<DWORD>(ENABLE_ECHO_INPUT)) != 0;
+    }
+  }
+  ConsoleSession(const ConsoleSession&) = delete;
+  ConsoleSession& operator=(const ConsoleSession&) = delete;
+  ~ConsoleSession() {
+    if (restore_) {
+      (void)SetConsoleMode(input_, saved_);
+    }
+    if (input_ != INVALID_HANDLE_VALUE) {
+      (void)CloseHandle(input_);
+    }
+  }
+  bool usable() const { return restore_; }
+  HANDLE input() const { return input_; }
+
+ private:
+  HANDLE input_;
+  DWORD saved_ = 0;
+  bool restore_ = false;
+};
+
+}  // namespace
+
+void UseBinaryStandardStreams() {
+  (void)_setmode(_fileno(stdin), _O_BINARY);
+  (void)_setmode(_fileno(stdout), _O_BINARY);
+}
+
+bool ReadPasswordWithoutEcho(const std::string& prompt, QVCryptoService::SecureBlock& password) {
+  password.clear();
+  const ConsoleSession console;
+  if (!console.usable()) {
+    return false;
+  }
+  (void)fputs(prompt.c_str(), stderr);
+  char character = 0;
+  DWORD read = 0;
+  while (ReadConsoleA(console.input(), &character, 1, &read, nullptr) != 0 && read == 1 && character != '\r' &&
+         character != '\n') {
+    password.push_back(static_cast<unsigned char>(character));
+  }
+  character = 0;
+  (void)fputs("\n", stderr);
+  return true;
+}
+
+bool SetEnvironment(const std::string& name, const std::string& value) {
+  return _putenv_s(name.c_str(), value.c_str()) == 0;
+}
+
+bool MachineRootSupported() { return false; }
+
+std::string SsvRecordLocation() { return "HKLM\\SOFTWARE\\Classes\\SSV, value SSV_Data"; }
+
+}  // namespace qvcrypto::console
