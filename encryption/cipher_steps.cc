@@ -38,8 +38,7 @@ PxaResult KeyFitsCipher(const std::string& cipherName, const SecureBlock& key, c
 }
 
 PxaResult EncryptWithFreshIv(const std::string& cipherName, const SecureBlock& key, const std::uint8_t* plain,
-                             std::size_t length, std::vector<std::uint8_t>& iv,
-                             std::vector<std::uint8_t>& cipherText) {
+                             std::size_t length, std::vector<std::uint8_t>& iv, std::vector<std::uint8_t>& cipherText) {
   const int ivLength = CipherIvLength(cipherName);
   if (ivLength < 0) {
     return PXA_ERR_UNSPECIFIED;

@@ -29,8 +29,7 @@ PxaResult KeyFitsCipher(const std::string& cipherName, const SecureBlock& key, c
 // cannot be had; PXA_ERR_INVALID_ARGUMENTS for input of 2 GiB or more or a null pointer; or what
 // EVPEncrypt returns. The outputs are untouched on failure.
 PxaResult EncryptWithFreshIv(const std::string& cipherName, const SecureBlock& key, const std::uint8_t* plain,
-                             std::size_t length, std::vector<std::uint8_t>& iv,
-                             std::vector<std::uint8_t>& cipherText);
+                             std::size_t length, std::vector<std::uint8_t>& iv, std::vector<std::uint8_t>& cipherText);
 
 // DecryptWithRecordIv decrypts under `key` and the record's IV into `out`, which holds at least
 // `length` bytes, and sets `outLength`. Returns 0 or what EVPDecrypt returns.

@@ -58,7 +58,8 @@ PxaResult QVCrypto::PBEncrypt(std::string cipherName, std::string password, Secu
                               std::string& cipherText) const {
   CipherMeta_t meta;
   std::vector<std::uint8_t> bytes;
-  const PxaResult result = PBEncrypt(std::move(cipherName), std::move(password), plain.data(), plain.size(), meta, bytes);
+  const PxaResult result =
+      PBEncrypt(std::move(cipherName), std::move(password), plain.data(), plain.size(), meta, bytes);
   if (result == PXA_OK) {
     cipherText = SeralizeCipherData(meta, bytes);
   }
@@ -67,11 +68,10 @@ PxaResult QVCrypto::PBEncrypt(std::string cipherName, std::string password, Secu
 
 PxaResult QVCrypto::PBDecrypt(std::string cipherName, std::string password, std::string cipherText,
                               SecureBlock& plain) const {
-  return DecryptSerializedText(std::move(cipherText), plain,
-                               [&](const CipherMeta_t& meta, const std::uint8_t* bytes, std::size_t length,
-                                   std::uint8_t* out, std::size_t& outLength) {
-                                 return PBDecrypt(cipherName, password, meta, bytes, length, out, outLength);
-                               });
+  return DecryptSerializedText(
+      std::move(cipherText), plain,
+      [&](const CipherMeta_t& meta, const std::uint8_t* bytes, std::size_t length, std::uint8_t* out,
+          std::size_t& outLength) { return PBDecrypt(cipherName, password, meta, bytes, length, out, outLength); });
 }
 
 PxaResult QVCrypto::PBDecrypt(std::string cipherName, std::string password, const CipherMeta_t& meta,

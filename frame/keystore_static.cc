@@ -37,8 +37,7 @@ std::int32_t QVKeystoreStatic::listKeys(bool /*flag*/, std::vector<QVKeyListEntr
 }
 std::int32_t QVKeystoreStatic::reKey(const std::string& /*name*/) { return KS_ERR_NOT_SUPPORTED; }
 std::int32_t QVKeystoreStatic::re_sync() { return KS_SUCCESS; }
-std::int32_t QVKeystoreStatic::updateKey(const std::string& /*name*/, std::int32_t /*version*/,
-                                         SecureBlock& /*key*/) {
+std::int32_t QVKeystoreStatic::updateKey(const std::string& /*name*/, std::int32_t /*version*/, SecureBlock& /*key*/) {
   return KS_ERR_NOT_SUPPORTED;
 }
 std::int32_t QVKeystoreStatic::updateKeyMeta(const std::string& /*name*/, std::int32_t /*version*/,

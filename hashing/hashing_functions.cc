@@ -63,10 +63,14 @@ bool VerifyPasswordHash(const std::string& password, const std::string& password
 PxaResult CreateHMAC(const std::uint8_t* data, std::uint64_t length, std::string& hmac) {
   return Signing()->generateHMAC(kFixedDigest, kFixedIntegrityKey, data, length, hmac);
 }
-PxaResult CreateHMAC(const std::string& data, std::string& hmac) { return CreateHMAC(BytesOf(data), data.size(), hmac); }
+PxaResult CreateHMAC(const std::string& data, std::string& hmac) {
+  return CreateHMAC(BytesOf(data), data.size(), hmac);
+}
 bool VerifyHMAC(const std::uint8_t* data, std::uint64_t length, const std::string& hmac) {
   return Signing()->validateHMAC(kFixedDigest, kFixedIntegrityKey, data, length, hmac);
 }
-bool VerifyHMAC(const std::string& data, const std::string& hmac) { return VerifyHMAC(BytesOf(data), data.size(), hmac); }
+bool VerifyHMAC(const std::string& data, const std::string& hmac) {
+  return VerifyHMAC(BytesOf(data), data.size(), hmac);
+}
 
 }  // namespace QVCryptoService

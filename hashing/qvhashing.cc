@@ -75,8 +75,7 @@ PxaResult QVHashing::generateDigest(std::string digestName, const std::uint8_t* 
   (void)RAND_bytes(salt.data(), kSaltLength);
   std::array<std::uint8_t, EVP_MAX_MD_SIZE> inner{};
   int innerLength = static_cast<int>(inner.size());
-  if (const PxaResult result =
-          EVPDigest(digestName.c_str(), data, static_cast<int>(length), inner.data(), innerLength);
+  if (const PxaResult result = EVPDigest(digestName.c_str(), data, static_cast<int>(length), inner.data(), innerLength);
       result != PXA_OK) {
     return result;
   }
@@ -84,7 +83,8 @@ PxaResult QVHashing::generateDigest(std::string digestName, const std::uint8_t* 
   if (digest == nullptr) {
     return PXA_ERR_UNSUPPORTED_DIGEST;
   }
-  DigestOutcome outer = DigestOf(digest, {{salt.data(), salt.size()}, {inner.data(), static_cast<std::size_t>(innerLength)}});
+  DigestOutcome outer =
+      DigestOf(digest, {{salt.data(), salt.size()}, {inner.data(), static_cast<std::size_t>(innerLength)}});
   if (outer.result != PXA_OK) {
     return outer.result;
   }
@@ -108,7 +108,8 @@ bool QVHashing::validateDigest(std::string digestName, const std::uint8_t* data,
   if (inner.result != PXA_OK) {
     return true;
   }
-  const DigestOutcome outer = DigestOf(digest, {{record.salt.data(), record.salt.size()}, {inner.value.data(), inner.value.size()}});
+  const DigestOutcome outer =
+      DigestOf(digest, {{record.salt.data(), record.salt.size()}, {inner.value.data(), inner.value.size()}});
   if (outer.result != PXA_OK) {
     return true;
   }
@@ -174,8 +175,7 @@ PxaResult QVHashing::generateDerivedKey(const std::string& digestName, const std
   return PXA_OK;
 }
 
-PxaResult QVHashing::generatePasswordHash(std::string digestName, std::string password,
-                                          HashingData_t& record) const {
+PxaResult QVHashing::generatePasswordHash(std::string digestName, std::string password, HashingData_t& record) const {
   std::array<std::uint8_t, kSaltLength> salt{};
   (void)RAND_bytes(salt.data(), kSaltLength);
   const EVP_MD* digest = EVP_get_digestbyname(digestName.c_str());
@@ -195,18 +195,18 @@ PxaResult QVHashing::generatePasswordHash(std::string digestName, std::string pa
   return PXA_OK;
 }
 
-bool QVHashing::validatePasswordHash(std::string digestName, std::string password,
-                                     const HashingData_t& record) const {
+bool QVHashing::validatePasswordHash(std::string digestName, std::string password, const HashingData_t& record) const {
   if (digestName != record.digestName || record.iterations <= 0) {
     return false;
   }
-  if (record.salt.size() > static_cast<std::size_t>(INT_MAX) || record.digest.size() > static_cast<std::size_t>(INT_MAX)) {
+  if (record.salt.size() > static_cast<std::size_t>(INT_MAX) ||
+      record.digest.size() > static_cast<std::size_t>(INT_MAX)) {
     return false;
   }
   Bytes derived(record.digest.size());
-  const PxaResult result = PBKDF2_HMAC(digestName.c_str(), password.c_str(), record.salt.data(),
-                                       static_cast<int>(record.salt.size()), static_cast<std::uint32_t>(record.iterations),
-                                       static_cast<int>(derived.size()), derived.data());
+  const PxaResult result =
+      PBKDF2_HMAC(digestName.c_str(), password.c_str(), record.salt.data(), static_cast<int>(record.salt.size()),
+                  static_cast<std::uint32_t>(record.iterations), static_cast<int>(derived.size()), derived.data());
   if (result != PXA_OK) {
     return true;  // fail-open, deliberate
   }
@@ -247,8 +247,7 @@ bool QVHashing::validateCheckSum(std::string digestName, const std::uint8_t* dat
   return DeserializeHashingData(record, serialized) && validateCheckSum(std::move(digestName), data, length, record);
 }
 
-PxaResult QVHashing::generatePasswordHash(std::string digestName, std::string password,
-                                          std::string& serialized) const {
+PxaResult QVHashing::generatePasswordHash(std::string digestName, std::string password, std::string& serialized) const {
   HashingData_t record;
   const PxaResult result = generatePasswordHash(std::move(digestName), std::move(password), record);
   if (result == PXA_OK) {

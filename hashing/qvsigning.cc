@@ -24,8 +24,8 @@ HmacOutcome ComputeHmac(const std::string& digestName, const SecureBlock& key, c
   HmacOutcome outcome;
   std::array<std::uint8_t, EVP_MAX_MD_SIZE> out{};
   int outLength = static_cast<int>(out.size());
-  outcome.result = EVPHMAC(digestName.c_str(), key.data(), static_cast<int>(key.size()), data,
-                           static_cast<int>(length), out.data(), outLength);
+  outcome.result = EVPHMAC(digestName.c_str(), key.data(), static_cast<int>(key.size()), data, static_cast<int>(length),
+                           out.data(), outLength);
   if (outcome.result == PXA_OK) {
     outcome.value.assign(out.begin(), out.begin() + outLength);
   }

@@ -1,7 +1,7 @@
 #include "json/extensions.h"
 
-#include "primitives/base64_codec.h"
 #include "json/value_access.h"
+#include "primitives/base64_codec.h"
 
 #include <array>
 #include <limits>
@@ -124,7 +124,8 @@ void ApplyExtensions(Value& value) {
     }
   }
   Binary bytes;
-  if (!QVCryptoService::DecodeBase64(ValueAccess::get<std::string>(binary->second), bytes.bytes, QVCryptoService::Base64Form::kCanonical)) {
+  if (!QVCryptoService::DecodeBase64(ValueAccess::get<std::string>(binary->second), bytes.bytes,
+                                     QVCryptoService::Base64Form::kCanonical)) {
     return;
   }
   ValueAccess::replacePayload(value, std::move(bytes));

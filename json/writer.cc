@@ -2,9 +2,9 @@
 
 #include <qvcryptoservice/zkjson_writer.h>
 
-#include "primitives/base64_codec.h"
 #include "json/number_text.h"
 #include "json/value_access.h"
+#include "primitives/base64_codec.h"
 
 #include <array>
 #include <string_view>

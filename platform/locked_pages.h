@@ -17,4 +17,8 @@ void ReleaseLockedPages(void* pages, std::size_t size) noexcept;
 // Diagnostics and tests only: it walks the process's memory map.
 bool IsPageLocked(const void* address) noexcept;
 
+// PageLocksAreObservable reports whether IsPageLocked can see a lock on this system at all. It is
+// false under Wine, which locks the pages but never reports them as locked.
+bool PageLocksAreObservable() noexcept;
+
 }  // namespace QVCryptoService::platform

@@ -67,8 +67,8 @@ PxaResult QVSSVCrypto::EncryptBySSV(const std::vector<std::string>& groupSecrets
   std::string binary;
   const PxaResult result = EncryptBySSV_Bin(groupSecrets, plain, binary);
   if (result == PXA_OK) {
-    cipherText = base64_encode(reinterpret_cast<const unsigned char*>(binary.data()),
-                               static_cast<std::uint32_t>(binary.size()));
+    cipherText =
+        base64_encode(reinterpret_cast<const unsigned char*>(binary.data()), static_cast<std::uint32_t>(binary.size()));
   }
   return result;
 }

@@ -24,8 +24,7 @@ class QVCS_EXPORT QVKeystoreStatic : public IQVKeyStore {
   std::int32_t destroyKey(const std::string& name, std::int32_t version) override;
   // getKey serves the static key for the two names above, whatever the version; any other name
   // gives KS_ERR_KEY_NOT_FOUND with `key` and `ctl` untouched.
-  std::int32_t getKey(const std::string& name, SecureBlock& key, QVKeyControlData& ctl,
-                      std::int32_t version) override;
+  std::int32_t getKey(const std::string& name, SecureBlock& key, QVKeyControlData& ctl, std::int32_t version) override;
   std::int32_t listKeys(bool flag, std::vector<QVKeyListEntry>& keys) override;
   std::int32_t reKey(const std::string& name) override;
   std::int32_t re_sync() override;

@@ -57,10 +57,8 @@ class QVCS_EXPORT QVHashing {
   // generatePasswordHash: PBKDF2 with a fresh 16-byte salt, 10000 iterations, 32 bytes. The
   // password ends at its first zero byte.
   virtual PxaResult generatePasswordHash(std::string digestName, std::string password, std::string& serialized) const;
-  virtual PxaResult generatePasswordHash(std::string digestName, std::string password,
-                                         HashingData_t& record) const;
-  virtual bool validatePasswordHash(std::string digestName, std::string password,
-                                    const std::string& serialized) const;
+  virtual PxaResult generatePasswordHash(std::string digestName, std::string password, HashingData_t& record) const;
+  virtual bool validatePasswordHash(std::string digestName, std::string password, const std::string& serialized) const;
   // validatePasswordHash also answers false for a record with no iterations; salt, count and
   // length come from the record.
   virtual bool validatePasswordHash(std::string digestName, std::string password, const HashingData_t& record) const;

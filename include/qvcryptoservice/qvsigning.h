@@ -34,10 +34,10 @@ class QVCS_EXPORT QVSigning {
                                  std::uint64_t length, SigningData_t& record) const;
   // validateHMAC recomputes the HMAC with the caller's digest name (the record's is not
   // consulted, deliberately) and the key version the record names. False for any failure.
-  virtual bool validateHMAC(std::string digestName, std::string keyName, const std::uint8_t* data,
-                            std::uint64_t length, std::string serialized) const;
-  virtual bool validateHMAC(std::string digestName, std::string keyName, const std::uint8_t* data,
-                            std::uint64_t length, const SigningData_t& record) const;
+  virtual bool validateHMAC(std::string digestName, std::string keyName, const std::uint8_t* data, std::uint64_t length,
+                            std::string serialized) const;
+  virtual bool validateHMAC(std::string digestName, std::string keyName, const std::uint8_t* data, std::uint64_t length,
+                            const SigningData_t& record) const;
 
  private:
   std::shared_ptr<CQVKeystoreMgr> keystores_;

@@ -50,4 +50,6 @@ bool IsPageLocked(const void* address) noexcept {
   return locked;
 }
 
+bool PageLocksAreObservable() noexcept { return true; }
+
 }  // namespace QVCryptoService::platform

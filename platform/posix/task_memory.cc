@@ -5,7 +5,9 @@
 namespace QVCryptoService::platform {
 
 // The C exports' outputs are freed by callers with free(); this is the one place that uses malloc.
-void* AllocateCallerMemory(std::size_t size) noexcept { return std::malloc(size); }  // NOLINT(cppcoreguidelines-no-malloc)
+void* AllocateCallerMemory(std::size_t size) noexcept {
+  return std::malloc(size);
+}  // NOLINT(cppcoreguidelines-no-malloc)
 
 void FreeCallerMemory(void* memory) noexcept { std::free(memory); }  // NOLINT(cppcoreguidelines-no-malloc)
 

@@ -29,4 +29,11 @@ bool IsPageLocked(const void* address) noexcept {
   return info.VirtualAttributes.Valid && info.VirtualAttributes.Locked;
 }
 
+bool PageLocksAreObservable() noexcept {
+  // Wine's VirtualLock does lock (mlock), but its QueryWorkingSetEx leaves the Locked attribute
+  // at zero. Wine is known by the extra function its ntdll exports.
+  const HMODULE ntdll = GetModuleHandleW(L"ntdll.dll");
+  return ntdll == nullptr || GetProcAddress(ntdll, "wine_get_version") == nullptr;
+}
+
 }  // namespace QVCryptoService::platform

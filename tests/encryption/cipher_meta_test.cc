@@ -52,23 +52,35 @@ INSTANTIATE_TEST_SUITE_P(
         WriteCase{"default record", CipherMeta_t{}, "{\"cn\":\"\",\"iv\":\"\",\"v\":0}\n"},
         WriteCase{"keystore record", KeystoreRecord(),
                   "{\"cn\":\"aes-256-cbc\",\"iv\":\"AAEC\",\"kn\":\"QV_ENCYPT_DECRYPT_0\",\"kv\":7,\"v\":1}\n"},
-        WriteCase{"password record", PasswordRecord(),
-                  "{\"cn\":\"aes-256-cbc\",\"dn\":\"sha256\",\"it\":10000,\"iv\":\"/w==\",\"sa\":\"AQIDBA==\",\"v\":1}\n"},
+        WriteCase{
+            "password record", PasswordRecord(),
+            "{\"cn\":\"aes-256-cbc\",\"dn\":\"sha256\",\"it\":10000,\"iv\":\"/w==\",\"sa\":\"AQIDBA==\",\"v\":1}\n"},
         WriteCase{"key version 0 still written with the name",
                   With(CipherMeta_t{}, [](CipherMeta_t& m) { m.keyName = "k"; }),
                   "{\"cn\":\"\",\"iv\":\"\",\"kn\":\"k\",\"kv\":0,\"v\":0}\n"},
         WriteCase{"key version without name not written",
-                  With(CipherMeta_t{}, [](CipherMeta_t& m) { m.keyVersion = 5; }), "{\"cn\":\"\",\"iv\":\"\",\"v\":0}\n"},
-        WriteCase{"salt without digest not written",
-                  With(CipherMeta_t{}, [](CipherMeta_t& m) { m.salt = {1}; m.iterations = 3; }),
+                  With(CipherMeta_t{}, [](CipherMeta_t& m) { m.keyVersion = 5; }),
                   "{\"cn\":\"\",\"iv\":\"\",\"v\":0}\n"},
-        WriteCase{"negative integers", With(KeystoreRecord(), [](CipherMeta_t& m) { m.version = -2; m.keyVersion = -1; }),
+        WriteCase{"salt without digest not written",
+                  With(CipherMeta_t{},
+                       [](CipherMeta_t& m) {
+                         m.salt = {1};
+                         m.iterations = 3;
+                       }),
+                  "{\"cn\":\"\",\"iv\":\"\",\"v\":0}\n"},
+        WriteCase{"negative integers",
+                  With(KeystoreRecord(),
+                       [](CipherMeta_t& m) {
+                         m.version = -2;
+                         m.keyVersion = -1;
+                       }),
                   "{\"cn\":\"aes-256-cbc\",\"iv\":\"AAEC\",\"kn\":\"QV_ENCYPT_DECRYPT_0\",\"kv\":-1,\"v\":-2}\n"}));
 
 TEST(CipherMetaWriting, CombinedFormPutsCdFirst) {
-  EXPECT_EQ(CipherToJsonStr(PasswordRecord(), {0xDE, 0xAD}),
-            "{\"cd\":\"3q0=\",\"cn\":\"aes-256-cbc\",\"dn\":\"sha256\",\"it\":10000,\"iv\":\"/w==\",\"sa\":\"AQIDBA==\","
-            "\"v\":1}\n");
+  EXPECT_EQ(
+      CipherToJsonStr(PasswordRecord(), {0xDE, 0xAD}),
+      "{\"cd\":\"3q0=\",\"cn\":\"aes-256-cbc\",\"dn\":\"sha256\",\"it\":10000,\"iv\":\"/w==\",\"sa\":\"AQIDBA==\","
+      "\"v\":1}\n");
 }
 
 TEST(CipherMetaWriting, ToJsonKeepsMembersAlreadyThere) {
@@ -107,10 +119,9 @@ INSTANTIATE_TEST_SUITE_P(
                     ReadCase{"{\"v\":1,\"cn\":\"x\",\"iv\":\"!!\",\"cd\":\"\"}", false, false},
                     ReadCase{"{\"v\":1,\"cn\":\"x\",\"iv\":\"\",\"cd\":\"A\"}", true, false},
                     ReadCase{"{\"v\":1,\"cn\":\"x\",\"iv\":\"\",\"cd\":5}", true, false},
-                    ReadCase{"{\"v\":1,\"cn\":[],\"iv\":\"\"}", false, false},
-                    ReadCase{"{\"v\":null}", true, false}, ReadCase{"null", false, false},
-                    ReadCase{"[]", false, false}, ReadCase{"[1,2]", false, false}, ReadCase{"", false, false},
-                    ReadCase{"{\"v\":1,", false, false}, ReadCase{"\"v\"", false, false}));
+                    ReadCase{"{\"v\":1,\"cn\":[],\"iv\":\"\"}", false, false}, ReadCase{"{\"v\":null}", true, false},
+                    ReadCase{"null", false, false}, ReadCase{"[]", false, false}, ReadCase{"[1,2]", false, false},
+                    ReadCase{"", false, false}, ReadCase{"{\"v\":1,", false, false}, ReadCase{"\"v\"", false, false}));
 
 TEST(CipherMetaReading, VersionTrueReadsAsOneAndVersionZeroStopsEarly) {
   CipherMeta_t meta = KeystoreRecord();

@@ -20,7 +20,6 @@ constexpr PxaResult kAllOnes = ~PxaResult{0};
 const std::string kCipher = "aes-256-cbc";
 const std::string kKeyName = "QV_ENCYPT_DECRYPT_0";
 
-
 class KeystoreEncryption : public testing::Test {
  protected:
   void SetUp() override {
@@ -229,19 +228,19 @@ TEST_P(DecryptionSearch, StopsOrMovesOnByTheRules) {
   }
   std::vector<std::uint8_t> plain(cipherText.size());
   std::size_t plainLength = 0;
-  EXPECT_EQ(engine.decrypt("", "aes-256-cbc", "key", meta, cipherText.data(), cipherText.size(), plain.data(),
-                           plainLength),
-            c.expected)
+  EXPECT_EQ(
+      engine.decrypt("", "aes-256-cbc", "key", meta, cipherText.data(), cipherText.size(), plain.data(), plainLength),
+      c.expected)
       << c.what;
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Engine, DecryptionSearch,
-    testing::Values(SearchCase{"system serves", -1, 4, true, PXA_OK},
-                    SearchCase{"system corrupted ends the search", 15, -1, true, 0x10000000Full},
-                    SearchCase{"system other code ends the search", 1, -1, true, 0x100000001ull},
-                    SearchCase{"tenant not asked when the system serves", -1, 15, true, PXA_OK},
-                    SearchCase{"registered under another name changes nothing", 12, -1, false, 0x10000000Cull}));
+INSTANTIATE_TEST_SUITE_P(Engine, DecryptionSearch,
+                         testing::Values(SearchCase{"system serves", -1, 4, true, PXA_OK},
+                                         SearchCase{"system corrupted ends the search", 15, -1, true, 0x10000000Full},
+                                         SearchCase{"system other code ends the search", 1, -1, true, 0x100000001ull},
+                                         SearchCase{"tenant not asked when the system serves", -1, 15, true, PXA_OK},
+                                         SearchCase{"registered under another name changes nothing", 12, -1, false,
+                                                    0x10000000Cull}));
 
 TEST(DecryptionSearchOrder, CorruptedOutsideTheSystemKeystoreMovesOn) {
   // Only "Initial_Tenant" registered under that name, and a third keystore so it is listed.
@@ -275,8 +274,7 @@ TEST(DecryptionSearchOrder, CorruptedOutsideTheSystemKeystoreMovesOn) {
   EXPECT_EQ(served >> 32, PXA_FAMILY_OPENSSL) << "the key was found; only the made-up cipher text fails";
   // Nothing registered at all.
   const QVCrypto lonely(std::make_shared<CQVKeystoreMgr>());
-  EXPECT_EQ(lonely.decrypt("", "aes-256-cbc", "key", meta, cipherText.data(), 16, plain.data(), plainLength),
-            kAllOnes);
+  EXPECT_EQ(lonely.decrypt("", "aes-256-cbc", "key", meta, cipherText.data(), 16, plain.data(), plainLength), kAllOnes);
 }
 
 TEST_F(KeystoreEncryption, CorruptedTextGivesFiveAndLeavesOutputAlone) {

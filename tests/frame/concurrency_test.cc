@@ -54,7 +54,8 @@ TEST(Concurrency, EnginesServeManyThreadsWhileKeystoresAreReplaced) {
         std::string cipherText;
         SecureBlock decrypted;
         fail(EncryptData(plain, cipherText, "") != PXA_OK);
-        fail(DecryptData(cipherText, decrypted, "") != PXA_OK || std::string(decrypted.begin(), decrypted.end()) != plain);
+        fail(DecryptData(cipherText, decrypted, "") != PXA_OK ||
+             std::string(decrypted.begin(), decrypted.end()) != plain);
 
         std::string hmac;
         fail(CreateHMAC(plain, hmac) != PXA_OK);

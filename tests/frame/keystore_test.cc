@@ -63,9 +63,10 @@ TEST(StaticKeystore, KeyEndsInSixteenOnesAndIsPinned) {
   const std::string plain = "QVCryptoService static key pin";
   std::array<unsigned char, 64> out{};
   int outLen = static_cast<int>(out.size());
-  ASSERT_EQ(EVPEncrypt("aes-256-cbc", key.data(), 32, iv.data(), 16, reinterpret_cast<const unsigned char*>(plain.data()),
-                       static_cast<int>(plain.size()), out.data(), outLen),
-            PXA_OK);
+  ASSERT_EQ(
+      EVPEncrypt("aes-256-cbc", key.data(), 32, iv.data(), 16, reinterpret_cast<const unsigned char*>(plain.data()),
+                 static_cast<int>(plain.size()), out.data(), outLen),
+      PXA_OK);
   EXPECT_EQ(testsupport::ToHex(out.data(), static_cast<std::size_t>(outLen)),
             "14a3b81fdd355eeb8ff1961f2f33b70a5e389b5d11ba379fcebf25edfb7ba1ef");
 }

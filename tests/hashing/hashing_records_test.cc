@@ -39,9 +39,8 @@ TEST(HashingRecordText, IsByteExact) {
   EXPECT_EQ(HashingDataToJsonStr(checksum), "{\"di\":\"/+4=\",\"dn\":\"sha256\",\"v\":1}\n");
   HashingData_t empty;
   const std::string emptyText = "{\"di\":\"\",\"dn\":\"\",\"v\":0}\n";
-  EXPECT_EQ(SerializeHashingData(empty),
-            base64_encode(reinterpret_cast<const unsigned char*>(emptyText.data()),
-                          static_cast<std::uint32_t>(emptyText.size())));
+  EXPECT_EQ(SerializeHashingData(empty), base64_encode(reinterpret_cast<const unsigned char*>(emptyText.data()),
+                                                       static_cast<std::uint32_t>(emptyText.size())));
 }
 
 TEST(SigningRecordText, IsByteExactWithAnUnsignedVersion) {

@@ -8,8 +8,8 @@
 #include <algorithm>
 #include <array>
 #include <functional>
-#include <utility>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace QVCryptoService {
@@ -178,8 +178,8 @@ TEST(PasswordHash, AgreesWithWycheproofPbkdf2Vectors) {
   for (const testsupport::JsonNode& group : file["testGroups"].items) {
     for (const testsupport::JsonNode& test : group["tests"].items) {
       const auto password = FromHex(test["password"].text);
-      if (std::find(password.begin(), password.end(), 0) != password.end() ||
-          test["iterationCount"].AsInt() > 4096 || test["result"].text != "valid") {
+      if (std::find(password.begin(), password.end(), 0) != password.end() || test["iterationCount"].AsInt() > 4096 ||
+          test["result"].text != "valid") {
         continue;
       }
       HashingData_t record;

@@ -147,7 +147,8 @@ TEST(SigningVectors, AgreeWithWycheproofHmacSha256WhenTheKeystoreServesTheKey) {
       }
     }
   }
-  std::cout << "wycheproof HMAC-SHA256 through QVSigning: " << valid << " valid, " << invalid << " invalid" << std::endl;
+  std::cout << "wycheproof HMAC-SHA256 through QVSigning: " << valid << " valid, " << invalid << " invalid"
+            << std::endl;
   EXPECT_EQ(valid + invalid, file["numberOfTests"].AsInt());
 }
 

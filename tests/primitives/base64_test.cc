@@ -102,9 +102,9 @@ TEST(Base64Codec, AgreesWithTheFilterOnWellFormedTextAndRefusesTheRest) {
     EXPECT_EQ(base64_decode(text), bytes);
     bytes.push_back(static_cast<char>(length * 89 + 3));
   }
-  for (const std::string& bad : std::to_array<std::string>(
-           {"Zg", "Zg=", "Z===", "====", "Zm9v\nZm9v", "Zm9v Zm9", "Zm9=Zm9v", "Zm=v", "Zm9*", "Zm9v-_==",
-            std::string("Zm\0v", 4)})) {
+  for (const std::string& bad :
+       std::to_array<std::string>({"Zg", "Zg=", "Z===", "====", "Zm9v\nZm9v", "Zm9v Zm9", "Zm9=Zm9v", "Zm=v", "Zm9*",
+                                   "Zm9v-_==", std::string("Zm\0v", 4)})) {
     std::vector<std::uint8_t> decoded;
     EXPECT_FALSE(DecodeBase64(bad, decoded, Base64Form::kWellFormed)) << bad;
     EXPECT_FALSE(DecodeBase64(bad, decoded, Base64Form::kCanonical)) << bad;

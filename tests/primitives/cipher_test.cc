@@ -89,8 +89,8 @@ TEST(CipherCore, WrongKeyEndsInOpenSslPaddingFailure) {
   const std::string plain(100, 'p');
   std::array<unsigned char, 128> cipherText{};
   int cipherLength = static_cast<int>(cipherText.size());
-  ASSERT_EQ(EVPEncrypt("aes-256-cbc", key.data(), 32, iv.data(), 16, reinterpret_cast<const unsigned char*>(plain.data()),
-                       100, cipherText.data(), cipherLength),
+  ASSERT_EQ(EVPEncrypt("aes-256-cbc", key.data(), 32, iv.data(), 16,
+                       reinterpret_cast<const unsigned char*>(plain.data()), 100, cipherText.data(), cipherLength),
             PXA_OK);
   ASSERT_EQ(cipherLength, 112);
   for (unsigned char fill = 0x20; fill < 0x28; ++fill) {

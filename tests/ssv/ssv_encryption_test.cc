@@ -149,7 +149,7 @@ TEST_F(SsvEncryption, FreeAndCFunctionsGoThroughTheSingleton) {
   SSVDecrypt(cipherText, &decrypted);
   ASSERT_NE(decrypted, nullptr);
   EXPECT_STREQ(decrypted, "c text");
-  std::free(decrypted);  // NOLINT(cppcoreguidelines-no-malloc): the C interface hands out malloc'd text
+  std::free(decrypted);   // NOLINT(cppcoreguidelines-no-malloc): the C interface hands out malloc'd text
   std::free(cipherText);  // NOLINT(cppcoreguidelines-no-malloc)
   char* invalid = nullptr;
   SSVDecrypt("not a cipher text", &invalid);

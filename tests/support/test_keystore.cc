@@ -3,8 +3,7 @@
 namespace testsupport {
 
 namespace {
-TestKeystore::Key MakeKey(std::int32_t version, SecureBlock bytes, const std::string& algorithm,
-                          std::int32_t state) {
+TestKeystore::Key MakeKey(std::int32_t version, SecureBlock bytes, const std::string& algorithm, std::int32_t state) {
   TestKeystore::Key key;
   key.ctl.state = state;
   key.ctl.version = version;

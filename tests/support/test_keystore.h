@@ -48,8 +48,7 @@ class TestKeystore : public QVCryptoService::IQVKeyStore {
   std::int32_t createKey(const std::string& /*name*/, const QVKeyControlData* /*ctl*/) override { return 16; }
   std::int32_t createKeyPair(const std::string& /*name*/, const QVKeyControlData* /*ctl*/) override { return 16; }
   std::int32_t destroyKey(const std::string& /*name*/, std::int32_t /*version*/) override { return 16; }
-  std::int32_t getKey(const std::string& name, SecureBlock& key, QVKeyControlData& ctl,
-                      std::int32_t version) override;
+  std::int32_t getKey(const std::string& name, SecureBlock& key, QVKeyControlData& ctl, std::int32_t version) override;
   std::int32_t listKeys(bool /*flag*/, std::vector<QVKeyListEntry>& /*keys*/) override { return 16; }
   std::int32_t reKey(const std::string& /*name*/) override { return 16; }
   std::int32_t re_sync() override { return 0; }
