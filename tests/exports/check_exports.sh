@@ -1,36 +1,86 @@
 #!/usr/bin/env bash
-# Checks the shared library's dynamic symbol table: every name the interface promises is there,
-# and nothing else is (no internal helper, no stray template instantiation).
+# Checks the shared library's export table: every name the interface promises is there, the C
+# functions under their plain undecorated names, and nothing else (no internal helper, no stray
+# template instantiation). An ELF library is read with nm -D, a Windows DLL with objdump -p.
+#
+#   check_exports.sh LIBRARY [--objdump PROGRAM] --c NAME... --internal NAME... --required NAME...
+#
+# --c: the C functions; --internal: names that must never leave the library (matched anywhere in
+# a symbol); --required: the C++ interface, each name with or without QVCryptoService::.
 set -euo pipefail
+usage="usage: $0 LIBRARY [--objdump PROGRAM] --c NAME... --internal NAME... --required NAME..."
+[ $# -ge 1 ] || { echo "$usage" >&2; exit 2; }
 library=$1
 shift
-# Weak instantiations of standard templates over exported types (a std::map of keystores, say)
-# are emitted by the compiler wherever they are used, and AddressSanitizer adds an __odr_asan
-# marker per exported global; neither is part of our interface.
-symbols=$(nm -D --defined-only "$library" | c++filt |
-  awk '{type = $2; $1 = ""; $2 = ""; sub(/^  /, "")}
-       /^__odr_asan/ {next}
-       type ~ /^[WVu]$/ && $0 ~ /^((typeinfo|typeinfo name|vtable|VTT) for )?([A-Za-z_][A-Za-z0-9_]* )?std::/ {next}
-       {print}')
+objdump=""
+c_functions=()
+internal_names=()
+required_names=()
+list=""
+while [ $# -gt 0 ]; do
+  case $1 in
+    --objdump) objdump=${2:?$usage}; shift ;;
+    --c | --internal | --required) list=$1 ;;
+    *)
+      case $list in
+        --c) c_functions+=("$1") ;;
+        --internal) internal_names+=("$1") ;;
+        --required) required_names+=("$1") ;;
+        *) echo "$usage" >&2; exit 2 ;;
+      esac ;;
+  esac
+  shift
+done
+if [ ${#c_functions[@]} -eq 0 ] || [ ${#internal_names[@]} -eq 0 ] || [ ${#required_names[@]} -eq 0 ]; then
+  echo "$usage" >&2
+  exit 2
+fi
+
+if [ -n "$objdump" ]; then
+  # The DLL's export name table, names as the linker wrote them (C++ ones mangled).
+  raw=$("$objdump" -p "$library" | sed -n '/^\[Ordinal\/Name Pointer\] Table/,/^$/s/^\t\[ *[0-9]*\] //p')
+  symbols=$(c++filt <<<"$raw")
+else
+  raw=$(nm -D --defined-only "$library" | awk '{print $NF}')
+  # Weak instantiations of standard templates over exported types (a std::map of keystores, say)
+  # are emitted by the compiler wherever they are used, and AddressSanitizer adds an __odr_asan
+  # marker per exported global; neither is part of our interface.
+  symbols=$(nm -D --defined-only "$library" | c++filt |
+    awk '{type = $2; $1 = ""; $2 = ""; sub(/^  /, "")}
+         /^__odr_asan/ {next}
+         type ~ /^[WVu]$/ && $0 ~ /^((typeinfo|typeinfo name|vtable|VTT) for )?([A-Za-z_][A-Za-z0-9_]* )?std::/ {next}
+         {print}')
+fi
+if [ -z "$raw" ]; then
+  echo "no exported symbols found in $library"
+  exit 1
+fi
+
 status=0
-for required in "$@"; do
+# C callers link by the plain name: no C++ mangling, no leading underscore, no @N suffix.
+for function in "${c_functions[@]}"; do
+  if ! grep -qxF "$function" <<<"$raw"; then
+    echo "missing undecorated C export: $function"
+    status=1
+  fi
+done
+for required in "${required_names[@]}"; do
   if ! grep -qE "^(QVCryptoService::)?${required}(\[abi:cxx11\])?(\(|$)" <<<"$symbols"; then
     echo "missing export: $required"
     status=1
   fi
 done
 # Everything exported lives in the library's namespaces or is one of its C functions.
-unexpected=$(grep -vE '^(QVCryptoService::|zkJson::|(typeinfo|typeinfo name|vtable) for (QVCryptoService|zkJson)::|QVHash(InitCtx|Update|Final)$|QVPB(Encrypt|Decrypt)$|SSV(Encrypt|Decrypt)$)' <<<"$symbols" || true)
+c_alternatives=$(IFS='|'; echo "${c_functions[*]}")
+allowed="^(QVCryptoService::|zkJson::|(typeinfo|typeinfo name|vtable) for (QVCryptoService|zkJson)::|(${c_alternatives})$)"
+unexpected=$(grep -vE "$allowed" <<<"$symbols" || true)
 if [ -n "$unexpected" ]; then
   echo "unexpected exports:"
   echo "$unexpected"
   status=1
 fi
-# Names that must never leave the library.
-for internal in RunCipher SetReleaseObserverForTesting AllocateLockedPages ReleaseLockedPages IsPageLocked \
-                KeystoreResult OpenSslResult DecodeBase64Strict FetchKeyWithRefresh KeyFitsCipher EncryptWithFreshIv \
-                CompactRecordText SetStoreFileSystemForTesting AllocateCallerMemory SystemDirectory; do
-  if grep -q "$internal" <<<"$symbols"; then
+for internal in "${internal_names[@]}"; do
+  if grep -qF "$internal" <<<"$symbols"; then
     echo "internal helper exported: $internal"
     status=1
   fi
