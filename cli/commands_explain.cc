@@ -6,47 +6,11 @@
 #include <qvcryptoservice/result.h>
 
 #include <cstdint>
-#include <limits>
 #include <string>
 
 namespace qvcrypto {
 
 using namespace QVCryptoService;
-
-namespace {
-
-// ParseResultValue reads decimal or 0x-hex digits into 64 bits; false for anything else,
-// including values that do not fit.
-bool ParseResultValue(const std::string& text, PxaResult& value) {
-  const bool hex = text.size() > 2 && text[0] == '0' && (text[1] == 'x' || text[1] == 'X');
-  const std::uint64_t base = hex ? 16 : 10;
-  const std::size_t start = hex ? 2 : 0;
-  if (text.size() == start) {
-    return false;
-  }
-  std::uint64_t result = 0;
-  for (std::size_t index = start; index < text.size(); ++index) {
-    const char c = text[index];
-    std::uint64_t digit = 0;
-    if (c >= '0' && c <= '9') {
-      digit = static_cast<std::uint64_t>(c - '0');
-    } else if (hex && c >= 'a' && c <= 'f') {
-      digit = static_cast<std::uint64_t>(c - 'a' + 10);
-    } else if (hex && c >= 'A' && c <= 'F') {
-      digit = static_cast<std::uint64_t>(c - 'A' + 10);
-    } else {
-      return false;
-    }
-    if (result > (std::numeric_limits<std::uint64_t>::max() - digit) / base) {
-      return false;
-    }
-    result = result * base + digit;
-  }
-  value = result;
-  return true;
-}
-
-}  // namespace
 
 int RunExplain(const Invocation& invocation) {
   const std::string* argument = CommandArgument(invocation, 0);

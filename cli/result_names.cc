@@ -3,6 +3,7 @@
 #include <array>
 #include <cstdint>
 #include <cstdio>
+#include <limits>
 #include <string_view>
 
 namespace qvcrypto {
@@ -84,5 +85,35 @@ std::string Hex(PxaResult result) {
   (void)std::snprintf(text.data(), text.size(), "0x%llx", static_cast<unsigned long long>(result));
   return text.data();
 }
+
+bool ParseResultValue(const std::string& text, PxaResult& value) {
+  const bool hex = text.size() > 2 && text[0] == '0' && (text[1] == 'x' || text[1] == 'X');
+  const std::uint64_t base = hex ? 16 : 10;
+  const std::size_t start = hex ? 2 : 0;
+  if (text.size() == start) {
+    return false;
+  }
+  std::uint64_t result = 0;
+  for (std::size_t index = start; index < text.size(); ++index) {
+    const char c = text[index];
+    std::uint64_t digit = 0;
+    if (c >= '0' && c <= '9') {
+      digit = static_cast<std::uint64_t>(c - '0');
+    } else if (hex && c >= 'a' && c <= 'f') {
+      digit = static_cast<std::uint64_t>(c - 'a' + 10);
+    } else if (hex && c >= 'A' && c <= 'F') {
+      digit = static_cast<std::uint64_t>(c - 'A' + 10);
+    } else {
+      return false;
+    }
+    if (result > (std::numeric_limits<std::uint64_t>::max() - digit) / base) {
+      return false;
+    }
+    result = result * base + digit;
+  }
+  value = result;
+  return true;
+}
+
 
 }  // namespace qvcrypto

@@ -18,4 +18,8 @@ std::string CodeName(QVCryptoService::PxaResult result);
 // Hex formats a result value as 0x followed by lower-case hex digits.
 std::string Hex(QVCryptoService::PxaResult result);
 
+// ParseResultValue reads decimal or 0x-hex digits into 64 bits; false for anything else (signs,
+// blanks, other characters), including values that do not fit.
+bool ParseResultValue(const std::string& text, QVCryptoService::PxaResult& value);
+
 }  // namespace qvcrypto
