@@ -26,7 +26,7 @@ int RunSsvInit(const Invocation& invocation) {
   const bool force = invocation.Has("--force");
   const EQVKeystoreCode code = QVSSVCrypto::generateSSV(StagingDirectory(), force);
   if (code != KS_SUCCESS) {
-    FailedResult("ssv init", KeystoreResult(code));
+    FailedResult("ssv init: cannot store the SSV record at " + console::SsvRecordLocation(), KeystoreResult(code));
   }
   const std::string componentId = QVpax::getInstance()->SSVCryptoIntrf()->getComponentId();
   if (componentId.empty()) {

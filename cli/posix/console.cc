@@ -1,14 +1,29 @@
 #include "cli/console.h"
 
 #include <fcntl.h>
+#include <signal.h>
 #include <termios.h>
 #include <unistd.h>
 
+#include <array>
+#include <cstddef>
 #include <cstdlib>
 
 namespace qvcrypto::console {
 
 namespace {
+
+// What an interrupt during the prompt needs to put the terminal back before the process dies.
+volatile sig_atomic_t g_promptDescriptor = -1;
+termios g_promptSaved{};
+
+extern "C" void RestoreTerminalAndReraise(int signalNumber) {
+  if (g_promptDescriptor >= 0) {
+    (void)::tcsetattr(g_promptDescriptor, TCSAFLUSH, &g_promptSaved);
+  }
+  (void)::signal(signalNumber, SIG_DFL);
+  (void)::raise(signalNumber);
+}
 
 // Closes the terminal and puts its echo back however the read ends.
 class TerminalSession {
@@ -18,6 +33,14 @@ class TerminalSession {
       termios quiet = saved_;
       quiet.c_lflag &= ~static_cast<tcflag_t>(ECHO);
       quiet.c_lflag |= static_cast<tcflag_t>(ECHONL);
+      g_promptSaved = saved_;
+      g_promptDescriptor = descriptor_;
+      for (const int signalNumber : kInterrupts) {
+        (void)::sigaction(signalNumber, nullptr, &previous_[index(signalNumber)]);
+        struct sigaction restoring {};
+        restoring.sa_handler = RestoreTerminalAndReraise;
+        (void)::sigaction(signalNumber, &restoring, nullptr);
+      }
       restore_ = ::tcsetattr(descriptor_, TCSAFLUSH, &quiet) == 0;
     }
   }
@@ -27,6 +50,12 @@ class TerminalSession {
     if (restore_) {
       (void)::tcsetattr(descriptor_, TCSAFLUSH, &saved_);
     }
+    if (g_promptDescriptor == descriptor_ && descriptor_ >= 0) {
+      for (const int signalNumber : kInterrupts) {
+        (void)::sigaction(signalNumber, &previous_[index(signalNumber)], nullptr);
+      }
+      g_promptDescriptor = -1;
+    }
     if (descriptor_ >= 0) {
       (void)::close(descriptor_);
     }
@@ -35,8 +64,18 @@ class TerminalSession {
   int descriptor() const { return descriptor_; }
 
  private:
+  static constexpr int kInterrupts[] = {SIGINT, SIGTERM, SIGQUIT, SIGHUP};
+  static std::size_t index(int signalNumber) {
+    std::size_t position = 0;
+    while (kInterrupts[position] != signalNumber) {
+      ++position;
+    }
+    return position;
+  }
+
   int descriptor_;
   termios saved_{};
+  std::array<struct sigaction, 4> previous_{};
   bool restore_ = false;
 };
 

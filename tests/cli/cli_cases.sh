@@ -173,11 +173,16 @@ case_machine_root_problems() {
   expect_failure 2 "machine root $work/missing is not a directory" "$empty" --machine-root "$work/missing" ssv status
   printf 'x' >"$work/file"
   expect_failure 2 "is not a directory" "$empty" --machine-root "$work/file" ssv init
+  # A store path blocked by a regular file cannot be written or read, even by root.
+  touch "$root/registry"
+  expect_failure 3 "ssv init: cannot store the SSV record at $root/registry/SOFTWARE/Classes/SSV/SSV_Data: KEYSTORE" "$empty" ssv init
+  expect_failure 3 "ssv status: no readable SSV record" "$empty" ssv status
+  rm "$root/registry"
   # A machine root below a regular file cannot be created or read.
-  QVCRYPTO_MACHINE_ROOT="$work/file/root" expect_failure 3 "ssv init: KEYSTORE" "$empty" ssv init
+  QVCRYPTO_MACHINE_ROOT="$work/file/root" expect_failure 3 "ssv init: cannot store the SSV record at $work/file/root/.*: KEYSTORE" "$empty" ssv init
   if [[ $(id -u) -ne 0 ]]; then
     chmod 000 "$root"
-    expect_failure 3 "ssv init: KEYSTORE init failure due to no permission" "$empty" ssv init
+    expect_failure 3 "ssv init: cannot store .*KEYSTORE init failure due to no permission" "$empty" ssv init
     chmod 700 "$root"
   fi
 }
@@ -192,6 +197,9 @@ case_keystore_round_trip() {
   grep -q '"record": "cipher text (keystore key)"' "$work/out" || fail "inspect: $(cat "$work/out")"
   grep -q '"kn": {"value": "QV_ENCYPT_DECRYPT_0"' "$work/out" || fail "inspect lacks the key name"
   grep -q '"cd": {"value": "(1008 bytes, not shown)"' "$work/out" || fail "inspect shows cipher bytes or a wrong length"
+  # A cipher-text shape the library would refuse is still described, and said to be unreadable.
+  expect_success "$empty" inspect "$(printf '{"cd":"","cn":"x","iv":"","v":"one"}\n' | base64 -w0)"
+  grep -q '"readable by the library": false' "$work/out" || fail "a record with a text version was called readable"
   # One character changed at the front breaks the record itself.
   local changed
   changed="B$(cut -c2- "$work/text")"
@@ -239,6 +247,20 @@ case_password_sources() {
   code=$?
   [[ $code -eq 2 ]] && grep -q "no terminal" "$work/err" || fail "prompt without a terminal: exit $code, $(cat "$work/err")"
   [[ ! -s $work/out ]] || fail "prompt without a terminal wrote to stdout"
+}
+
+case_password_prompt() {
+  if ! command -v script >/dev/null; then
+    echo "no 'script' to give the tool a terminal" >&2
+    exit 77
+  fi
+  # script gives the tool a terminal; the password typed there must not be echoed back.
+  (sleep 0.5; printf 'typed secret\n') | script -qec "'$tool' hash derive --password-prompt" /dev/null >"$work/session"
+  local expected
+  expected=$(TYPED='typed secret' "$tool" hash derive --password-env TYPED)
+  grep -q "Password: " "$work/session" || fail "no prompt on the terminal: $(od -c "$work/session" | head -3)"
+  grep -q "typed secret" "$work/session" && fail "the typed password was echoed"
+  grep -q -- "$expected" "$work/session" || fail "the typed password derived another key: $(cat "$work/session")"
 }
 
 case_empty_input() {
