@@ -2,16 +2,16 @@
 
 #include "cli/tool.h"
 
-#include <array>
 #include <algorithm>
+#include <array>
 
 namespace qvcrypto {
 
 namespace {
 
 constexpr std::array<std::string_view, 4> kValueOptions = {"--machine-root", "--keystore", "--password-file",
-                                                            "--password-env"};
-constexpr std::array<std::string_view, 6> kFlags = {"--force", "--binary", "--password-prompt",
+                                                           "--password-env"};
+constexpr std::array<std::string_view, 6> kFlags = {"--force", "--binary",  "--password-prompt",
                                                     "--help",  "--version", "--verbose"};
 
 bool Contains(const auto& list, std::string_view name) {
@@ -49,8 +49,9 @@ Invocation ParseArguments(int argc, const char* const* argv) {
     }
     if (!Contains(kValueOptions, name)) {
       if (name == "--password") {
-        Usage("passwords are never taken from the command line; use --password-file, --password-env or "
-              "--password-prompt");
+        Usage(
+            "passwords are never taken from the command line; use --password-file, --password-env or "
+            "--password-prompt");
       }
       Usage("unknown option " + std::string(name) + " (see qvcrypto --help)");
     }

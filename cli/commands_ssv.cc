@@ -32,8 +32,7 @@ int RunSsvInit(const Invocation& invocation) {
   if (componentId.empty()) {
     Failed("ssv init: the SSV was stored but cannot be read back from " + console::SsvRecordLocation());
   }
-  WriteStandardOutput(std::string(force ? "new SSV stored" : "SSV ready") + ", component id " + componentId +
-                      "\n");
+  WriteStandardOutput(std::string(force ? "new SSV stored" : "SSV ready") + ", component id " + componentId + "\n");
   return kExitOk;
 }
 
@@ -51,8 +50,8 @@ int RunSsvStatus(const Invocation& /*invocation*/) {
     WipeString(secret);
   }
   if (code != KS_SUCCESS || groups != 5) {
-    Failed("ssv status: the SSV record at " + location + " (component id " + componentId +
-           ") does not recombine: " + PxaErrorReason(KeystoreResult(code != KS_SUCCESS ? code : KS_ERR_INVALID_SSV_DATA)));
+    Failed("ssv status: the SSV record at " + location + " (component id " + componentId + ") does not recombine: " +
+           PxaErrorReason(KeystoreResult(code != KS_SUCCESS ? code : KS_ERR_INVALID_SSV_DATA)));
   }
   WriteStandardOutput("record:       " + location + "\ncomponent id: " + componentId +
                       "\nshares:       recombine (5 of 5 groups)\n");

@@ -103,9 +103,8 @@ std::string Fields(const zkJson::Value& object, const std::vector<FieldMeaning>&
 }
 
 void PrintReport(const std::string& kind, bool readable, const std::string& fields) {
-  WriteStandardOutput("{\n  \"record\": " + Json(zkJson::Value(kind)) +
-                      ",\n  \"readable by the library\": " + (readable ? "true" : "false") + ",\n  \"fields\": {\n" +
-                      fields + "\n  }\n}\n");
+  WriteStandardOutput("{\n  \"record\": " + Json(zkJson::Value(kind)) + ",\n  \"readable by the library\": " +
+                      (readable ? "true" : "false") + ",\n  \"fields\": {\n" + fields + "\n  }\n}\n");
 }
 
 int InspectJson(const std::string& text, const zkJson::Value& object) {
@@ -113,9 +112,7 @@ int InspectJson(const std::string& text, const zkJson::Value& object) {
     CipherMeta_t meta;
     std::vector<std::uint8_t> cipherBytes;
     const bool readable = DeserialzeCipherData(text, meta, cipherBytes);
-    const std::string mode = object.isMember("kn")   ? " (keystore key)"
-                             : object.isMember("dn") ? " (password)"
-                                                     : "";
+    const std::string mode = object.isMember("kn") ? " (keystore key)" : object.isMember("dn") ? " (password)" : "";
     PrintReport("cipher text" + mode, readable, Fields(object, kCipherFields));
     return kExitOk;
   }

@@ -30,8 +30,7 @@ struct HashVector {
 };
 
 const std::array<HashVector, 3> kHashVectors = {{
-    {"SHA-256 (FIPS 180-2, \"abc\")", "", "abc",
-     "ba7816bf8f01cfea414140de5dae2223b00361a396177a9cb410ff61f20015ad"},
+    {"SHA-256 (FIPS 180-2, \"abc\")", "", "abc", "ba7816bf8f01cfea414140de5dae2223b00361a396177a9cb410ff61f20015ad"},
     {"SHA-256 (empty message)", "", "", "e3b0c44298fc1c149afbf4c8996fb92427ae41e4649b934ca495991b7852b855"},
     {"HMAC-SHA256 (RFC 4231 case 2)", "Jefe", "what do ya want for nothing?",
      "5bdcc146bf60754e6a042426089575c75a003f089d2739839dec58b964ec3843"},
@@ -46,8 +45,7 @@ struct Pbkdf2Vector {
 // PBKDF2-HMAC-SHA256 of "password" with salt "salt" (RFC 7914 style vectors, 32 bytes).
 const std::array<Pbkdf2Vector, 2> kPbkdf2Vectors = {{
     {"PBKDF2-HMAC-SHA256 (1 iteration)", 1, "120fb6cffcf8b32c43e7225256c4f837a86548c92ccc35480805987cb70be17b"},
-    {"PBKDF2-HMAC-SHA256 (4096 iterations)", 4096,
-     "c5e478d59288c841aa530db6845c4c8d962893a001ce4e11a4963873aa98134a"},
+    {"PBKDF2-HMAC-SHA256 (4096 iterations)", 4096, "c5e478d59288c841aa530db6845c4c8d962893a001ce4e11a4963873aa98134a"},
 }};
 
 std::vector<unsigned char> Bytes(std::string_view text) { return {text.begin(), text.end()}; }
@@ -62,9 +60,9 @@ KatResult AesEncrypt() {
   // One more block for the padding that EVPEncrypt always adds.
   std::vector<unsigned char> out(plain.size() + 16);
   int outLength = static_cast<int>(out.size());
-  const PxaResult result = EVPEncrypt("aes-256-cbc", key.data(), static_cast<int>(key.size()), iv.data(),
-                                      static_cast<int>(iv.size()), plain.data(), static_cast<int>(plain.size()),
-                                      out.data(), outLength);
+  const PxaResult result =
+      EVPEncrypt("aes-256-cbc", key.data(), static_cast<int>(key.size()), iv.data(), static_cast<int>(iv.size()),
+                 plain.data(), static_cast<int>(plain.size()), out.data(), outLength);
   const bool passed = result == PXA_OK && outLength == static_cast<int>(out.size()) &&
                       std::equal(expected.begin(), expected.end(), out.begin());
   KatResult kat{"AES-256-CBC encrypt (NIST SP 800-38A F.2.5)", passed, Outcome(result)};
@@ -74,9 +72,9 @@ KatResult AesEncrypt() {
   std::vector<unsigned char> decrypted(out.size());
   int decryptedLength = static_cast<int>(decrypted.size());
   iv = HexToBytes(std::string(kAesIv));
-  const PxaResult back = EVPDecrypt("aes-256-cbc", key.data(), static_cast<int>(key.size()), iv.data(),
-                                    static_cast<int>(iv.size()), out.data(), outLength, decrypted.data(),
-                                    decryptedLength);
+  const PxaResult back =
+      EVPDecrypt("aes-256-cbc", key.data(), static_cast<int>(key.size()), iv.data(), static_cast<int>(iv.size()),
+                 out.data(), outLength, decrypted.data(), decryptedLength);
   decrypted.resize(static_cast<std::size_t>(decryptedLength));
   return {"AES-256-CBC encrypt and decrypt (NIST SP 800-38A F.2.5)", back == PXA_OK && decrypted == plain,
           Outcome(back)};
@@ -87,11 +85,10 @@ KatResult Hash(const HashVector& vector) {
   int outLength = static_cast<int>(out.size());
   const std::vector<unsigned char> data = Bytes(vector.data);
   const std::vector<unsigned char> key = Bytes(vector.key);
-  const PxaResult result =
-      vector.key.empty()
-          ? EVPDigest("sha256", data.data(), static_cast<int>(data.size()), out.data(), outLength)
-          : EVPHMAC("sha256", key.data(), static_cast<int>(key.size()), data.data(), static_cast<int>(data.size()),
-                    out.data(), outLength);
+  const PxaResult result = vector.key.empty()
+                               ? EVPDigest("sha256", data.data(), static_cast<int>(data.size()), out.data(), outLength)
+                               : EVPHMAC("sha256", key.data(), static_cast<int>(key.size()), data.data(),
+                                         static_cast<int>(data.size()), out.data(), outLength);
   const std::vector<unsigned char> expected = HexToBytes(std::string(vector.expected));
   const bool passed = result == PXA_OK && outLength == static_cast<int>(expected.size()) &&
                       std::equal(expected.begin(), expected.end(), out.begin());

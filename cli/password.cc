@@ -64,7 +64,8 @@ bool HasPasswordOption(const Invocation& invocation) {
 SecureBlock ReadPassword(const Invocation& invocation) {
   const std::string* file = invocation.Value("--password-file");
   const std::string* variable = invocation.Value("--password-env");
-  const int sources = (file != nullptr ? 1 : 0) + (variable != nullptr ? 1 : 0) + (invocation.Has("--password-prompt") ? 1 : 0);
+  const int sources =
+      (file != nullptr ? 1 : 0) + (variable != nullptr ? 1 : 0) + (invocation.Has("--password-prompt") ? 1 : 0);
   if (sources > 1) {
     Usage("give only one of --password-file, --password-env and --password-prompt");
   }

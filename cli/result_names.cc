@@ -115,5 +115,4 @@ bool ParseResultValue(const std::string& text, PxaResult& value) {
   return true;
 }
 
-
 }  // namespace qvcrypto

@@ -76,13 +76,13 @@ class Report {
 std::string Text(const SecureBlock& block) { return std::string(block.begin(), block.end()); }
 
 void CheckSsvGeneration(Report& report, bool force) {
-  const EQVKeystoreCode generated =
-      QVSSVCrypto::generateSSV(std::filesystem::temp_directory_path().string(), force);
+  const EQVKeystoreCode generated = QVSSVCrypto::generateSSV(std::filesystem::temp_directory_path().string(), force);
   report.Check("SSV generation (secret box sealing, share splitting)", generated == KS_SUCCESS,
                generated == KS_SUCCESS ? "" : PxaErrorReason(KeystoreResult(generated)));
   const auto engine = QVpax::getInstance()->SSVCryptoIntrf();
   const std::string componentId = engine->getComponentId();
-  report.Check("SSV record read back", componentId.size() == 32, "component id of " + std::to_string(componentId.size()) + " characters");
+  report.Check("SSV record read back", componentId.size() == 32,
+               "component id of " + std::to_string(componentId.size()) + " characters");
   std::vector<std::string> secrets;
   const EQVKeystoreCode recovered = engine->recoverSSV(secrets);
   const bool wellFormed = std::all_of(secrets.begin(), secrets.end(), [](const std::string& secret) {
@@ -111,21 +111,22 @@ void CheckRoundTrips(Report& report) {
   const SecureBlock plain(message.begin(), message.end());
   std::string text;
   SecureBlock back;
-  report.Check("keystore encryption round trip (ZKSystem)",
-               EncryptData(plain, text, "ZKSystem") == PXA_OK && DecryptData(text, back, "ZKSystem") == PXA_OK &&
-                   back == plain);
+  report.Check("keystore encryption round trip (ZKSystem)", EncryptData(plain, text, "ZKSystem") == PXA_OK &&
+                                                                DecryptData(text, back, "ZKSystem") == PXA_OK &&
+                                                                back == plain);
   back.clear();
   const bool passwordRoundTrip = EncryptWithPassword(plain, "self-test password", text) == PXA_OK &&
                                  DecryptWithPassword(text, "self-test password", back) == PXA_OK && back == plain;
   SecureBlock wrong;
   const bool refused = DecryptWithPassword(text, "another password", wrong) != PXA_OK || wrong != plain;
   report.Check("password encryption round trip, wrong password refused", passwordRoundTrip && refused);
-  report.Check("digest create and verify",
-               CreateDigest(message, text) == PXA_OK && VerifyDigest(message, text) && !VerifyDigest(message + ".", text));
-  report.Check("checksum create and verify", CreateChecksum(message, text) == PXA_OK &&
-                                                 VerifyChecksum(message, text) && !VerifyChecksum(message + ".", text));
+  report.Check("digest create and verify", CreateDigest(message, text) == PXA_OK && VerifyDigest(message, text) &&
+                                               !VerifyDigest(message + ".", text));
+  report.Check("checksum create and verify", CreateChecksum(message, text) == PXA_OK && VerifyChecksum(message, text) &&
+                                                 !VerifyChecksum(message + ".", text));
   report.Check("password hash create and verify", CreatePasswordHash("pw", text) == PXA_OK &&
-                                                      VerifyPasswordHash("pw", text) && !VerifyPasswordHash("pW", text));
+                                                      VerifyPasswordHash("pw", text) &&
+                                                      !VerifyPasswordHash("pW", text));
   std::string again;
   report.Check("derived key repeatable", CreateDerivedKey("pw", text) == PXA_OK &&
                                              CreateDerivedKey("pw", again) == PXA_OK && text == again &&

@@ -47,8 +47,7 @@ int main() {
          "built-in static keystore");
 
   // The staging file of a new SSV may live in any writable directory; it is removed afterwards.
-  const EQVKeystoreCode provisioned =
-      QVSSVCrypto::generateSSV(std::filesystem::temp_directory_path().string(), false);
+  const EQVKeystoreCode provisioned = QVSSVCrypto::generateSSV(std::filesystem::temp_directory_path().string(), false);
   Report("SSV provisioned", provisioned == KS_SUCCESS,
          "component id " + QVpax::getInstance()->SSVCryptoIntrf()->getComponentId());
 
@@ -74,7 +73,8 @@ int main() {
 
   result = CreateDigest(secret, text);
   Report("CreateDigest", result == PXA_OK, Outcome(result, text));
-  Report("VerifyDigest", VerifyDigest(secret, text) && !VerifyDigest(secret + ".", text), "true, and false when changed");
+  Report("VerifyDigest", VerifyDigest(secret, text) && !VerifyDigest(secret + ".", text),
+         "true, and false when changed");
   result = CreateChecksum(secret, text);
   Report("CreateChecksum", result == PXA_OK, Outcome(result, text));
   Report("VerifyChecksum", VerifyChecksum(secret, text) && !VerifyChecksum(secret + ".", text),
@@ -93,8 +93,8 @@ int main() {
 
   unsigned char digest[32];
   QVHashCtx ctx = QVHashInitCtx();
-  const bool hashed = ctx != nullptr && QVHashUpdate(ctx, reinterpret_cast<const unsigned char*>(secret.data()),
-                                                     secret.size()) &&
+  const bool hashed = ctx != nullptr &&
+                      QVHashUpdate(ctx, reinterpret_cast<const unsigned char*>(secret.data()), secret.size()) &&
                       QVHashFinal(ctx, digest);
   Report("QVHash C functions", hashed && digest[0] == 0xd7 && digest[31] == 0x92, "SHA-256 d7a8fbb3...37c9e592");
 

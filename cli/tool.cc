@@ -32,8 +32,7 @@ void FailedResult(const std::string& operation, PxaResult result) {
 
 PxaResult KeystoreResult(EQVKeystoreCode code) {
   // Sign-extended and tagged, as the library composes keystore results.
-  return static_cast<PxaResult>(static_cast<std::int64_t>(code)) |
-         (static_cast<PxaResult>(PXA_FAMILY_KEYSTORE) << 32);
+  return static_cast<PxaResult>(static_cast<std::int64_t>(code)) | (static_cast<PxaResult>(PXA_FAMILY_KEYSTORE) << 32);
 }
 
 }  // namespace qvcrypto

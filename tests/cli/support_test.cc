@@ -58,17 +58,16 @@ class ParseArgumentsRefuses : public ::testing::TestWithParam<BadCommandLine> {}
 
 TEST_P(ParseArgumentsRefuses, WithUsageError) { EXPECT_EQ(UsageCode(GetParam().words), kExitUsage) << GetParam().why; }
 
-INSTANTIATE_TEST_SUITE_P(
-    Table, ParseArgumentsRefuses,
-    ::testing::ValuesIn(std::vector<BadCommandLine>{
-        {{"encrypt", "--password", "hunter2"}, "a password on the command line"},
-        {{"encrypt", "--password=hunter2"}, "a password on the command line, joined"},
-        {{"encrypt", "--colour"}, "an unknown option"},
-        {{"encrypt", "--keystore"}, "a value missing at the end"},
-        {{"encrypt", "--keystore="}, "an empty value"},
-        {{"encrypt", "--binary=yes"}, "a flag with a value"},
-        {{"decrypt", "--keystore", "A", "--keystore", "B"}, "an option given twice"},
-    }));
+INSTANTIATE_TEST_SUITE_P(Table, ParseArgumentsRefuses,
+                         ::testing::ValuesIn(std::vector<BadCommandLine>{
+                             {{"encrypt", "--password", "hunter2"}, "a password on the command line"},
+                             {{"encrypt", "--password=hunter2"}, "a password on the command line, joined"},
+                             {{"encrypt", "--colour"}, "an unknown option"},
+                             {{"encrypt", "--keystore"}, "a value missing at the end"},
+                             {{"encrypt", "--keystore="}, "an empty value"},
+                             {{"encrypt", "--binary=yes"}, "a flag with a value"},
+                             {{"decrypt", "--keystore", "A", "--keystore", "B"}, "an option given twice"},
+                         }));
 
 struct ResultCase {
   const char* text;
@@ -157,8 +156,9 @@ class PasswordFile : public ::testing::TestWithParam<PasswordFileCase> {};
 
 TEST_P(PasswordFile, UsesTheFirstLineOrRefuses) {
   // Distinct contents give distinct names, so the cases never share a file.
-  const std::filesystem::path path = std::filesystem::temp_directory_path() /
-                                     ("qvcrypto-password-test-" + std::to_string(std::hash<std::string>{}(GetParam().content)));
+  const std::filesystem::path path =
+      std::filesystem::temp_directory_path() /
+      ("qvcrypto-password-test-" + std::to_string(std::hash<std::string>{}(GetParam().content)));
   {
     std::ofstream file(path, std::ios::binary);
     file << GetParam().content;
