@@ -18,8 +18,8 @@
 #define MARK_SECRET(address, size) VALGRIND_MAKE_MEM_UNDEFINED(address, size)
 #define MARK_PUBLIC(address, size) VALGRIND_MAKE_MEM_DEFINED(address, size)
 #else
-#define MARK_SECRET(address, size) static_cast<void>(0)
-#define MARK_PUBLIC(address, size) static_cast<void>(0)
+#define MARK_SECRET(address, size) (static_cast<void>(address), static_cast<void>(size))
+#define MARK_PUBLIC(address, size) (static_cast<void>(address), static_cast<void>(size))
 #endif
 
 #include <array>
