@@ -324,7 +324,7 @@ TEST(ReaderRobustness, TruncatedDocumentsFail) {
 // a text that reads back and writes again unchanged; strict mode never accepts more than the
 // default mode.
 TEST(ReaderRobustness, DamagedDocumentsGiveConsistentVerdicts) {
-  const std::string seed =
+  const std::string baseDocument =
       "{\"a\":[1,-2.5e+3,true,false,null,18446744073709551615],\"b\":\"x\\u00e9\\uD834\\uDD1E\\n\xC3\xA9\","
       "\"c\":{\"$date\":\"2023-11-14T22:13:20.000Z\"},\"d\":{\"$binary\":\"AAEC\", \"$type\":\"00\"}}";
   static constexpr char kAlphabet[] = "[]{}\",:\\/*0123456789-+.eEtrufalsn \n\x00\xC3\xA9\xFF\xED";
@@ -336,7 +336,7 @@ TEST(ReaderRobustness, DamagedDocumentsGiveConsistentVerdicts) {
   };
   std::size_t accepted = 0;
   for (int round = 0; round < 3000; ++round) {
-    std::string text = seed;
+    std::string text = baseDocument;
     const std::size_t edits = 1 + next() % 3;
     for (std::size_t e = 0; e < edits; ++e) {
       const std::size_t at = next() % text.size();
@@ -365,7 +365,7 @@ TEST(ReaderRobustness, DamagedDocumentsGiveConsistentVerdicts) {
       EXPECT_EQ(Compact(again), written) << text;
     }
   }
-  // Single-byte damage leaves a fair share of documents valid; none at all means a broken seed.
+  // Single-byte damage leaves a fair share of documents valid; none at all means a broken base document.
   EXPECT_GT(accepted, 0u);
 }
 
