@@ -41,14 +41,14 @@ QVHashCtx QVHashInitCtx(void) {
 }
 
 bool QVHashUpdate(QVHashCtx handle, const unsigned char* data, uint64_t len) {
-  if (!HasMagic(handle) || (data == nullptr && len != 0)) {
+  if (handle == nullptr || !HasMagic(handle) || (data == nullptr && len != 0)) {
     return false;
   }
   return EVP_DigestUpdate(handle->digest, data, static_cast<std::size_t>(len)) == 1;
 }
 
 bool QVHashFinal(QVHashCtx handle, unsigned char* out) {
-  if (!HasMagic(handle) || out == nullptr) {
+  if (handle == nullptr || !HasMagic(handle) || out == nullptr) {
     return false;
   }
   if (EVP_DigestFinal_ex(handle->digest, out, nullptr) != 1) {

@@ -21,7 +21,7 @@ typedef struct QVHashCtxRecord* QVHashCtx;
 QVCS_EXPORT QVHashCtx QVHashInitCtx(void);
 
 /* QVHashUpdate feeds `len` bytes. Returns false for a handle that is not one of ours (its
-   magic is wrong) or when OpenSSL fails. A null handle is the caller's error. */
+   magic is wrong), for a null handle, or when OpenSSL fails. */
 QVCS_EXPORT bool QVHashUpdate(QVHashCtx handle, const unsigned char* data, uint64_t len);
 
 /* QVHashFinal writes the 32-byte digest to `out` and frees the handle. Returns false for a

@@ -57,6 +57,8 @@ TEST(QVHashCApi, HandleWithWrongMagicIsRefusedAndUntouched) {
   EXPECT_FALSE(QVHashFinal(handle, digest.data()));
   EXPECT_EQ(fake, before);
   EXPECT_EQ(digest, (std::array<unsigned char, 32>{}));
+  EXPECT_FALSE(QVHashUpdate(nullptr, data, sizeof data));
+  EXPECT_FALSE(QVHashFinal(nullptr, digest.data()));
 }
 
 TEST(QVHashCApi, FailedFinalLeavesHandleUsableForAnotherFinal) {
