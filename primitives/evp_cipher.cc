@@ -6,6 +6,7 @@
 #include <openssl/evp.h>
 #include <openssl/rand.h>
 
+#include <climits>
 #include <string>
 
 namespace QVCryptoService {
@@ -70,7 +71,13 @@ int OutputRoom(std::size_t inputLength) { return static_cast<int>(inputLength + 
 
 }  // namespace
 
-bool EVPRandomBytes(unsigned char* buf, std::uint32_t n) { return RAND_bytes(buf, static_cast<int>(n)) == 1; }
+bool EVPRandomBytes(unsigned char* buf, std::uint32_t n) {
+  // OpenSSL counts in a signed int; a larger request would turn negative, so it is refused.
+  if (n > static_cast<std::uint32_t>(INT_MAX) || (buf == nullptr && n != 0)) {
+    return false;
+  }
+  return RAND_bytes(buf, static_cast<int>(n)) == 1;
+}
 bool EVPRandomIV(unsigned char* buf, std::uint32_t n) { return EVPRandomBytes(buf, n); }
 bool EVPRandomSalt(unsigned char* buf, std::uint32_t n) { return EVPRandomBytes(buf, n); }
 

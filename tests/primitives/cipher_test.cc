@@ -211,6 +211,8 @@ TEST(RandomBytes, FillTheRequestedBytesOnly) {
   std::array<unsigned char, 32> other{};
   ASSERT_TRUE(EVPRandomSalt(other.data(), 32));
   EXPECT_NE(std::memcmp(buffer.data(), other.data(), 32), 0);
+  EXPECT_FALSE(EVPRandomBytes(buffer.data(), 0x80000000U)) << "a count OpenSSL cannot take is refused";
+  EXPECT_FALSE(EVPRandomBytes(nullptr, 4));
 }
 
 }  // namespace
