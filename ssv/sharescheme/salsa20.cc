@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cstddef>
 
 namespace QVCryptoService::sharescheme {
 
@@ -22,7 +23,7 @@ constexpr std::uint32_t kSigma3 = 0x6b206574;
 constexpr std::uint32_t Rotate(std::uint32_t value, int bits) { return (value << bits) | (value >> (32 - bits)); }
 
 // QuarterRound updates four words of the state; the callers pick columns, then rows.
-void QuarterRound(State& x, int a, int b, int c, int d) {
+void QuarterRound(State& x, std::size_t a, std::size_t b, std::size_t c, std::size_t d) {
   x[b] ^= Rotate(x[a] + x[d], 7);
   x[c] ^= Rotate(x[b] + x[a], 9);
   x[d] ^= Rotate(x[c] + x[b], 13);
@@ -50,7 +51,7 @@ State InitialState(std::span<const std::uint8_t, kSalsaKeySize> key, const std::
   state[5] = kSigma1;
   state[10] = kSigma2;
   state[15] = kSigma3;
-  for (int i = 0; i < 4; ++i) {
+  for (std::size_t i = 0; i < 4; ++i) {
     state[1 + i] = LoadLittleEndian32(key.data() + 4 * i);
     state[11 + i] = LoadLittleEndian32(key.data() + 16 + 4 * i);
     state[6 + i] = LoadLittleEndian32(middle + 4 * i);
