@@ -2,7 +2,6 @@
 
 #include <qvcryptoservice/primitives.h>
 
-#include <openssl/evp.h>
 #include <openssl/rand.h>
 
 #include <climits>
@@ -13,21 +12,11 @@ namespace {
 constexpr std::size_t kCipherSlack = 32;
 }  // namespace
 
-int CipherKeyLength(const std::string& cipherName) {
-  const EVP_CIPHER* cipher = EVP_get_cipherbyname(cipherName.c_str());
-  return cipher == nullptr ? -1 : EVP_CIPHER_get_key_length(cipher);
-}
-
-int CipherIvLength(const std::string& cipherName) {
-  const EVP_CIPHER* cipher = EVP_get_cipherbyname(cipherName.c_str());
-  return cipher == nullptr ? -1 : EVP_CIPHER_get_iv_length(cipher);
-}
-
 PxaResult KeyFitsCipher(const std::string& cipherName, const SecureBlock& key, const QVKeyControlData& ctl) {
   if (cipherName != ctl.algorithm) {
     return PXA_ERR_MISMATCHED_KEY;
   }
-  const int keyLength = CipherKeyLength(cipherName);
+  const int keyLength = EVPGetCipherKeyLength(cipherName.c_str());
   if (keyLength < 0) {
     return PXA_ERR_UNSUPPORTED_CIPHER;
   }
@@ -39,7 +28,7 @@ PxaResult KeyFitsCipher(const std::string& cipherName, const SecureBlock& key, c
 
 PxaResult EncryptWithFreshIv(const std::string& cipherName, const SecureBlock& key, const std::uint8_t* plain,
                              std::size_t length, std::vector<std::uint8_t>& iv, std::vector<std::uint8_t>& cipherText) {
-  const int ivLength = CipherIvLength(cipherName);
+  const int ivLength = EVPGetCipherIvLength(cipherName.c_str());
   if (ivLength < 0) {
     return PXA_ERR_UNSPECIFIED;
   }

@@ -14,10 +14,6 @@
 
 namespace QVCryptoService {
 
-// CipherKeyLength and CipherIvLength return the named cipher's lengths, or -1 when it is unknown.
-int CipherKeyLength(const std::string& cipherName);
-int CipherIvLength(const std::string& cipherName);
-
 // KeyFitsCipher checks a keystore key against the cipher it is about to be used with: the key
 // must have been made for this cipher (checked before OpenSSL is asked anything), the cipher
 // must be known, and the key's real length, its recorded length and the cipher's key length

@@ -4,9 +4,7 @@
 #include <qvcryptoservice/qvcrypto.h>
 
 #include "encryption/cipher_steps.h"
-#include "frame/result_compose.h"
 
-#include <openssl/evp.h>
 #include <openssl/rand.h>
 
 #include <array>
@@ -25,21 +23,18 @@ constexpr const char* kDigestName = "sha256";
 
 PxaResult QVCrypto::PBEncrypt(std::string cipherName, std::string password, const std::uint8_t* plain,
                               std::size_t length, CipherMeta_t& meta, std::vector<std::uint8_t>& cipherText) const {
-  const int keyLength = CipherKeyLength(cipherName);
+  const int keyLength = EVPGetCipherKeyLength(cipherName.c_str());
   if (keyLength < 0) {
     return PXA_ERR_UNSUPPORTED_CIPHER;
   }
   std::array<std::uint8_t, kSaltLength> salt{};
   (void)RAND_bytes(salt.data(), kSaltLength);
   SecureBlock key(static_cast<std::size_t>(keyLength));
-  const EVP_MD* digest = EVP_get_digestbyname(kDigestName);
-  if (digest == nullptr) {
-    return PXA_ERR_UNSUPPORTED_DIGEST;
-  }
   // The password ends at its first zero byte, as it always has for C callers.
-  if (PKCS5_PBKDF2_HMAC(password.c_str(), static_cast<int>(std::char_traits<char>::length(password.c_str())),
-                        salt.data(), kSaltLength, kIterations, digest, keyLength, key.data()) != 1) {
-    return LastOpenSslResult();
+  if (const PxaResult derived =
+          PBKDF2_HMAC(kDigestName, password.c_str(), salt.data(), kSaltLength, kIterations, keyLength, key.data());
+      derived != PXA_OK) {
+    return derived;
   }
   std::vector<std::uint8_t> iv;
   if (const PxaResult result = EncryptWithFreshIv(cipherName, key, plain, length, iv, cipherText); result != PXA_OK) {
@@ -80,7 +75,7 @@ PxaResult QVCrypto::PBDecrypt(std::string cipherName, std::string password, cons
   if (meta.cipherName != cipherName || meta.iv.empty() || meta.iterations <= 0) {
     return PXA_ERR_META_INCOMPATIBLE;
   }
-  const int keyLength = CipherKeyLength(cipherName);
+  const int keyLength = EVPGetCipherKeyLength(cipherName.c_str());
   if (keyLength < 0) {
     return PXA_ERR_UNSUPPORTED_CIPHER;
   }

@@ -55,8 +55,6 @@ bool SameBytes(const Bytes& computed, const Bytes& recorded) {
          (computed.empty() || CRYPTO_memcmp(computed.data(), recorded.data(), computed.size()) == 0);
 }
 
-std::size_t PasswordLength(const std::string& password) { return std::char_traits<char>::length(password.c_str()); }
-
 }  // namespace
 
 QVHashing::QVHashing() = default;
@@ -158,18 +156,13 @@ PxaResult QVHashing::generateDerivedKey(const std::string& digestName, const std
   while (salt.size() < static_cast<std::size_t>(kSaltLength)) {
     salt += password;
   }
-  const EVP_MD* digest = EVP_get_digestbyname(digestName.c_str());
-  if (digest == nullptr) {
-    OPENSSL_cleanse(salt.data(), salt.size());
-    return PXA_ERR_UNSUPPORTED_DIGEST;
-  }
   SecureBlock key(kOutputLength);
-  const int ok = PKCS5_PBKDF2_HMAC(password.c_str(), static_cast<int>(PasswordLength(password)),
-                                   reinterpret_cast<const unsigned char*>(salt.data()), kSaltLength, kIterations,
-                                   digest, kOutputLength, key.data());
+  const PxaResult derived =
+      PBKDF2_HMAC(digestName.c_str(), password.c_str(), reinterpret_cast<const unsigned char*>(salt.data()),
+                  kSaltLength, kIterations, kOutputLength, key.data());
   OPENSSL_cleanse(salt.data(), salt.size());
-  if (ok != 1) {
-    return LastOpenSslResult();
+  if (derived != PXA_OK) {
+    return derived;
   }
   keyBase64 = base64_encode(key.data(), static_cast<std::uint32_t>(key.size()));
   return PXA_OK;
@@ -178,14 +171,12 @@ PxaResult QVHashing::generateDerivedKey(const std::string& digestName, const std
 PxaResult QVHashing::generatePasswordHash(std::string digestName, std::string password, HashingData_t& record) const {
   std::array<std::uint8_t, kSaltLength> salt{};
   (void)RAND_bytes(salt.data(), kSaltLength);
-  const EVP_MD* digest = EVP_get_digestbyname(digestName.c_str());
-  if (digest == nullptr) {
-    return PXA_ERR_UNSUPPORTED_DIGEST;
-  }
   std::array<std::uint8_t, kOutputLength> hash{};
-  if (PKCS5_PBKDF2_HMAC(password.c_str(), static_cast<int>(PasswordLength(password)), salt.data(), kSaltLength,
-                        kIterations, digest, kOutputLength, hash.data()) != 1) {
-    return LastOpenSslResult();
+  // The password ends at its first zero byte.
+  if (const PxaResult derived = PBKDF2_HMAC(digestName.c_str(), password.c_str(), salt.data(), kSaltLength, kIterations,
+                                            kOutputLength, hash.data());
+      derived != PXA_OK) {
+    return derived;
   }
   record.version = 1;
   record.iterations = kIterations;
