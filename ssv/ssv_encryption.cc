@@ -35,6 +35,17 @@ class RecoveredSecrets {
   }
   std::vector<std::string>& get() { return secrets_; }
 
+  // Recover recombines the engine's SSV into these secrets; on failure it logs that the SSV could
+  // not be reconstructed (the keystore code is not passed on: callers only learn that the SSV is
+  // unusable) and returns false.
+  bool Recover(QVSSVCrypto& engine, const char* function) {
+    if (engine.recoverSSV(secrets_) == KS_SUCCESS) {
+      return true;
+    }
+    Log(function, "Failed to reconstruct the SSV info");
+    return false;
+  }
+
  private:
   std::vector<std::string> secrets_;
 };
@@ -75,9 +86,7 @@ PxaResult QVSSVCrypto::EncryptBySSV(const std::vector<std::string>& groupSecrets
 
 PxaResult QVSSVCrypto::QVEncrypt(const SecureBlock& plain, std::string& cipherText) {
   RecoveredSecrets secrets;
-  if (recoverSSV(secrets.get()) != KS_SUCCESS) {
-    // The keystore code is not passed on: callers only learn that the SSV is unusable.
-    Log("QVCryptoService::QVSSVCrypto::QVEncrypt", "Failed to reconstruct the SSV info");
+  if (!secrets.Recover(*this, "QVCryptoService::QVSSVCrypto::QVEncrypt")) {
     return PXA_ERR_SSV_FILE;
   }
   return EncryptBySSV(secrets.get(), plain, cipherText);
@@ -85,8 +94,7 @@ PxaResult QVSSVCrypto::QVEncrypt(const SecureBlock& plain, std::string& cipherTe
 
 PxaResult QVSSVCrypto::QVEncrypt_Bin(const SecureBlock& plain, std::string& cipherText) {
   RecoveredSecrets secrets;
-  if (recoverSSV(secrets.get()) != KS_SUCCESS) {
-    Log("QVCryptoService::QVSSVCrypto::QVEncrypt_Bin", "Failed to reconstruct the SSV info");
+  if (!secrets.Recover(*this, "QVCryptoService::QVSSVCrypto::QVEncrypt_Bin")) {
     return PXA_ERR_SSV_FILE;
   }
   return EncryptBySSV_Bin(secrets.get(), plain, cipherText);
@@ -99,8 +107,7 @@ PxaResult QVSSVCrypto::QVDecrypt(const std::string& cipherText, SecureBlock& pla
 PxaResult QVSSVCrypto::QVDecrypt_Bin(const std::string& cipherText, SecureBlock& plain) {
   // Recovery comes first, so a machine without an SSV answers 11 whatever the input.
   RecoveredSecrets secrets;
-  if (recoverSSV(secrets.get()) != KS_SUCCESS) {
-    Log("QVCryptoService::QVSSVCrypto::QVDecrypt_Bin", "Failed to reconstruct the SSV info");
+  if (!secrets.Recover(*this, "QVCryptoService::QVSSVCrypto::QVDecrypt_Bin")) {
     return PXA_ERR_SSV_FILE;
   }
   if (cipherText.size() < kIvLength) {
