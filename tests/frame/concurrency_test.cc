@@ -8,7 +8,7 @@
 #include <qvcryptoservice/ssv_crypto.h>
 #include <qvcryptoservice/ssv_functions.h>
 
-#include "tests/frame/test_machine.h"
+#include "tests/platform/machine_root_fixture.h"
 
 #include <gtest/gtest.h>
 
@@ -25,8 +25,8 @@ constexpr int kWorkers = 4;
 constexpr int kRounds = 40;
 
 TEST(Concurrency, EnginesServeManyThreadsWhileKeystoresAreReplaced) {
-  const testsupport::TestMachine machine;
-  ASSERT_EQ(QVSSVCrypto::generateSSV(machine.StagingDirectory(), false), KS_SUCCESS);
+  const testsupport::TempMachineRoot machine;
+  ASSERT_EQ(QVSSVCrypto::generateSSV(machine.string(), false), KS_SUCCESS);
   ASSERT_TRUE(InitLibrary());
   ASSERT_TRUE(SetKeystore("ZKSystem", std::make_shared<QVKeystoreStatic>()));
 

@@ -21,43 +21,38 @@
 
 namespace testsupport {
 
-// TempMachineRoot points QVCRYPTO_MACHINE_ROOT at a new empty directory for its lifetime and
-// removes the directory afterwards. The previous value comes back on destruction.
+// TempMachineRoot gives a test an empty machine for its lifetime: no SSV record in any store
+// location and no staging file. On POSIX that is a new temporary directory that
+// QVCRYPTO_MACHINE_ROOT points at (the previous value comes back afterwards); on Windows, whose
+// store is the real registry, it is the machine itself (under Wine, the prefix made anew for
+// every test program), emptied of the SSV keys and staging file before and after the test.
 class TempMachineRoot {
  public:
-  TempMachineRoot() {
-    std::random_device entropy;
-    const auto base = std::filesystem::temp_directory_path();
-    do {
-      m_path = base / ("qvcs-root-" + std::to_string(entropy()) + std::to_string(entropy()));
-    } while (!std::filesystem::create_directory(m_path));
-    if (const char* previous = std::getenv(kVariable)) {
-      m_previous = previous;
-    }
-    ::setenv(kVariable, m_path.c_str(), 1);
-  }
-  ~TempMachineRoot() {
-    if (m_previous) {
-      ::setenv(kVariable, m_previous->c_str(), 1);
-    } else {
-      ::unsetenv(kVariable);
-    }
-    std::error_code ignored;
-    std::filesystem::remove_all(m_path, ignored);
-  }
+  TempMachineRoot();
+  ~TempMachineRoot();
   TempMachineRoot(const TempMachineRoot&) = delete;
   TempMachineRoot& operator=(const TempMachineRoot&) = delete;
 
+  // The directory that holds the staging file and that QVSSVCrypto::generateSSV is given: the
+  // machine root on POSIX, the system directory on Windows.
   const std::filesystem::path& path() const { return m_path; }
   std::string string() const { return m_path.string(); }
 
-  // ValuePath is where the store keeps value `value` of key `key` ("SOFTWARE/Classes/SSV").
-  std::filesystem::path ValuePath(const std::string& key, const std::string& value) const {
-    return m_path / "registry" / key / value;
-  }
+  // The store's values, by registry key path ("SOFTWARE\\Classes\\SSV") and value name, read
+  // and written behind the library's back. ReadValue is empty when the value does not exist.
+  bool HasValue(const std::string& key, const std::string& value) const;
+  std::vector<std::uint8_t> ReadValue(const std::string& key, const std::string& value) const;
+  void WriteValue(const std::string& key, const std::string& value, const std::vector<std::uint8_t>& bytes) const;
+  void RemoveValue(const std::string& key, const std::string& value) const;
+
+  // ExpectPrivateBinaryValue checks that the value is stored as the platform keeps secrets: a
+  // REG_BINARY value on Windows; an owner-only file alone in an owner-only directory on POSIX.
+  void ExpectPrivateBinaryValue(const std::string& key, const std::string& value) const;
+
+  // POSIX only: the file that holds value `value` of key `key`.
+  std::filesystem::path ValuePath(const std::string& key, const std::string& value) const;
 
  private:
-  static constexpr const char* kVariable = "QVCRYPTO_MACHINE_ROOT";
   std::filesystem::path m_path;
   std::optional<std::string> m_previous;
 };

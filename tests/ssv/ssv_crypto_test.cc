@@ -22,6 +22,7 @@ namespace {
 namespace fs = std::filesystem;
 using testsupport::LogEntry;
 using testsupport::ReadBytes;
+using testsupport::TempMachineRoot;
 using testsupport::WriteBytes;
 
 const LogEntry kNoRecordLine{3, "PXA-SSV", "QVCryptoService::QVSSVCrypto::initSSV",
@@ -52,43 +53,47 @@ std::size_t EntryOffset(const std::vector<std::uint8_t>& record, std::size_t slo
   return kShareStoreOffset;
 }
 
-// LocationFile is the file that stands for a store location below the machine root.
-fs::path LocationFile(const fs::path& root, const SsvStoreLocation& location) {
-  std::string key = location.key;
-  std::replace(key.begin(), key.end(), '\\', '/');
-  return root / "registry" / key / location.value;
+void WriteLocation(const TempMachineRoot& root, const SsvStoreLocation& location,
+                   const std::vector<std::uint8_t>& bytes) {
+  root.WriteValue(location.key, location.value, bytes);
 }
 
 class SsvEngine : public testing::Test {
  protected:
-  fs::path LocationPath(const SsvStoreLocation& location) const { return LocationFile(m_root.path(), location); }
-  fs::path CurrentPath() const { return LocationPath(kCurrentSsvStoreLocation); }
+  void WriteLocation(const SsvStoreLocation& location, const std::vector<std::uint8_t>& bytes) const {
+    QVCryptoService::WriteLocation(m_root, location, bytes);
+  }
+  void WriteCurrent(const std::vector<std::uint8_t>& bytes) const { WriteLocation(kCurrentSsvStoreLocation, bytes); }
+  std::vector<std::uint8_t> ReadCurrent() const {
+    return m_root.ReadValue(kCurrentSsvStoreLocation.key, kCurrentSsvStoreLocation.value);
+  }
+  bool HasCurrent() const { return m_root.HasValue(kCurrentSsvStoreLocation.key, kCurrentSsvStoreLocation.value); }
   fs::path StagingPath() const { return m_root.path() / "stableSystemValues"; }
 
-  testsupport::TempMachineRoot m_root;
+  TempMachineRoot m_root;
   testsupport::CapturedLog m_log;
 };
 
 TEST_F(SsvEngine, GenerateStoresOneRecordAndLeavesNoStagingFile) {
   ASSERT_EQ(QVSSVCrypto::generateSSV(m_root.string(), false), KS_SUCCESS);
-  const auto stored = ReadBytes(CurrentPath());
+  const auto stored = ReadCurrent();
   testsupport::ExpectRecordLayout(stored);
   EXPECT_EQ(testsupport::RecombineRecord(stored).size(), kSsvGroupCount);
   EXPECT_FALSE(fs::exists(StagingPath()));
-  EXPECT_EQ(std::distance(fs::directory_iterator(CurrentPath().parent_path()), fs::directory_iterator()), 1)
-      << "something besides the value was left in the key";
-  EXPECT_EQ(fs::status(CurrentPath()).permissions(), fs::perms::owner_read | fs::perms::owner_write);
-  EXPECT_EQ(fs::status(CurrentPath().parent_path()).permissions(), fs::perms::owner_all);
+  m_root.ExpectPrivateBinaryValue(kCurrentSsvStoreLocation.key, kCurrentSsvStoreLocation.value);
+  for (const SsvStoreLocation& legacy : {kSsvStoreLocations[0], kSsvStoreLocations[1]}) {
+    EXPECT_FALSE(m_root.HasValue(legacy.key, legacy.value)) << legacy.key << " was written";
+  }
   EXPECT_TRUE(m_log.entries().empty());
 }
 
 TEST_F(SsvEngine, GenerateKeepsAnExistingRecordUnlessForced) {
   ASSERT_EQ(QVSSVCrypto::generateSSV(m_root.string(), false), KS_SUCCESS);
-  const auto first = ReadBytes(CurrentPath());
+  const auto first = ReadCurrent();
   ASSERT_EQ(QVSSVCrypto::generateSSV(m_root.string(), false), KS_SUCCESS);
-  EXPECT_EQ(ReadBytes(CurrentPath()), first) << "an unforced generation replaced the record";
+  EXPECT_EQ(ReadCurrent(), first) << "an unforced generation replaced the record";
   ASSERT_EQ(QVSSVCrypto::generateSSV(m_root.string(), true), KS_SUCCESS);
-  const auto second = ReadBytes(CurrentPath());
+  const auto second = ReadCurrent();
   testsupport::ExpectRecordLayout(second);
   EXPECT_NE(IdOf(second), IdOf(first));
   EXPECT_NE(testsupport::RecombineRecord(second), testsupport::RecombineRecord(first));
@@ -96,56 +101,54 @@ TEST_F(SsvEngine, GenerateKeepsAnExistingRecordUnlessForced) {
 
 struct ExistingCase {
   const char* name;
-  void (*place)(const fs::path& root);
+  void (*place)(const TempMachineRoot& root);
   bool counts;
 };
 
 class SsvExistingRecord : public SsvEngine, public testing::WithParamInterface<ExistingCase> {};
 
 TEST_P(SsvExistingRecord, DecidesWhetherAnUnforcedGenerationWrites) {
-  GetParam().place(m_root.path());
-  const bool hadCurrent = fs::exists(CurrentPath());
-  const auto before = hadCurrent ? ReadBytes(CurrentPath()) : std::vector<std::uint8_t>{};
+  GetParam().place(m_root);
+  const bool hadCurrent = HasCurrent();
+  const auto before = hadCurrent ? ReadCurrent() : std::vector<std::uint8_t>{};
   ASSERT_EQ(QVSSVCrypto::generateSSV(m_root.string(), false), KS_SUCCESS);
   if (GetParam().counts) {
-    EXPECT_EQ(fs::exists(CurrentPath()), hadCurrent);
+    EXPECT_EQ(HasCurrent(), hadCurrent);
     if (hadCurrent) {
-      EXPECT_EQ(ReadBytes(CurrentPath()), before);
+      EXPECT_EQ(ReadCurrent(), before);
     }
   } else {
-    testsupport::ExpectRecordLayout(ReadBytes(CurrentPath()));
+    testsupport::ExpectRecordLayout(ReadCurrent());
   }
 }
 
 INSTANTIATE_TEST_SUITE_P(
     Places, SsvExistingRecord,
     testing::Values(
-        ExistingCase{"EmptyStagingFile", [](const fs::path& root) { WriteBytes(root / "stableSystemValues", {}); },
+        ExistingCase{"EmptyStagingFile", [](const TempMachineRoot& root) { WriteBytes(root.path() / "stableSystemValues", {}); },
                      true},
         ExistingCase{"FirstLegacyLocation",
-                     [](const fs::path& root) { WriteBytes(LocationFile(root, kSsvStoreLocations[0]), NewRecord()); },
+                     [](const TempMachineRoot& root) { WriteLocation(root, kSsvStoreLocations[0], NewRecord()); },
                      true},
         ExistingCase{"SecondLegacyLocation",
-                     [](const fs::path& root) { WriteBytes(LocationFile(root, kSsvStoreLocations[1]), NewRecord()); },
+                     [](const TempMachineRoot& root) { WriteLocation(root, kSsvStoreLocations[1], NewRecord()); },
                      true},
         ExistingCase{"ShortCurrentValue",
-                     [](const fs::path& root) {
-                       WriteBytes(LocationFile(root, kSsvStoreLocations[2]), {1, 2, 3});
-                     },
+                     [](const TempMachineRoot& root) { WriteLocation(root, kSsvStoreLocations[2], {1, 2, 3}); },
                      true},
         ExistingCase{"OverlongLegacyValue",
-                     [](const fs::path& root) {
+                     [](const TempMachineRoot& root) {
                        auto longer = NewRecord();
                        longer.push_back(0);
-                       WriteBytes(LocationFile(root, kSsvStoreLocations[0]), longer);
+                       WriteLocation(root, kSsvStoreLocations[0], longer);
                      },
                      false},
-        ExistingCase{"Nothing", [](const fs::path&) {}, false}),
+        ExistingCase{"Nothing", [](const TempMachineRoot&) {}, false}),
     [](const testing::TestParamInfo<ExistingCase>& param) { return std::string(param.param.name); });
 
 TEST_F(SsvEngine, GenerateFailsWith10WhenTheStagingDirectoryIsMissing) {
   EXPECT_EQ(QVSSVCrypto::generateSSV((m_root.path() / "missing").string(), true), KS_ERR_SSV_NOT_INITIALIZED);
-  EXPECT_FALSE(fs::exists(CurrentPath()));
+  EXPECT_FALSE(HasCurrent());
 }
 
 struct StagingCase {
@@ -158,7 +161,7 @@ class SsvStagingFile : public SsvEngine, public testing::WithParamInterface<Stag
 TEST_P(SsvStagingFile, WinsOverTheStoreOnlyAtExactlyOneRecord) {
   const auto stored = NewRecord();
   auto staged = NewRecord();
-  WriteBytes(CurrentPath(), stored);
+  WriteCurrent(stored);
   staged.resize(GetParam().size, 0x42);
   WriteBytes(StagingPath(), staged);
   const auto& source = GetParam().wins ? staged : stored;
@@ -178,7 +181,7 @@ INSTANTIATE_TEST_SUITE_P(Sizes, SsvStagingFile,
                          });
 
 TEST_F(SsvEngine, AStagingFileOfRecordSizeIsTakenWhateverItHolds) {
-  WriteBytes(CurrentPath(), NewRecord());
+  WriteCurrent(NewRecord());
   std::vector<std::uint8_t> garbage(kSsvRecordSize, 'z');
   WriteBytes(StagingPath(), garbage);
   QVSSVCrypto engine;
@@ -193,7 +196,7 @@ class SsvStoreLocations : public SsvEngine, public testing::WithParamInterface<s
 
 TEST_P(SsvStoreLocations, EachLocationIsRead) {
   const auto record = NewRecord();
-  WriteBytes(LocationPath(kSsvStoreLocations[GetParam()]), record);
+  WriteLocation(kSsvStoreLocations[GetParam()], record);
   QVSSVCrypto engine;
   EXPECT_EQ(engine.getComponentId(), IdOf(record));
   std::vector<std::string> secrets;
@@ -207,13 +210,13 @@ TEST_F(SsvEngine, TheFirstLocationWithAWholeRecordWins) {
   const auto oldest = NewRecord();
   const auto middle = NewRecord();
   const auto current = NewRecord();
-  WriteBytes(LocationPath(kSsvStoreLocations[1]), middle);
-  WriteBytes(LocationPath(kSsvStoreLocations[2]), current);
+  WriteLocation(kSsvStoreLocations[1], middle);
+  WriteLocation(kSsvStoreLocations[2], current);
   EXPECT_EQ(QVSSVCrypto().getComponentId(), IdOf(middle));
-  WriteBytes(LocationPath(kSsvStoreLocations[0]), oldest);
+  WriteLocation(kSsvStoreLocations[0], oldest);
   EXPECT_EQ(QVSSVCrypto().getComponentId(), IdOf(oldest));
   // A value that is not one whole record is passed over.
-  WriteBytes(LocationPath(kSsvStoreLocations[0]), std::vector<std::uint8_t>(100, 1));
+  WriteLocation(kSsvStoreLocations[0], std::vector<std::uint8_t>(100, 1));
   EXPECT_EQ(QVSSVCrypto().getComponentId(), IdOf(middle));
 }
 
@@ -235,7 +238,7 @@ TEST_F(SsvEngine, LoadsOnceAfterAFailureIsRetried) {
   QVSSVCrypto engine;
   EXPECT_EQ(engine.getComponentId(), "");
   ASSERT_EQ(QVSSVCrypto::generateSSV(m_root.string(), false), KS_SUCCESS);
-  const auto first = ReadBytes(CurrentPath());
+  const auto first = ReadCurrent();
   EXPECT_EQ(engine.getComponentId(), IdOf(first)) << "a failed load was not retried";
 
   // Once loaded, the running engine keeps its record even when the store changes.
@@ -268,7 +271,7 @@ TEST_F(SsvEngine, AFreshEngineRecombinesTheSameKeyFromTheStore) {
   EXPECT_TRUE(keyAfter == keyBefore);
 
   // The fresh engine really read the store: without it, the next one finds nothing.
-  fs::remove(CurrentPath());
+  m_root.RemoveValue(kCurrentSsvStoreLocation.key, kCurrentSsvStoreLocation.value);
   std::vector<std::string> none;
   EXPECT_EQ(QVSSVCrypto().recoverSSV(none), KS_ERR_SSV_NOT_INITIALIZED);
   std::vector<std::string> again;
@@ -297,7 +300,7 @@ TEST_F(SsvEngine, ShuffledEntriesAndExchangedSharesRecoverTheSameSecrets) {
                    exchanged.begin() + static_cast<std::ptrdiff_t>(second));
 
   for (const auto& variant : {shuffled, exchanged}) {
-    WriteBytes(CurrentPath(), variant);
+    WriteCurrent(variant);
     QVSSVCrypto engine;
     std::vector<std::string> secrets;
     ASSERT_EQ(engine.recoverSSV(secrets), KS_SUCCESS);
@@ -319,7 +322,7 @@ TEST_P(SsvDamagedRecord, FailsWith11AfterTheGroupsBeforeIt) {
   auto record = NewRecord();
   const auto intact = testsupport::RecombineRecord(record);
   GetParam().damage(record);
-  WriteBytes(CurrentPath(), record);
+  WriteCurrent(record);
   QVSSVCrypto engine;
   std::vector<std::string> secrets;
   EXPECT_EQ(engine.recoverSSV(secrets), KS_ERR_INVALID_SSV_DATA);
@@ -351,7 +354,7 @@ INSTANTIATE_TEST_SUITE_P(
 
 TEST_F(SsvEngine, ManyThreadsShareOneEngine) {
   ASSERT_EQ(QVSSVCrypto::generateSSV(m_root.string(), false), KS_SUCCESS);
-  const auto expected = testsupport::RecombineRecord(ReadBytes(CurrentPath()));
+  const auto expected = testsupport::RecombineRecord(ReadCurrent());
   QVSSVCrypto engine;
   std::vector<std::thread> threads;
   std::vector<int> good(8, 0);
