@@ -267,6 +267,8 @@ void UseMachineRoot(const std::string& directory) {
 }
 
 int Run(int argc, const char* const* argv) {
+  // Help and messages too, so that every output is the same bytes on every platform.
+  console::UseBinaryStandardStreams();
   const Invocation invocation = ParseArguments(argc, argv);
   (void)ILogger::SetInstance(std::make_shared<ToolLogger>(invocation.Has("--verbose")));
   if (invocation.Has("--version")) {
@@ -293,7 +295,6 @@ int Run(int argc, const char* const* argv) {
   if (const std::string* root = invocation.Value("--machine-root")) {
     UseMachineRoot(*root);
   }
-  console::UseBinaryStandardStreams();
   (void)InitLibrary();
   (void)SetKeystore("ZKSystem", std::make_shared<QVKeystoreStatic>());
   return command->run(invocation);

@@ -57,9 +57,28 @@ empty="$work/empty"
 password_file="$work/password"
 printf 'correct horse\n' >"$password_file"
 
+# Where the machine's SSV record lives, as the tool names it, and how a case puts a record there
+# behind the tool's back: a file below the machine root on POSIX; the registry of the case's Wine
+# prefix when the tool is a Windows program (QVCS_WINE_TOOL, see wine-tool).
+if [[ -n ${QVCS_WINE_TOOL:-} ]]; then
+  record_location='HKLM\SOFTWARE\Classes\SSV, value SSV_Data'
+  install_record() {
+    QVCS_WINE_PREFIX="$root.wine" "$(dirname "$0")/../../cmake/wine-run" reg add 'HKLM\SOFTWARE\Classes\SSV' \
+      /v SSV_Data /t REG_BINARY /d "$(od -An -v -tx1 "$1" | tr -d ' \n')" /f >/dev/null 2>&1 ||
+      fail "cannot install $1 in the registry"
+  }
+else
+  record_location="$root/registry/SOFTWARE/Classes/SSV/SSV_Data"
+  install_record() {
+    mkdir -p "$root/registry/SOFTWARE/Classes/SSV"
+    cp "$1" "$root/registry/SOFTWARE/Classes/SSV/SSV_Data"
+  }
+fi
+# The same as an extended regular expression.
+record_pattern=$(printf '%s' "$record_location" | sed 's/[][\\.*^$()|+?{}]/\\&/g')
+
 install_machine_b() {
-  mkdir -p "$root/registry/SOFTWARE/Classes/SSV"
-  cp "$data/machine_b/SSV_Data" "$root/registry/SOFTWARE/Classes/SSV/SSV_Data"
+  install_record "$data/machine_b/SSV_Data"
 }
 
 case_usage_errors() {
@@ -122,7 +141,7 @@ TABLE
 }
 
 case_no_ssv_yet() {
-  expect_failure 3 "no readable SSV record at $root/registry/SOFTWARE/Classes/SSV/SSV_Data" "$empty" ssv status
+  expect_failure 3 "no readable SSV record at $record_pattern" "$empty" ssv status
   expect_failure 3 "ssv encrypt: SSV file not found or corrupted .*ssv init" "$(text secret)" ssv encrypt
   expect_failure 3 "ssv decrypt: SSV file not found or corrupted" "$data/ssv_text_machine_b.txt" ssv decrypt
 }
@@ -133,7 +152,7 @@ case_ssv_round_trip() {
   local id
   id=$(grep -Eo '[0-9a-f]{32}' "$work/out")
   expect_success "$empty" ssv status
-  grep -qx "record:       $root/registry/SOFTWARE/Classes/SSV/SSV_Data" "$work/out" || fail "status: $(cat "$work/out")"
+  grep -qxF "record:       $record_location" "$work/out" || fail "status: $(cat "$work/out")"
   grep -qx "component id: $id" "$work/out" || fail "status lacks component id $id"
   grep -q "^shares: *recombine" "$work/out" || fail "status lacks the shares line"
   # A second init keeps the record; --force replaces it.
@@ -162,9 +181,10 @@ case_ssv_other_machine() {
 }
 
 case_ssv_damaged_record() {
-  install_machine_b
-  # Flip bytes in the middle of the stored record: the shares no longer recombine.
-  printf '\xff\xff\xff\xff\xff\xff\xff\xff' | dd of="$root/registry/SOFTWARE/Classes/SSV/SSV_Data" bs=1 seek=1500 conv=notrunc 2>/dev/null
+  # Machine B's record with bytes flipped in the middle: the shares no longer recombine.
+  cp "$data/machine_b/SSV_Data" "$work/damaged"
+  printf '\xff\xff\xff\xff\xff\xff\xff\xff' | dd of="$work/damaged" bs=1 seek=1500 conv=notrunc 2>/dev/null
+  install_record "$work/damaged"
   expect_failure 3 "ssv status: .*(does not recombine|no readable SSV record)" "$empty" ssv status
   expect_failure 3 "ssv decrypt: SSV file not found or corrupted" "$data/ssv_text_machine_b.txt" ssv decrypt
 }
@@ -240,8 +260,9 @@ case_password_sources() {
   expect_failure 2 "cannot open password file $work/nope" "$(text data)" encrypt --password-file "$work/nope"
   expect_failure 2 "environment variable QVCS_UNSET_VARIABLE is not set" "$(text data)" encrypt --password-env QVCS_UNSET_VARIABLE
   EMPTY_WORD='' expect_failure 2 "the password is empty" "$(text data)" encrypt --password-env EMPTY_WORD
-  printf 'ab\0cd' >"$work/nul"
-  expect_failure 2 "zero byte" "$(text data)" encrypt --password-file "$work/nul"
+  # (Not named "nul": on Windows that is the null device in every directory.)
+  printf 'ab\0cd' >"$work/with-zero"
+  expect_failure 2 "zero byte" "$(text data)" encrypt --password-file "$work/with-zero"
   # No terminal under the test runner: asking is refused with advice.
   setsid "$tool" hash password <"$empty" >"$work/out" 2>"$work/err" </dev/null
   code=$?
