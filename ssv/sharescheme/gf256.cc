@@ -94,6 +94,14 @@ Gf256Lanes Gf256Broadcast(std::uint8_t value) {
   return lanes;
 }
 
+Gf256Lanes Gf256LaneBroadcast(const Gf256Lanes& lanes, std::size_t lane) {
+  Gf256Lanes result;
+  for (std::size_t b = 0; b < 8; ++b) {
+    result.bits[b] = MaskFromBit(lanes.bits[b] >> lane);
+  }
+  return result;
+}
+
 Gf256Lanes Gf256Add(const Gf256Lanes& a, const Gf256Lanes& b) {
   Gf256Lanes sum;
   for (std::size_t i = 0; i < 8; ++i) {

@@ -27,6 +27,10 @@ void Gf256Store(const Gf256Lanes& lanes, std::span<std::uint8_t, kGf256Lanes> by
 // Gf256Broadcast puts `value` in every element.
 Gf256Lanes Gf256Broadcast(std::uint8_t value);
 
+// Gf256LaneBroadcast puts the element of lane `lane` (a public index below kGf256Lanes) in every
+// lane, with the same word operations whatever the elements are.
+Gf256Lanes Gf256LaneBroadcast(const Gf256Lanes& lanes, std::size_t lane);
+
 // Gf256Add adds element-wise (XOR).
 Gf256Lanes Gf256Add(const Gf256Lanes& a, const Gf256Lanes& b);
 

@@ -48,26 +48,31 @@ bool CreateKeyShares(std::span<const std::uint8_t, kSharedKeySize> key,
   return true;
 }
 
+// The five Lagrange bases at zero depend on the x values only, so they are computed side by
+// side, basis k in lane k: each factor is one bit-sliced multiplication for all five bases
+// instead of five. Field arithmetic is exact, so the key is the one the share-by-share order
+// gives; lanes 5..31 hold zero factors and end as zero.
 void CombineKeyShares(const std::array<KeyShareView, kKeyShareCount>& keyShares,
                       std::span<std::uint8_t, kSharedKeySize> key) {
-  std::array<Gf256Lanes, kKeyShareCount> xs;
-  for (std::size_t k = 0; k < kKeyShareCount; ++k) {
-    xs[k] = Gf256Broadcast(keyShares[k][0]);
+  Gf256Lanes numerator = Gf256Broadcast(1);
+  Gf256Lanes denominator = Gf256Broadcast(1);
+  for (std::size_t m = 0; m + 1 < kKeyShareCount; ++m) {
+    // Lane k takes the m-th share other than k: numerator x_j, denominator x_j - x_k (XOR).
+    std::array<std::uint8_t, kGf256Lanes> numeratorFactors{};
+    std::array<std::uint8_t, kGf256Lanes> denominatorFactors{};
+    for (std::size_t k = 0; k < kKeyShareCount; ++k) {
+      const std::size_t j = m < k ? m : m + 1;
+      numeratorFactors[k] = keyShares[j][0];
+      denominatorFactors[k] = static_cast<std::uint8_t>(keyShares[j][0] ^ keyShares[k][0]);
+    }
+    numerator = Gf256Multiply(numerator, Gf256Load(numeratorFactors));
+    denominator = Gf256Multiply(denominator, Gf256Load(denominatorFactors));
   }
+  const Gf256Lanes bases = Gf256Multiply(numerator, Gf256Inverse(denominator));
   Gf256Lanes accumulated;
   for (std::size_t k = 0; k < kKeyShareCount; ++k) {
-    // Lagrange basis at zero: the product of x_j / (x_j - x_k) over the other shares; in this
-    // field subtraction is XOR.
-    Gf256Lanes numerator = Gf256Broadcast(1);
-    Gf256Lanes denominator = Gf256Broadcast(1);
-    for (std::size_t j = 0; j < kKeyShareCount; ++j) {
-      if (j != k) {
-        numerator = Gf256Multiply(numerator, xs[j]);
-        denominator = Gf256Multiply(denominator, Gf256Add(xs[j], xs[k]));
-      }
-    }
-    const Gf256Lanes basis = Gf256Multiply(numerator, Gf256Inverse(denominator));
-    Gf256Lanes term = Gf256Multiply(basis, Gf256Load(keyShares[k].subspan<1, kSharedKeySize>()));
+    Gf256Lanes term =
+        Gf256Multiply(Gf256LaneBroadcast(bases, k), Gf256Load(keyShares[k].subspan<1, kSharedKeySize>()));
     accumulated = Gf256Add(accumulated, term);
     Gf256Wipe(term);
   }
