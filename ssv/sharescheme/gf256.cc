@@ -54,25 +54,33 @@ constexpr std::uint64_t kGather = 0x0102040810204080ULL;
 constexpr std::uint64_t kDiagonal = 0x8040201008040201ULL;
 static_assert(std::endian::native == std::endian::little, "lanes are loaded from little-endian words");
 
+// Each word is read into a scalar and written from one, so no copy of the elements is left on
+// the stack to wipe.
 Gf256Lanes Gf256Load(std::span<const std::uint8_t, kGf256Lanes> bytes) {
-  std::array<std::uint64_t, 4> words{};
-  std::memcpy(words.data(), bytes.data(), kGf256Lanes);
+  Gf256Lanes lanes;
+  for (std::size_t w = 0; w < kGf256Lanes / 8; ++w) {
+    std::uint64_t word = 0;
+    std::memcpy(&word, bytes.data() + 8 * w, sizeof word);
+    for (std::size_t b = 0; b < 8; ++b) {
+      const std::uint64_t gathered = (((word >> b) & kLowBits) * kGather) >> 56;
+      lanes.bits[b] |= static_cast<std::uint32_t>(gathered) << (8 * w);
+    }
+  }
+  return lanes;
+}
+
+Gf256Lanes Gf256LoadEight(std::span<const std::uint8_t, 8> bytes) {
+  std::uint64_t word = 0;
+  std::memcpy(&word, bytes.data(), sizeof word);
   Gf256Lanes lanes;
   for (std::size_t b = 0; b < 8; ++b) {
-    std::uint32_t plane = 0;
-    for (std::size_t w = 0; w < words.size(); ++w) {
-      const std::uint64_t gathered = (((words[w] >> b) & kLowBits) * kGather) >> 56;
-      plane |= static_cast<std::uint32_t>(gathered) << (8 * w);
-    }
-    lanes.bits[b] = plane;
+    lanes.bits[b] = static_cast<std::uint32_t>((((word >> b) & kLowBits) * kGather) >> 56);
   }
-  OPENSSL_cleanse(words.data(), sizeof words);
   return lanes;
 }
 
 void Gf256Store(const Gf256Lanes& lanes, std::span<std::uint8_t, kGf256Lanes> bytes) {
-  std::array<std::uint64_t, 4> words{};
-  for (std::size_t w = 0; w < words.size(); ++w) {
+  for (std::size_t w = 0; w < kGf256Lanes / 8; ++w) {
     std::uint64_t word = 0;
     for (std::size_t b = 0; b < 8; ++b) {
       const std::uint64_t eight = (lanes.bits[b] >> (8 * w)) & 0xFFU;
@@ -80,10 +88,8 @@ void Gf256Store(const Gf256Lanes& lanes, std::span<std::uint8_t, kGf256Lanes> by
       const std::uint64_t diagonal = (eight * kLowBits) & kDiagonal;
       word |= (((diagonal + 0x7F7F7F7F7F7F7F7FULL) & 0x8080808080808080ULL) >> 7) << b;
     }
-    words[w] = word;
+    std::memcpy(bytes.data() + 8 * w, &word, sizeof word);
   }
-  std::memcpy(bytes.data(), words.data(), kGf256Lanes);
-  OPENSSL_cleanse(words.data(), sizeof words);
 }
 
 Gf256Lanes Gf256Broadcast(std::uint8_t value) {

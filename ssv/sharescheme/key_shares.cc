@@ -58,15 +58,15 @@ void CombineKeyShares(const std::array<KeyShareView, kKeyShareCount>& keyShares,
   Gf256Lanes denominator = Gf256Broadcast(1);
   for (std::size_t m = 0; m + 1 < kKeyShareCount; ++m) {
     // Lane k takes the m-th share other than k: numerator x_j, denominator x_j - x_k (XOR).
-    std::array<std::uint8_t, kGf256Lanes> numeratorFactors{};
-    std::array<std::uint8_t, kGf256Lanes> denominatorFactors{};
+    std::array<std::uint8_t, 8> numeratorFactors{};
+    std::array<std::uint8_t, 8> denominatorFactors{};
     for (std::size_t k = 0; k < kKeyShareCount; ++k) {
       const std::size_t j = m < k ? m : m + 1;
       numeratorFactors[k] = keyShares[j][0];
       denominatorFactors[k] = static_cast<std::uint8_t>(keyShares[j][0] ^ keyShares[k][0]);
     }
-    numerator = Gf256Multiply(numerator, Gf256Load(numeratorFactors));
-    denominator = Gf256Multiply(denominator, Gf256Load(denominatorFactors));
+    numerator = Gf256Multiply(numerator, Gf256LoadEight(numeratorFactors));
+    denominator = Gf256Multiply(denominator, Gf256LoadEight(denominatorFactors));
   }
   const Gf256Lanes bases = Gf256Multiply(numerator, Gf256Inverse(denominator));
   Gf256Lanes accumulated;

@@ -30,7 +30,10 @@ void QuarterRound(State& x, std::size_t a, std::size_t b, std::size_t c, std::si
   x[a] ^= Rotate(x[d] + x[c], 18);
 }
 
-void TwentyRounds(State& x) {
+// The rounds work on a local copy, which the compiler can keep in registers; through the
+// reference every word went back to memory after each step.
+void TwentyRounds(State& state) {
+  State x = state;
   for (int doubleRound = 0; doubleRound < 10; ++doubleRound) {
     QuarterRound(x, 0, 4, 8, 12);
     QuarterRound(x, 5, 9, 13, 1);
@@ -41,6 +44,8 @@ void TwentyRounds(State& x) {
     QuarterRound(x, 10, 11, 8, 9);
     QuarterRound(x, 15, 12, 13, 14);
   }
+  state = x;
+  OPENSSL_cleanse(x.data(), sizeof x);
 }
 
 // InitialState places the constant at words 0, 5, 10 and 15, the key around it, and the 16
