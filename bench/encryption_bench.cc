@@ -1,8 +1,8 @@
 // EncryptData / DecryptData against one-shot AES-256-CBC, password encryption against PBKDF2 plus
 // the cipher, and EncryptData on one and two threads.
 
-#include "bench/bench_support.h"
 #include "bench/bench_environment.h"
+#include "bench/bench_support.h"
 #include "bench/openssl_baseline.h"
 #include "bench/registration.h"
 

@@ -7,10 +7,10 @@
 
 #include <qvcryptoservice/zkjson.h>
 
-#include <nlohmann/json.hpp>
 #include <rapidjson/document.h>
 #include <rapidjson/stringbuffer.h>
 #include <rapidjson/writer.h>
+#include <nlohmann/json.hpp>
 
 #include <string>
 

@@ -14,8 +14,8 @@ struct CipherCtxFree {
 };
 using CipherCtx = std::unique_ptr<EVP_CIPHER_CTX, CipherCtxFree>;
 
-bool RunAes(const std::uint8_t* key, const std::uint8_t* iv, const std::uint8_t* in, std::size_t length,
-            Bytes& out, int encrypt) {
+bool RunAes(const std::uint8_t* key, const std::uint8_t* iv, const std::uint8_t* in, std::size_t length, Bytes& out,
+            int encrypt) {
   const CipherCtx ctx(EVP_CIPHER_CTX_new());
   out.resize(length + kAesIvLength);
   int updated = 0;

@@ -11,7 +11,6 @@
 
 namespace qvbench {
 
-
 constexpr std::size_t kAesKeyLength = 32;
 constexpr std::size_t kAesIvLength = 16;
 constexpr int kPasswordIterations = 10000;

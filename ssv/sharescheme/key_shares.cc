@@ -71,8 +71,7 @@ void CombineKeyShares(const std::array<KeyShareView, kKeyShareCount>& keyShares,
   const Gf256Lanes bases = Gf256Multiply(numerator, Gf256Inverse(denominator));
   Gf256Lanes accumulated;
   for (std::size_t k = 0; k < kKeyShareCount; ++k) {
-    Gf256Lanes term =
-        Gf256Multiply(Gf256LaneBroadcast(bases, k), Gf256Load(keyShares[k].subspan<1, kSharedKeySize>()));
+    Gf256Lanes term = Gf256Multiply(Gf256LaneBroadcast(bases, k), Gf256Load(keyShares[k].subspan<1, kSharedKeySize>()));
     accumulated = Gf256Add(accumulated, term);
     Gf256Wipe(term);
   }
