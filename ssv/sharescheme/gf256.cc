@@ -69,16 +69,6 @@ Gf256Lanes Gf256Load(std::span<const std::uint8_t, kGf256Lanes> bytes) {
   return lanes;
 }
 
-Gf256Lanes Gf256LoadEight(std::span<const std::uint8_t, 8> bytes) {
-  std::uint64_t word = 0;
-  std::memcpy(&word, bytes.data(), sizeof word);
-  Gf256Lanes lanes;
-  for (std::size_t b = 0; b < 8; ++b) {
-    lanes.bits[b] = static_cast<std::uint32_t>((((word >> b) & kLowBits) * kGather) >> 56);
-  }
-  return lanes;
-}
-
 void Gf256Store(const Gf256Lanes& lanes, std::span<std::uint8_t, kGf256Lanes> bytes) {
   for (std::size_t w = 0; w < kGf256Lanes / 8; ++w) {
     std::uint64_t word = 0;
@@ -135,13 +125,14 @@ Gf256Lanes Gf256Multiply(const Gf256Lanes& a, const Gf256Lanes& b) {
 }
 
 Gf256Lanes Gf256Inverse(const Gf256Lanes& a) {
-  // a^254 = a^2 * a^4 * ... * a^128: seven squarings and six multiplications in a fixed order.
-  Gf256Lanes power = Square(a);
-  Gf256Lanes inverse = power;
-  for (int step = 0; step < 6; ++step) {
-    power = Square(power);
-    inverse = Gf256Multiply(inverse, power);
-  }
+  // a^254 = (a^127)^2, with a^127 built through a^3, a^15 and a^63 (each a^(2^k - 1)): seven
+  // squarings and four multiplications in a fixed order.
+  Gf256Lanes cube = Gf256Multiply(Square(a), a);
+  Gf256Lanes power = Gf256Multiply(Square(Square(cube)), cube);  // a^15
+  power = Gf256Multiply(Square(Square(power)), cube);            // a^63
+  power = Gf256Multiply(Square(power), a);                       // a^127
+  const Gf256Lanes inverse = Square(power);
+  Gf256Wipe(cube);
   Gf256Wipe(power);
   return inverse;
 }

@@ -21,8 +21,6 @@ struct Gf256Lanes {
 // Gf256Load slices 32 bytes, byte i becoming element i.
 Gf256Lanes Gf256Load(std::span<const std::uint8_t, kGf256Lanes> bytes);
 
-// Gf256LoadEight slices 8 bytes into lanes 0..7; the other lanes hold zero.
-Gf256Lanes Gf256LoadEight(std::span<const std::uint8_t, 8> bytes);
 // Gf256Store writes the 32 elements back as bytes.
 void Gf256Store(const Gf256Lanes& lanes, std::span<std::uint8_t, kGf256Lanes> bytes);
 

@@ -49,26 +49,29 @@ bool CreateKeyShares(std::span<const std::uint8_t, kSharedKeySize> key,
 }
 
 // The five Lagrange bases at zero depend on the x values only, so they are computed side by
-// side, basis k in lane k: each factor is one bit-sliced multiplication for all five bases
-// instead of five. Field arithmetic is exact, so the key is the one the share-by-share order
-// gives; lanes 5..31 hold zero factors and end as zero.
+// side: numerator k in lane k, denominator k in lane 8 + k, so that each factor of all ten
+// products is one bit-sliced multiplication. Field arithmetic is exact, so the key is the one the
+// share-by-share order gives; unused lanes hold zero factors and end as zero.
 void CombineKeyShares(const std::array<KeyShareView, kKeyShareCount>& keyShares,
                       std::span<std::uint8_t, kSharedKeySize> key) {
-  Gf256Lanes numerator = Gf256Broadcast(1);
-  Gf256Lanes denominator = Gf256Broadcast(1);
+  constexpr std::size_t kDenominatorLane = 8;
+  Gf256Lanes products = Gf256Broadcast(1);
   for (std::size_t m = 0; m + 1 < kKeyShareCount; ++m) {
-    // Lane k takes the m-th share other than k: numerator x_j, denominator x_j - x_k (XOR).
-    std::array<std::uint8_t, 8> numeratorFactors{};
-    std::array<std::uint8_t, 8> denominatorFactors{};
+    // Lane k takes the m-th share other than k: x_j, and beside it x_j - x_k (XOR).
+    std::array<std::uint8_t, kGf256Lanes> factors{};
     for (std::size_t k = 0; k < kKeyShareCount; ++k) {
       const std::size_t j = m < k ? m : m + 1;
-      numeratorFactors[k] = keyShares[j][0];
-      denominatorFactors[k] = static_cast<std::uint8_t>(keyShares[j][0] ^ keyShares[k][0]);
+      factors[k] = keyShares[j][0];
+      factors[kDenominatorLane + k] = static_cast<std::uint8_t>(keyShares[j][0] ^ keyShares[k][0]);
     }
-    numerator = Gf256Multiply(numerator, Gf256LoadEight(numeratorFactors));
-    denominator = Gf256Multiply(denominator, Gf256LoadEight(denominatorFactors));
+    products = Gf256Multiply(products, Gf256Load(factors));
   }
-  const Gf256Lanes bases = Gf256Multiply(numerator, Gf256Inverse(denominator));
+  // The inverted denominators move down into the numerators' lanes.
+  Gf256Lanes inverses = Gf256Inverse(products);
+  for (std::uint32_t& plane : inverses.bits) {
+    plane >>= kDenominatorLane;
+  }
+  const Gf256Lanes bases = Gf256Multiply(products, inverses);
   Gf256Lanes accumulated;
   for (std::size_t k = 0; k < kKeyShareCount; ++k) {
     Gf256Lanes term = Gf256Multiply(Gf256LaneBroadcast(bases, k), Gf256Load(keyShares[k].subspan<1, kSharedKeySize>()));

@@ -54,14 +54,6 @@ TEST(Gf256, LoadAndStoreKeepEveryByteInItsLane) {
   }
 }
 
-TEST(Gf256, LoadEightFillsTheFirstEightLanesAndClearsTheRest) {
-  const auto bytes = Progression(201, 89);
-  const auto stored = Stored(Gf256LoadEight(std::span<const std::uint8_t, 8>(bytes.data(), 8)));
-  for (std::size_t i = 0; i < kGf256Lanes; ++i) {
-    EXPECT_EQ(stored[i], i < 8 ? bytes[i] : 0) << "lane " << i;
-  }
-}
-
 TEST(Gf256, LaneBroadcastCopiesOneLaneToAll) {
   const auto bytes = Progression(7, 37);
   const auto lanes = Gf256Load(std::span<const std::uint8_t, kGf256Lanes>(bytes.data(), kGf256Lanes));
