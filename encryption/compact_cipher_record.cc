@@ -13,6 +13,7 @@ namespace {
 enum Member : std::uint8_t { kCd, kCn, kDn, kIt, kIv, kKn, kKv, kSa, kV, kMemberCount };
 constexpr std::array<std::string_view, kMemberCount> kNames = {"cd", "cn", "dn", "it", "iv", "kn", "kv", "sa", "v"};
 constexpr std::array<bool, kMemberCount> kIsInteger = {false, false, false, true, false, false, true, false, true};
+constexpr std::array<bool, kMemberCount> kIsBase64 = {true, false, false, false, true, false, false, true, false};
 
 struct Field {
   bool present = false;
@@ -49,6 +50,21 @@ class CompactScanner {
       ++pos_;
     }
     return std::nullopt;
+  }
+
+  // The text up to the next quote, unchecked: for base64 fields, whose decoder refuses every
+  // character outside its alphabet, so that a field it takes is printable ASCII without escapes.
+  std::optional<std::string_view> base64String() {
+    if (!take('"')) {
+      return std::nullopt;
+    }
+    const std::size_t close = text_.find('"', pos_);
+    if (close == std::string_view::npos) {
+      return std::nullopt;
+    }
+    const std::string_view content = text_.substr(pos_, close - pos_);
+    pos_ = close + 1;
+    return content;
   }
 
   // One to nine digits, no sign, no leading zero: always an int32.
@@ -101,7 +117,8 @@ bool ScanMembers(std::string_view json, std::array<Field, kMemberCount>& fields)
       }
       field.number = *number;
     } else {
-      const std::optional<std::string_view> text = scanner.string();
+      const std::optional<std::string_view> text =
+          kIsBase64[static_cast<std::size_t>(member)] ? scanner.base64String() : scanner.string();
       if (!text) {
         return false;
       }
