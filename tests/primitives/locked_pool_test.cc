@@ -110,8 +110,8 @@ TEST_F(LockedPool, NewBlocksHoldFFWhateverTheSize) {
 }
 
 TEST_F(LockedPool, PooledAndLargeBlocksAreLockedAndLeftOutOfCoreDumps) {
-#if defined(__SANITIZE_ADDRESS__)
-  GTEST_SKIP() << "AddressSanitizer intercepts mlock and makes it a no-op";
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+  GTEST_SKIP() << "the sanitizers intercept mlock and make it a no-op";
 #endif
   if (!platform::PageLocksAreObservable()) {
     GTEST_SKIP() << "Wine locks the pages but never reports them as locked";
