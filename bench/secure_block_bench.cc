@@ -26,6 +26,19 @@ void RegisterSecureBlockBenchmarks() {
       }
     });
   }
+  // The pool is shared by every thread: its throughput on two threads against one shows whether
+  // its lock is a bottleneck.
+  Register(PairName("secure_block_threads", "ours", 32), 32,
+           [](benchmark::State& state) {
+             for (auto _ : state) {
+               QVCryptoService::SecureBlock block(32);
+               benchmark::DoNotOptimize(block.data());
+             }
+             state.SetItemsProcessed(static_cast<std::int64_t>(state.iterations()));
+           })
+      ->Threads(1)
+      ->Threads(2)
+      ->UseRealTime();
 }
 
 }  // namespace qvbench

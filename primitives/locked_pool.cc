@@ -4,6 +4,7 @@
 
 #include "platform/locked_pages.h"
 
+#include <algorithm>
 #include <array>
 #include <bit>
 #include <cstdint>
@@ -33,19 +34,26 @@ std::size_t BlockSizeOf(std::size_t sizeClass) { return kSmallestBlock << sizeCl
 // block the class owns, so returning a block never allocates.
 class SizeClass {
  public:
-  void* take(std::size_t blockSize) noexcept {
+  // takeSome moves up to `wanted` free blocks into `out` and returns how many it moved; 0 only
+  // when no locked pages could be had.
+  std::size_t takeSome(std::size_t blockSize, void** out, std::size_t wanted) noexcept {
     const std::lock_guard lock(mutex_);
     if (free_.empty() && !grow(blockSize)) {
-      return nullptr;
+      return 0;
     }
-    void* block = free_.back();
-    free_.pop_back();
-    return block;
+    std::size_t moved = 0;
+    for (; moved < wanted && !free_.empty(); ++moved) {
+      out[moved] = free_.back();
+      free_.pop_back();
+    }
+    return moved;
   }
 
-  void give(void* block) noexcept {
+  void giveSome(void* const* blocks, std::size_t count) noexcept {
     const std::lock_guard lock(mutex_);
-    free_.push_back(block);
+    for (std::size_t i = 0; i < count; ++i) {
+      free_.push_back(blocks[i]);
+    }
   }
 
  private:
@@ -86,13 +94,80 @@ Classes& Pool() {
   return *pool;
 }
 
+// Each thread keeps a few free blocks of every class, so that a thread that takes and returns
+// blocks does not touch the shared lists (and their lock) on every call; it moves half a cache
+// at a time to or from them. The cache only ever holds wiped blocks of the pool.
+constexpr std::size_t kCacheDepth = 16;
+
+struct CachedBlocks {
+  std::array<std::array<void*, kCacheDepth>, kClassCount> blocks{};
+  std::array<std::size_t, kClassCount> counts{};
+};
+
+// Trivially destructible, so both stay readable until the thread's storage goes, after the
+// flush below has run.
+thread_local CachedBlocks t_cached;
+thread_local bool t_cacheClosed = false;
+
+// At thread exit the thread's cached blocks go back to the shared lists; blocks released after
+// that (by later thread-exit or static destructors) bypass the cache.
+struct CacheFlush {
+  CacheFlush() = default;
+  CacheFlush(const CacheFlush&) = delete;
+  CacheFlush& operator=(const CacheFlush&) = delete;
+  ~CacheFlush() {
+    for (std::size_t sizeClass = 0; sizeClass < kClassCount; ++sizeClass) {
+      Pool()[sizeClass].giveSome(t_cached.blocks[sizeClass].data(), t_cached.counts[sizeClass]);
+      t_cached.counts[sizeClass] = 0;
+    }
+    t_cacheClosed = true;
+  }
+};
+
+CachedBlocks* ThreadCache() noexcept {
+  if (t_cacheClosed) {
+    return nullptr;
+  }
+  thread_local const CacheFlush flush;
+  (void)flush;
+  return &t_cached;
+}
+
 }  // namespace
 
 void* TakePooledBlock(std::size_t size) noexcept {
   const std::size_t sizeClass = ClassOf(size);
-  return Pool()[sizeClass].take(BlockSizeOf(sizeClass));
+  CachedBlocks* cache = ThreadCache();
+  if (cache == nullptr) {
+    void* block = nullptr;
+    return Pool()[sizeClass].takeSome(BlockSizeOf(sizeClass), &block, 1) == 1 ? block : nullptr;
+  }
+  std::size_t& count = cache->counts[sizeClass];
+  if (count == 0) {
+    count = Pool()[sizeClass].takeSome(BlockSizeOf(sizeClass), cache->blocks[sizeClass].data(), kCacheDepth / 2);
+    if (count == 0) {
+      return nullptr;
+    }
+  }
+  return cache->blocks[sizeClass][--count];
 }
 
-void ReturnPooledBlock(void* block, std::size_t size) noexcept { Pool()[ClassOf(size)].give(block); }
+void ReturnPooledBlock(void* block, std::size_t size) noexcept {
+  const std::size_t sizeClass = ClassOf(size);
+  CachedBlocks* cache = ThreadCache();
+  if (cache == nullptr) {
+    Pool()[sizeClass].giveSome(&block, 1);
+    return;
+  }
+  std::size_t& count = cache->counts[sizeClass];
+  if (count == kCacheDepth) {
+    // Hand the older half back; the newest blocks stay, still warm in this core's cache.
+    Pool()[sizeClass].giveSome(cache->blocks[sizeClass].data(), kCacheDepth / 2);
+    std::copy(cache->blocks[sizeClass].begin() + kCacheDepth / 2, cache->blocks[sizeClass].end(),
+              cache->blocks[sizeClass].begin());
+    count = kCacheDepth / 2;
+  }
+  cache->blocks[sizeClass][count++] = block;
+}
 
 }  // namespace QVCryptoService

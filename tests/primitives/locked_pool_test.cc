@@ -1,6 +1,6 @@
 // The pool behind small SecureBlocks: blocks are reused, wiped to 0xFF on release (including the
-// bytes no caller used), locked, kept out of core dumps, and safe to share between threads; large
-// blocks keep pages of their own.
+// bytes no caller used), locked, kept out of core dumps, and safe to share between threads (a
+// thread's cached blocks go back when it ends); large blocks keep pages of their own.
 
 #include <qvcryptoservice/secure_block.h>
 
@@ -136,6 +136,35 @@ TEST_F(LockedPool, LargeBlocksGetPagesOfTheirOwnAndGiveThemBack) {
   EXPECT_EQ(reinterpret_cast<std::uintptr_t>(first.data()) % 4096, 0U);
   EXPECT_EQ(reinterpret_cast<std::uintptr_t>(second.data()) % 4096, 0U);
   EXPECT_GE(static_cast<std::size_t>(std::abs(second.data() - first.data())), size);
+}
+
+TEST(LockedPoolThreads, BlocksCachedByAThreadGoBackWhenItEnds) {
+  constexpr std::size_t kSize = 48;
+  std::vector<void*> released;
+  std::thread([&released] {
+    std::vector<void*> held;
+    for (int i = 0; i < 12; ++i) {
+      held.push_back(LockedAllocatorBase::allocateBytes(kSize));
+    }
+    for (void* block : held) {
+      LockedAllocatorBase::releaseBytes(block, kSize);
+    }
+    released = held;
+  }).join();
+  // This thread's own cache holds at most a few blocks of the class; past them, the blocks the
+  // ended thread had cached must come back from the shared lists.
+  std::vector<void*> taken;
+  for (int i = 0; i < 64; ++i) {
+    taken.push_back(LockedAllocatorBase::allocateBytes(kSize));
+  }
+  for (const void* block : released) {
+    EXPECT_NE(std::find(taken.begin(), taken.end(), block), taken.end())
+        << "a block cached by the ended thread was lost";
+  }
+  for (void* block : taken) {
+    EXPECT_TRUE(AllFF(block, kSize));
+    LockedAllocatorBase::releaseBytes(block, kSize);
+  }
 }
 
 TEST(LockedPoolThreads, BlocksAreNeverSharedBetweenLiveOwners) {
