@@ -56,17 +56,30 @@ static_assert(std::endian::native == std::endian::little, "lanes are loaded from
 
 // Each word is read into a scalar and written from one, so no copy of the elements is left on
 // the stack to wipe.
-Gf256Lanes Gf256Load(std::span<const std::uint8_t, kGf256Lanes> bytes) {
+namespace {
+
+// LoadWords slices `words` little-endian words of `bytes` into lanes 0 .. 8 * words - 1.
+Gf256Lanes LoadWords(const std::uint8_t* bytes, std::size_t words) {
   Gf256Lanes lanes;
-  for (std::size_t w = 0; w < kGf256Lanes / 8; ++w) {
+  for (std::size_t w = 0; w < words; ++w) {
     std::uint64_t word = 0;
-    std::memcpy(&word, bytes.data() + 8 * w, sizeof word);
+    std::memcpy(&word, bytes + 8 * w, sizeof word);
     for (std::size_t b = 0; b < 8; ++b) {
       const std::uint64_t gathered = (((word >> b) & kLowBits) * kGather) >> 56;
       lanes.bits[b] |= static_cast<std::uint32_t>(gathered) << (8 * w);
     }
   }
   return lanes;
+}
+
+}  // namespace
+
+Gf256Lanes Gf256Load(std::span<const std::uint8_t, kGf256Lanes> bytes) {
+  return LoadWords(bytes.data(), kGf256Lanes / 8);
+}
+
+Gf256Lanes Gf256LoadHalf(std::span<const std::uint8_t, kGf256Lanes / 2> bytes) {
+  return LoadWords(bytes.data(), kGf256Lanes / 16);
 }
 
 void Gf256Store(const Gf256Lanes& lanes, std::span<std::uint8_t, kGf256Lanes> bytes) {

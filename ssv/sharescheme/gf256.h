@@ -21,6 +21,8 @@ struct Gf256Lanes {
 // Gf256Load slices 32 bytes, byte i becoming element i.
 Gf256Lanes Gf256Load(std::span<const std::uint8_t, kGf256Lanes> bytes);
 
+// Gf256LoadHalf slices 16 bytes into lanes 0..15; lanes 16..31 hold zero.
+Gf256Lanes Gf256LoadHalf(std::span<const std::uint8_t, kGf256Lanes / 2> bytes);
 // Gf256Store writes the 32 elements back as bytes.
 void Gf256Store(const Gf256Lanes& lanes, std::span<std::uint8_t, kGf256Lanes> bytes);
 

@@ -55,16 +55,17 @@ bool CreateKeyShares(std::span<const std::uint8_t, kSharedKeySize> key,
 void CombineKeyShares(const std::array<KeyShareView, kKeyShareCount>& keyShares,
                       std::span<std::uint8_t, kSharedKeySize> key) {
   constexpr std::size_t kDenominatorLane = 8;
+  static_assert(kDenominatorLane + kKeyShareCount <= kGf256Lanes / 2);
   Gf256Lanes products = Gf256Broadcast(1);
   for (std::size_t m = 0; m + 1 < kKeyShareCount; ++m) {
     // Lane k takes the m-th share other than k: x_j, and beside it x_j - x_k (XOR).
-    std::array<std::uint8_t, kGf256Lanes> factors{};
+    std::array<std::uint8_t, kGf256Lanes / 2> factors{};
     for (std::size_t k = 0; k < kKeyShareCount; ++k) {
       const std::size_t j = m < k ? m : m + 1;
       factors[k] = keyShares[j][0];
       factors[kDenominatorLane + k] = static_cast<std::uint8_t>(keyShares[j][0] ^ keyShares[k][0]);
     }
-    products = Gf256Multiply(products, Gf256Load(factors));
+    products = Gf256Multiply(products, Gf256LoadHalf(factors));
   }
   // The inverted denominators move down into the numerators' lanes.
   Gf256Lanes inverses = Gf256Inverse(products);
