@@ -3,6 +3,7 @@
 #include <qvcryptoservice/secure_block.h>
 
 #include "platform/locked_pages.h"
+#include "platform/thread_slot.h"
 
 #include <algorithm>
 #include <array>
@@ -104,33 +105,51 @@ struct CachedBlocks {
   std::array<std::size_t, kClassCount> counts{};
 };
 
-// Trivially destructible, so both stay readable until the thread's storage goes, after the
-// flush below has run.
-thread_local CachedBlocks t_cached;
-thread_local bool t_cacheClosed = false;
+// Set in a thread's slot once its cache has gone back, so that blocks released later on that
+// thread (by other thread-exit code) go straight to the shared lists.
+CachedBlocks g_closedMarker;
 
-// At thread exit the thread's cached blocks go back to the shared lists; blocks released after
-// that (by later thread-exit or static destructors) bypass the cache.
-struct CacheFlush {
-  CacheFlush() = default;
-  CacheFlush(const CacheFlush&) = delete;
-  CacheFlush& operator=(const CacheFlush&) = delete;
-  ~CacheFlush() {
-    for (std::size_t sizeClass = 0; sizeClass < kClassCount; ++sizeClass) {
-      Pool()[sizeClass].giveSome(t_cached.blocks[sizeClass].data(), t_cached.counts[sizeClass]);
-      t_cached.counts[sizeClass] = 0;
-    }
-    t_cacheClosed = true;
+// At thread exit the thread's cached blocks go back to the shared lists. The cache lives on the
+// heap and is found through the system's thread slot rather than a C++ thread_local, whose
+// storage some runtimes release before other thread-exit code has run.
+void FlushAtThreadExit(void* value);
+
+const platform::ThreadSlot& CacheSlot() {
+  static const platform::ThreadSlot* const slot = std::make_unique<platform::ThreadSlot>(&FlushAtThreadExit).release();
+  return *slot;
+}
+
+void FlushAtThreadExit(void* value) {
+  if (value == nullptr || value == &g_closedMarker) {
+    return;
   }
-};
+  const std::unique_ptr<CachedBlocks> cache(static_cast<CachedBlocks*>(value));
+  for (std::size_t sizeClass = 0; sizeClass < kClassCount; ++sizeClass) {
+    Pool()[sizeClass].giveSome(cache->blocks[sizeClass].data(), cache->counts[sizeClass]);
+  }
+  CacheSlot().set(&g_closedMarker);
+}
 
+// The calling thread's cache, made on first use; null when the thread's cache has gone back or
+// none can be had (the shared lists serve the thread directly then).
 CachedBlocks* ThreadCache() noexcept {
-  if (t_cacheClosed) {
+  const platform::ThreadSlot& slot = CacheSlot();
+  if (!slot.valid()) {
     return nullptr;
   }
-  thread_local const CacheFlush flush;
-  (void)flush;
-  return &t_cached;
+  void* value = slot.get();
+  if (value == &g_closedMarker) {
+    return nullptr;
+  }
+  if (value == nullptr) {
+    try {
+      value = std::make_unique<CachedBlocks>().release();
+    } catch (const std::bad_alloc&) {
+      return nullptr;
+    }
+    slot.set(value);
+  }
+  return static_cast<CachedBlocks*>(value);
 }
 
 }  // namespace
