@@ -4,6 +4,7 @@
 #include <qvcryptoservice/cipher_meta.h>
 #include <qvcryptoservice/zkjson.h>
 
+#include "encryption/compact_cipher_record.h"
 #include "primitives/record_text.h"
 
 #include <exception>
@@ -86,6 +87,11 @@ bool CipherMetaFromJsonStr(std::string json, CipherMeta_t& meta) {
 }
 
 bool CipherFromJsonStr(std::string json, CipherMeta_t& meta, std::vector<std::uint8_t>& cipherText) {
+  // Records as this library writes them are read directly; every other text, and every failure,
+  // goes through the JSON reader below, whose answer the direct reader gives for what it takes.
+  if (ReadCompactCipherRecord(json, meta, cipherText)) {
+    return true;
+  }
   zkJson::Value root;
   if (!ParseRecordText(json, root) || !CipherMetaFromJson(root, meta) || root.isNull()) {
     return false;

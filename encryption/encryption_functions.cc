@@ -15,20 +15,35 @@ SecureBlock CopyOf(const std::uint8_t* data, std::size_t length) {
   return length == 0 ? SecureBlock() : SecureBlock(data, data + length);
 }
 
+// The engine's block form copies the plain text into a SecureBlock only to hand its bytes to the
+// raw form and serialize the result; going to the raw form directly gives the same text and
+// result without that copy. The engine here is always QVCrypto itself, never a derived one.
+PxaResult EncryptToText(const std::string& keystoreName, const std::uint8_t* plain, std::size_t length,
+                        std::string& cipherText) {
+  CipherMeta_t meta;
+  std::vector<std::uint8_t> bytes;
+  const PxaResult result =
+      Engine()->encrypt(keystoreName, kFixedCipher, kFixedEncryptionKey, plain, length, meta, bytes);
+  if (result == PXA_OK) {
+    cipherText = SeralizeCipherData(meta, bytes);
+  }
+  return result;
+}
+
 }  // namespace
 
 PxaResult EncryptData(const std::uint8_t* plain, std::size_t length, std::string& cipherText,
                       const std::string& keystoreName) {
-  return Engine()->encrypt(keystoreName, kFixedCipher, kFixedEncryptionKey, CopyOf(plain, length), cipherText);
+  return EncryptToText(keystoreName, length == 0 ? nullptr : plain, length, cipherText);
 }
 
 PxaResult EncryptData(const SecureBlock& plain, std::string& cipherText, const std::string& keystoreName) {
-  return Engine()->encrypt(keystoreName, kFixedCipher, kFixedEncryptionKey, plain, cipherText);
+  return EncryptToText(keystoreName, plain.data(), plain.size(), cipherText);
 }
 
 PxaResult EncryptData(const std::string& plain, std::string& cipherText, const std::string& keystoreName) {
-  return Engine()->encrypt(keystoreName, kFixedCipher, kFixedEncryptionKey, SecureBlock(plain.begin(), plain.end()),
-                           cipherText);
+  return EncryptToText(keystoreName, plain.empty() ? nullptr : reinterpret_cast<const std::uint8_t*>(plain.data()),
+                       plain.size(), cipherText);
 }
 
 PxaResult DecryptData(const std::string& cipherText, SecureBlock& plain, const std::string& keystoreName) {

@@ -7,6 +7,8 @@
 #include "primitives/base64_codec.h"
 
 #include <array>
+#include <cstdint>
+#include <cstring>
 #include <string_view>
 
 namespace zkJson {
@@ -14,14 +16,42 @@ namespace {
 
 constexpr std::string_view kHexDigits = "0123456789abcdef";
 
+constexpr std::uint64_t kOnes = 0x0101010101010101ULL;
+constexpr std::uint64_t kHighBits = 0x8080808080808080ULL;
+
+// NeedsEscapeAmong8 is non-zero when one of the eight bytes of `word` is '"', '\\' or below 0x20.
+// Used only to skip plain runs of eight bytes at a time; which byte it is, is found one by one.
+std::uint64_t NeedsEscapeAmong8(std::uint64_t word) {
+  const auto zeroByte = [](std::uint64_t x) { return (x - kOnes) & ~x & kHighBits; };
+  const std::uint64_t below0x20 = (word - 0x20 * kOnes) & ~word & kHighBits;
+  return zeroByte(word ^ ('"' * kOnes)) | zeroByte(word ^ ('\\' * kOnes)) | below0x20;
+}
+
+// FirstToEscape returns the position of the first byte from `from` on that needs an escape, or
+// text.size().
+std::size_t FirstToEscape(std::string_view text, std::size_t from) {
+  std::size_t i = from;
+  for (; i + 8 <= text.size(); i += 8) {
+    std::uint64_t word = 0;
+    std::memcpy(&word, text.data() + i, sizeof word);
+    if (NeedsEscapeAmong8(word) != 0) {
+      break;
+    }
+  }
+  for (; i < text.size(); ++i) {
+    const auto byte = static_cast<std::uint8_t>(text[i]);
+    if (byte < 0x20 || byte == '"' || byte == '\\') {
+      return i;
+    }
+  }
+  return i;
+}
+
 void AppendQuoted(std::string& out, std::string_view text) {
   out.push_back('"');
   std::size_t plainStart = 0;
-  for (std::size_t i = 0; i < text.size(); ++i) {
+  for (std::size_t i = FirstToEscape(text, 0); i < text.size(); i = FirstToEscape(text, i + 1)) {
     const auto byte = static_cast<std::uint8_t>(text[i]);
-    if (byte >= 0x20 && byte != '"' && byte != '\\') {
-      continue;
-    }
     out.append(text.substr(plainStart, i - plainStart));
     plainStart = i + 1;
     switch (byte) {

@@ -1,6 +1,7 @@
 #include "primitives/base64_codec.h"
 
 #include <array>
+#include <cstring>
 
 namespace QVCryptoService {
 namespace {
@@ -23,63 +24,111 @@ constexpr std::array<std::uint8_t, 256> kSextets = MakeSextets();
 
 std::uint8_t SextetOf(char c) { return kSextets[static_cast<std::uint8_t>(c)]; }
 
+// Every pair of output characters for a 12-bit value: one table look-up per two characters.
+constexpr std::array<std::array<char, 2>, 4096> MakePairs() {
+  std::array<std::array<char, 2>, 4096> table{};
+  for (std::size_t value = 0; value < table.size(); ++value) {
+    table[value] = {kAlphabet[value >> 6], kAlphabet[value & 0x3F]};
+  }
+  return table;
+}
+
+constexpr std::array<std::array<char, 2>, 4096> kPairs = MakePairs();
+
+// Decodes one group of four characters into `group`; false for a character outside the alphabet.
+bool DecodeGroup(const char* text, std::size_t characters, std::uint32_t& group) {
+  group = 0;
+  std::uint8_t seen = 0;
+  for (std::size_t j = 0; j < characters; ++j) {
+    const std::uint8_t sextet = SextetOf(text[j]);
+    seen |= sextet;
+    group |= std::uint32_t{sextet} << (18 - 6 * j);
+  }
+  // kNotBase64 is the only table entry with its top bits set.
+  return (seen & 0xC0U) == 0;
+}
+
 }  // namespace
 
+// Output is written through a pointer into storage sized once: appending character by character
+// cost more than the encoding itself on large records. The text is the same.
 void AppendBase64(std::string& out, const std::uint8_t* data, std::size_t size) {
-  out.reserve(out.size() + (size + 2) / 3 * 4);
+  const std::size_t start = out.size();
+  out.resize(start + (size + 2) / 3 * 4);
+  char* write = out.data() + start;
   std::size_t i = 0;
-  for (; i + 3 <= size; i += 3) {
+  for (; i + 3 <= size; i += 3, write += 4) {
     const std::uint32_t group = (std::uint32_t{data[i]} << 16) | (std::uint32_t{data[i + 1]} << 8) | data[i + 2];
-    out.push_back(kAlphabet[(group >> 18) & 0x3F]);
-    out.push_back(kAlphabet[(group >> 12) & 0x3F]);
-    out.push_back(kAlphabet[(group >> 6) & 0x3F]);
-    out.push_back(kAlphabet[group & 0x3F]);
+    std::memcpy(write, kPairs[group >> 12].data(), 2);
+    std::memcpy(write + 2, kPairs[group & 0xFFF].data(), 2);
   }
   const std::size_t rest = size - i;
   if (rest == 0) {
     return;
   }
   const std::uint32_t group = (std::uint32_t{data[i]} << 16) | (rest == 2 ? std::uint32_t{data[i + 1]} << 8 : 0U);
-  out.push_back(kAlphabet[(group >> 18) & 0x3F]);
-  out.push_back(kAlphabet[(group >> 12) & 0x3F]);
-  out.push_back(rest == 2 ? kAlphabet[(group >> 6) & 0x3F] : '=');
-  out.push_back('=');
+  write[0] = kAlphabet[(group >> 18) & 0x3F];
+  write[1] = kAlphabet[(group >> 12) & 0x3F];
+  write[2] = rest == 2 ? kAlphabet[(group >> 6) & 0x3F] : '=';
+  write[3] = '=';
+}
+
+std::size_t DecodeBase64Into(std::string_view text, std::uint8_t* out, Base64Form form) {
+  if (text.size() % 4 != 0) {
+    return kNotDecoded;
+  }
+  if (text.empty()) {
+    return 0;
+  }
+  const char* read = text.data();
+  std::uint8_t* write = out;
+  // Every group but the last is whole: four characters of the alphabet, three bytes.
+  for (const char* last = text.data() + text.size() - 4; read < last; read += 4, write += 3) {
+    const std::uint32_t a = SextetOf(read[0]);
+    const std::uint32_t b = SextetOf(read[1]);
+    const std::uint32_t c = SextetOf(read[2]);
+    const std::uint32_t d = SextetOf(read[3]);
+    // kNotBase64 is the only table entry with its top bits set.
+    if (((a | b | c | d) & 0xC0U) != 0) {
+      return kNotDecoded;
+    }
+    const std::uint32_t group = (a << 18) | (b << 12) | (c << 6) | d;
+    write[0] = static_cast<std::uint8_t>(group >> 16);
+    write[1] = static_cast<std::uint8_t>(group >> 8);
+    write[2] = static_cast<std::uint8_t>(group);
+  }
+  std::size_t padding = 0;
+  if (read[3] == '=') {
+    padding = read[2] == '=' ? 2 : 1;
+  }
+  std::uint32_t group = 0;
+  if (!DecodeGroup(read, 4 - padding, group)) {
+    return kNotDecoded;
+  }
+  // In canonical text the bits that padding leaves unused are zero, or two texts would give the
+  // same bytes.
+  if (form == Base64Form::kCanonical &&
+      ((padding == 1 && (group & 0xFFU) != 0) || (padding == 2 && (group & 0xFFFFU) != 0))) {
+    return kNotDecoded;
+  }
+  *write++ = static_cast<std::uint8_t>(group >> 16);
+  if (padding < 2) {
+    *write++ = static_cast<std::uint8_t>(group >> 8);
+  }
+  if (padding < 1) {
+    *write++ = static_cast<std::uint8_t>(group);
+  }
+  return static_cast<std::size_t>(write - out);
 }
 
 bool DecodeBase64(std::string_view text, std::vector<std::uint8_t>& bytes, Base64Form form) {
-  bytes.clear();
-  if (text.size() % 4 != 0) {
+  bytes.resize(text.size() / 4 * 3);
+  const std::size_t written = DecodeBase64Into(text, bytes.data(), form);
+  if (written == kNotDecoded) {
+    bytes.clear();
     return false;
   }
-  bytes.reserve(text.size() / 4 * 3);
-  for (std::size_t i = 0; i < text.size(); i += 4) {
-    const bool last = i + 4 == text.size();
-    std::size_t padding = 0;
-    if (last && text[i + 3] == '=') {
-      padding = text[i + 2] == '=' ? 2 : 1;
-    }
-    std::uint32_t group = 0;
-    for (std::size_t j = 0; j < 4 - padding; ++j) {
-      const std::uint8_t sextet = SextetOf(text[i + j]);
-      if (sextet == kNotBase64) {
-        return false;
-      }
-      group |= std::uint32_t{sextet} << (18 - 6 * j);
-    }
-    // In canonical text the bits that padding leaves unused are zero, or two texts would give
-    // the same bytes.
-    if (form == Base64Form::kCanonical &&
-        ((padding == 1 && (group & 0xFFU) != 0) || (padding == 2 && (group & 0xFFFFU) != 0))) {
-      return false;
-    }
-    bytes.push_back(static_cast<std::uint8_t>(group >> 16));
-    if (padding < 2) {
-      bytes.push_back(static_cast<std::uint8_t>(group >> 8));
-    }
-    if (padding < 1) {
-      bytes.push_back(static_cast<std::uint8_t>(group));
-    }
-  }
+  bytes.resize(written);
   return true;
 }
 

@@ -20,6 +20,12 @@ void AppendBase64(std::string& out, const std::uint8_t* data, std::size_t size);
 // bytes; for data that must write back unchanged.
 enum class Base64Form : std::uint8_t { kWellFormed, kCanonical };
 
+// DecodeBase64Into decodes `text` into `out`, which has room for text.size() / 4 * 3 bytes, and
+// returns the number of bytes written, or kNotDecoded for text that is not of the given form
+// (what was written before the fault is then meaningless).
+constexpr std::size_t kNotDecoded = static_cast<std::size_t>(-1);
+std::size_t DecodeBase64Into(std::string_view text, std::uint8_t* out, Base64Form form);
+
 // DecodeBase64 decodes `text` into `bytes`; false (with `bytes` unspecified) for anything that is
 // not of the given form: a stray character, a missing pad, a line break.
 bool DecodeBase64(std::string_view text, std::vector<std::uint8_t>& bytes, Base64Form form);

@@ -33,29 +33,39 @@ PxaResult RunCipher(const char* cipherName, const unsigned char* key, int keyLen
     return LastOpenSslResult();
   }
   const int encrypt = static_cast<int>(direction);
-  if (EVP_CipherInit_ex(ctx.get(), cipher, nullptr, nullptr, nullptr, encrypt) != 1) {
-    ctx.reset();
-    return LastOpenSslResult();
-  }
-  EVP_CIPHER_CTX_set_padding(ctx.get(), 1);
-  if (EVP_CIPHER_CTX_get_key_length(ctx.get()) != keyLen) {
-    return PXA_ERR_MISMATCHED_KEY;
-  }
-  if (EVP_CIPHER_CTX_get_iv_length(ctx.get()) != ivLen) {
-    return PXA_ERR_INVALID_IV_LEN;
-  }
-  // Nothing bounds the caller's buffer but the capacity it declares; refuse rather than overrun.
   const long long needed = static_cast<long long>(inLen) + (encrypt != 0 ? EVP_CIPHER_get_block_size(cipher) : 0);
-  if (key == nullptr || (ivLen > 0 && iv == nullptr) || inLen < 0 || (inLen > 0 && in == nullptr) || out == nullptr ||
-      capacity < needed) {
-    return PXA_ERR_INVALID_ARGUMENTS;
+  const bool argumentsFit = key != nullptr && (ivLen <= 0 || iv != nullptr) && inLen >= 0 &&
+                            (inLen <= 0 || in != nullptr) && out != nullptr && capacity >= needed;
+  // A call whose key, IV and buffers fit the cipher sets the cipher, key and IV up in one step.
+  // Any other call takes the two-step set-up, which reports the first misfit in the order
+  // callers have always seen (OpenSSL's own failure, then key, IV, arguments). A context holds
+  // the cipher's own key and IV lengths before a key is set, so both paths agree on what fits.
+  const bool lengthsFit = EVP_CIPHER_get_key_length(cipher) == keyLen && EVP_CIPHER_get_iv_length(cipher) == ivLen;
+  if (!lengthsFit || !argumentsFit) {
+    if (EVP_CipherInit_ex(ctx.get(), cipher, nullptr, nullptr, nullptr, encrypt) != 1) {
+      ctx.reset();
+      return LastOpenSslResult();
+    }
+    if (EVP_CIPHER_CTX_get_key_length(ctx.get()) != keyLen) {
+      return PXA_ERR_MISMATCHED_KEY;
+    }
+    if (EVP_CIPHER_CTX_get_iv_length(ctx.get()) != ivLen) {
+      return PXA_ERR_INVALID_IV_LEN;
+    }
+    if (!argumentsFit) {
+      return PXA_ERR_INVALID_ARGUMENTS;
+    }
   }
   int updateLen = 0;
   int finalLen = 0;
   static const unsigned char kNoInput = 0;
-  const bool ok = EVP_CipherInit_ex(ctx.get(), nullptr, nullptr, key, iv, encrypt) == 1 &&
-                  EVP_CipherUpdate(ctx.get(), out, &updateLen, in != nullptr ? in : &kNoInput, inLen) == 1 &&
-                  EVP_CipherFinal_ex(ctx.get(), out + updateLen, &finalLen) == 1;
+  bool ok = EVP_CipherInit_ex(ctx.get(), lengthsFit && argumentsFit ? cipher : nullptr, nullptr, key, iv, encrypt) == 1;
+  if (ok) {
+    // Stream modes have no padding to set; as before, the answer is not checked.
+    EVP_CIPHER_CTX_set_padding(ctx.get(), 1);
+  }
+  ok = ok && EVP_CipherUpdate(ctx.get(), out, &updateLen, in != nullptr ? in : &kNoInput, inLen) == 1 &&
+       EVP_CipherFinal_ex(ctx.get(), out + updateLen, &finalLen) == 1;
   ctx.reset();
   if (!ok) {
     outLen = updateLen;

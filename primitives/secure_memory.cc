@@ -1,6 +1,7 @@
 #include <qvcryptoservice/secure_block.h>
 
 #include "platform/locked_pages.h"
+#include "primitives/locked_pool.h"
 #include "primitives/secure_memory_hooks.h"
 
 #include <openssl/crypto.h>
@@ -38,10 +39,21 @@ void* LockedAllocatorBase::allocateBytes(std::size_t size) {
   if (size == 0) {
     return nullptr;
   }
+  if (size <= kLargestPooledBlock) {
+    // Pooled blocks were wiped when they went back, and fresh pool pages when they were taken.
+    void* block = TakePooledBlock(size);
+    if (block == nullptr) {
+      throw std::bad_alloc();
+    }
+    return block;
+  }
   void* pages = platform::AllocateLockedPages(size);
   // A block that does not hold what is written to it cannot be wiped either; refuse it rather
   // than hand out storage whose secrets might survive release.
   if (pages == nullptr || !SecureWipe(pages, size)) {
+    if (pages != nullptr) {
+      platform::ReleaseLockedPages(pages, size);
+    }
     throw std::bad_alloc();
   }
   return pages;
@@ -55,7 +67,11 @@ void LockedAllocatorBase::releaseBytes(void* data, std::size_t size) noexcept {
   if (g_releaseObserver != nullptr) {
     g_releaseObserver(data, size);
   }
-  platform::ReleaseLockedPages(data, size);
+  if (size <= kLargestPooledBlock) {
+    ReturnPooledBlock(data, size);
+  } else {
+    platform::ReleaseLockedPages(data, size);
+  }
 }
 
 }  // namespace QVCryptoService

@@ -18,17 +18,18 @@ QVCS_EXPORT bool SecureWipe(void* data, std::size_t length) noexcept;
 // LockedAllocatorBase is the untyped storage behind LockedAllocator.
 class QVCS_EXPORT LockedAllocatorBase {
  public:
-  // allocateBytes returns locked pages holding `size` bytes, or null for a size of 0. Throws
-  // std::bad_alloc when no locked storage could be had, so secrets never fall back to ordinary
-  // heap memory.
+  // allocateBytes returns locked storage holding `size` bytes (filled with 0xFF), or null for a
+  // size of 0. Throws std::bad_alloc when no locked storage could be had, so secrets never fall
+  // back to ordinary heap memory.
   static void* allocateBytes(std::size_t size);
-  // releaseBytes wipes the block (see SecureWipe), unlocks it and gives it back to the system.
+  // releaseBytes wipes the block (see SecureWipe) and gives it back: small blocks to a pool of
+  // locked pages kept for secrets, larger ones unlocked to the system.
   static void releaseBytes(void* data, std::size_t size) noexcept;
 };
 
-// LockedAllocator hands out page-allocated, locked memory that is wiped before it goes back to
-// the system. Every allocation is its own set of pages, so no secret shares a page with
-// ordinary heap data.
+// LockedAllocator hands out locked memory that is left out of core dumps and wiped before it is
+// released. Small blocks share pages set aside for secrets (never the general heap's); large
+// ones get pages of their own. No secret shares a page with ordinary heap data.
 template <typename T>
 class LockedAllocator : private LockedAllocatorBase {
  public:

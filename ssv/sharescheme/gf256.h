@@ -21,11 +21,17 @@ struct Gf256Lanes {
 // Gf256Load slices 32 bytes, byte i becoming element i.
 Gf256Lanes Gf256Load(std::span<const std::uint8_t, kGf256Lanes> bytes);
 
+// Gf256LoadHalf slices 16 bytes into lanes 0..15; lanes 16..31 hold zero.
+Gf256Lanes Gf256LoadHalf(std::span<const std::uint8_t, kGf256Lanes / 2> bytes);
 // Gf256Store writes the 32 elements back as bytes.
 void Gf256Store(const Gf256Lanes& lanes, std::span<std::uint8_t, kGf256Lanes> bytes);
 
 // Gf256Broadcast puts `value` in every element.
 Gf256Lanes Gf256Broadcast(std::uint8_t value);
+
+// Gf256LaneBroadcast puts the element of lane `lane` (a public index below kGf256Lanes) in every
+// lane, with the same word operations whatever the elements are.
+Gf256Lanes Gf256LaneBroadcast(const Gf256Lanes& lanes, std::size_t lane);
 
 // Gf256Add adds element-wise (XOR).
 Gf256Lanes Gf256Add(const Gf256Lanes& a, const Gf256Lanes& b);

@@ -48,26 +48,34 @@ bool CreateKeyShares(std::span<const std::uint8_t, kSharedKeySize> key,
   return true;
 }
 
+// The five Lagrange bases at zero depend on the x values only, so they are computed side by
+// side: numerator k in lane k, denominator k in lane 8 + k, so that each factor of all ten
+// products is one bit-sliced multiplication. Field arithmetic is exact, so the key is the one the
+// share-by-share order gives; unused lanes hold zero factors and end as zero.
 void CombineKeyShares(const std::array<KeyShareView, kKeyShareCount>& keyShares,
                       std::span<std::uint8_t, kSharedKeySize> key) {
-  std::array<Gf256Lanes, kKeyShareCount> xs;
-  for (std::size_t k = 0; k < kKeyShareCount; ++k) {
-    xs[k] = Gf256Broadcast(keyShares[k][0]);
+  constexpr std::size_t kDenominatorLane = 8;
+  static_assert(kDenominatorLane + kKeyShareCount <= kGf256Lanes / 2);
+  Gf256Lanes products = Gf256Broadcast(1);
+  for (std::size_t m = 0; m + 1 < kKeyShareCount; ++m) {
+    // Lane k takes the m-th share other than k: x_j, and beside it x_j - x_k (XOR).
+    std::array<std::uint8_t, kGf256Lanes / 2> factors{};
+    for (std::size_t k = 0; k < kKeyShareCount; ++k) {
+      const std::size_t j = m < k ? m : m + 1;
+      factors[k] = keyShares[j][0];
+      factors[kDenominatorLane + k] = static_cast<std::uint8_t>(keyShares[j][0] ^ keyShares[k][0]);
+    }
+    products = Gf256Multiply(products, Gf256LoadHalf(factors));
   }
+  // The inverted denominators move down into the numerators' lanes.
+  Gf256Lanes inverses = Gf256Inverse(products);
+  for (std::uint32_t& plane : inverses.bits) {
+    plane >>= kDenominatorLane;
+  }
+  const Gf256Lanes bases = Gf256Multiply(products, inverses);
   Gf256Lanes accumulated;
   for (std::size_t k = 0; k < kKeyShareCount; ++k) {
-    // Lagrange basis at zero: the product of x_j / (x_j - x_k) over the other shares; in this
-    // field subtraction is XOR.
-    Gf256Lanes numerator = Gf256Broadcast(1);
-    Gf256Lanes denominator = Gf256Broadcast(1);
-    for (std::size_t j = 0; j < kKeyShareCount; ++j) {
-      if (j != k) {
-        numerator = Gf256Multiply(numerator, xs[j]);
-        denominator = Gf256Multiply(denominator, Gf256Add(xs[j], xs[k]));
-      }
-    }
-    const Gf256Lanes basis = Gf256Multiply(numerator, Gf256Inverse(denominator));
-    Gf256Lanes term = Gf256Multiply(basis, Gf256Load(keyShares[k].subspan<1, kSharedKeySize>()));
+    Gf256Lanes term = Gf256Multiply(Gf256LaneBroadcast(bases, k), Gf256Load(keyShares[k].subspan<1, kSharedKeySize>()));
     accumulated = Gf256Add(accumulated, term);
     Gf256Wipe(term);
   }

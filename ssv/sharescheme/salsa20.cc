@@ -22,25 +22,33 @@ constexpr std::uint32_t kSigma3 = 0x6b206574;
 
 constexpr std::uint32_t Rotate(std::uint32_t value, int bits) { return (value << bits) | (value >> (32 - bits)); }
 
-// QuarterRound updates four words of the state; the callers pick columns, then rows.
-void QuarterRound(State& x, std::size_t a, std::size_t b, std::size_t c, std::size_t d) {
-  x[b] ^= Rotate(x[a] + x[d], 7);
-  x[c] ^= Rotate(x[b] + x[a], 9);
-  x[d] ^= Rotate(x[c] + x[b], 13);
-  x[a] ^= Rotate(x[d] + x[c], 18);
+// QuarterRound updates four words; the callers pick columns, then rows.
+inline void QuarterRound(std::uint32_t& a, std::uint32_t& b, std::uint32_t& c, std::uint32_t& d) {
+  b ^= Rotate(a + d, 7);
+  c ^= Rotate(b + a, 9);
+  d ^= Rotate(c + b, 13);
+  a ^= Rotate(d + c, 18);
 }
 
-void TwentyRounds(State& x) {
+// The sixteen words live in locals for the twenty rounds, so the compiler keeps them in
+// registers; indexing an array through a reference sent every word back to memory after each
+// step. Columns, then rows, ten times.
+void TwentyRounds(State& state) {
+  std::uint32_t x0 = state[0], x1 = state[1], x2 = state[2], x3 = state[3];
+  std::uint32_t x4 = state[4], x5 = state[5], x6 = state[6], x7 = state[7];
+  std::uint32_t x8 = state[8], x9 = state[9], x10 = state[10], x11 = state[11];
+  std::uint32_t x12 = state[12], x13 = state[13], x14 = state[14], x15 = state[15];
   for (int doubleRound = 0; doubleRound < 10; ++doubleRound) {
-    QuarterRound(x, 0, 4, 8, 12);
-    QuarterRound(x, 5, 9, 13, 1);
-    QuarterRound(x, 10, 14, 2, 6);
-    QuarterRound(x, 15, 3, 7, 11);
-    QuarterRound(x, 0, 1, 2, 3);
-    QuarterRound(x, 5, 6, 7, 4);
-    QuarterRound(x, 10, 11, 8, 9);
-    QuarterRound(x, 15, 12, 13, 14);
+    QuarterRound(x0, x4, x8, x12);
+    QuarterRound(x5, x9, x13, x1);
+    QuarterRound(x10, x14, x2, x6);
+    QuarterRound(x15, x3, x7, x11);
+    QuarterRound(x0, x1, x2, x3);
+    QuarterRound(x5, x6, x7, x4);
+    QuarterRound(x10, x11, x8, x9);
+    QuarterRound(x15, x12, x13, x14);
   }
+  state = {x0, x1, x2, x3, x4, x5, x6, x7, x8, x9, x10, x11, x12, x13, x14, x15};
 }
 
 // InitialState places the constant at words 0, 5, 10 and 15, the key around it, and the 16

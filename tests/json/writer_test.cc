@@ -104,6 +104,50 @@ INSTANTIATE_TEST_SUITE_P(
     }),
     CaseName());
 
+// The escape of every byte that needs one, wherever it falls in a long string: plain runs are
+// skipped eight bytes at a time, so positions around each eight-byte boundary matter.
+std::string EscapedOneByOne(const std::string& text) {
+  std::string quoted = "\"";
+  for (const char c : text) {
+    const auto byte = static_cast<unsigned char>(c);
+    const char* named = byte == '"'    ? "\\\""
+                        : byte == '\\' ? "\\\\"
+                        : byte == '\b' ? "\\b"
+                        : byte == '\f' ? "\\f"
+                        : byte == '\n' ? "\\n"
+                        : byte == '\r' ? "\\r"
+                        : byte == '\t' ? "\\t"
+                                       : nullptr;
+    if (named != nullptr) {
+      quoted += named;
+    } else if (byte < 0x20) {
+      static const char kHex[] = "0123456789abcdef";
+      quoted += std::string("\\u00") + kHex[byte >> 4] + kHex[byte & 0x0F];
+    } else {
+      quoted += c;
+    }
+  }
+  return quoted + "\"";
+}
+
+TEST(FastWriter, EscapesEveryByteThatNeedsItAtEveryPosition) {
+  const std::string specials = std::string("\"\\\b\f\n\r\t\x01\x1f", 9) + std::string(1, '\0');
+  for (const char special : specials) {
+    for (std::size_t length = 1; length <= 26; ++length) {
+      for (std::size_t at = 0; at < length; ++at) {
+        std::string text(length, 'a');
+        text[at] = special;
+        // Bytes just outside the escaped ranges stay as they are: 0x20, 0x21, 0x23, 0x5B, 0x5D, 0x7F, 0xFF.
+        text[(at + 3) % length] = text[(at + 3) % length] == 'a' ? static_cast<char>(0xFF) : text[(at + 3) % length];
+        text[(at + 5) % length] = text[(at + 5) % length] == 'a' ? '#' : text[(at + 5) % length];
+        text[(at + 7) % length] = text[(at + 7) % length] == 'a' ? ' ' : text[(at + 7) % length];
+        ASSERT_EQ(Compact(Value(text)), EscapedOneByOne(text))
+            << "byte " << int{special} << " at " << at << " of " << length;
+      }
+    }
+  }
+}
+
 TEST(FastWriter, EndsWithLineFeedByDefault) {
   EXPECT_EQ(zkJson::FastWriter().write(Object({{"v", 1}})), "{\"v\":1}\n");
   const std::unique_ptr<zkJson::Writer> writer = std::make_unique<zkJson::FastWriter>();

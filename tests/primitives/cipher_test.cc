@@ -68,6 +68,27 @@ INSTANTIATE_TEST_SUITE_P(OneShot, CipherCoreChecks,
                            return "Case" + std::to_string(param.index);
                          });
 
+// OpenSSL knows "bf-cbc" by name but only its legacy provider, not loaded here, can run it. Its
+// refusal comes first, whether or not the lengths fit: a caller with a wrong key length learns
+// that the cipher cannot run at all before learning about the key.
+TEST(CipherCore, CipherThatCannotRunIsReportedBeforeLengths) {
+  if (EVPGetCipherKeyLength("bf-cbc") != 16) {
+    GTEST_SKIP() << "this OpenSSL does not know bf-cbc by name";
+  }
+  std::array<unsigned char, 32> key{};
+  std::array<unsigned char, 16> iv{};
+  const std::array<unsigned char, 16> in{};
+  std::array<unsigned char, 64> out{};
+  for (const int keyLen : {16, 5}) {
+    int outLen = static_cast<int>(out.size());
+    const PxaResult result = EVPEncrypt("bf-cbc", key.data(), keyLen, iv.data(), 8, in.data(), 16, out.data(), outLen);
+    if (result == PXA_OK) {
+      GTEST_SKIP() << "the legacy provider is loaded; bf-cbc runs";
+    }
+    EXPECT_EQ(result >> 32, 2U) << "key length " << keyLen << ": expected OpenSSL's own refusal, got " << result;
+  }
+}
+
 TEST(CipherCore, EncryptNeedsRoomForPaddingBlock) {
   const std::array<unsigned char, 32> key{};
   std::array<unsigned char, 16> iv{};

@@ -54,6 +54,25 @@ TEST(Gf256, LoadAndStoreKeepEveryByteInItsLane) {
   }
 }
 
+TEST(Gf256, LoadHalfFillsTheFirstSixteenLanesAndClearsTheRest) {
+  const auto bytes = Progression(201, 89);
+  const auto stored = Stored(Gf256LoadHalf(std::span<const std::uint8_t, kGf256Lanes / 2>(bytes.data(), 16)));
+  for (std::size_t i = 0; i < kGf256Lanes; ++i) {
+    EXPECT_EQ(stored[i], i < 16 ? bytes[i] : 0) << "lane " << i;
+  }
+}
+
+TEST(Gf256, LaneBroadcastCopiesOneLaneToAll) {
+  const auto bytes = Progression(7, 37);
+  const auto lanes = Gf256Load(std::span<const std::uint8_t, kGf256Lanes>(bytes.data(), kGf256Lanes));
+  for (std::size_t lane = 0; lane < kGf256Lanes; ++lane) {
+    const auto spread = Stored(Gf256LaneBroadcast(lanes, lane));
+    for (std::size_t i = 0; i < kGf256Lanes; ++i) {
+      ASSERT_EQ(spread[i], bytes[lane]) << "lane " << lane << " into lane " << i;
+    }
+  }
+}
+
 TEST(Gf256, BroadcastFillsEveryLane) {
   for (unsigned value = 0; value < 256; ++value) {
     const auto bytes = Stored(Gf256Broadcast(static_cast<std::uint8_t>(value)));
