@@ -100,8 +100,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
                        "the component id is the record's first 32 bytes");
   if (recovered == QVCryptoService::KS_SUCCESS) {
     fuzzsupport::Require(secrets.size() == 5, "five group secrets");
-    fuzzsupport::Require(std::all_of(secrets.begin(), secrets.end(), [](const std::string& s) { return s.size() == 32; }),
-                         "every group secret has 32 bytes");
+    fuzzsupport::Require(
+        std::all_of(secrets.begin(), secrets.end(), [](const std::string& s) { return s.size() == 32; }),
+        "every group secret has 32 bytes");
     fuzzsupport::Require(IndexBytesNameEverySlotOnce(record), "a record that recombines names every slot once");
   } else {
     fuzzsupport::Require(recovered == QVCryptoService::KS_ERR_INVALID_SSV_DATA && secrets.size() < 5,

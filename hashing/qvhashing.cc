@@ -2,8 +2,8 @@
 #include <qvcryptoservice/qvhashing.h>
 
 #include "frame/result_compose.h"
-#include "primitives/secret_string.h"
 #include "primitives/ossl_ptr.h"
+#include "primitives/secret_string.h"
 
 #include <openssl/crypto.h>
 #include <openssl/evp.h>

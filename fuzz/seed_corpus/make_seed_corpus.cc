@@ -47,7 +47,8 @@ void MakeLoaderCorpus(const fs::path& directory) {
   const std::string& root = fuzzsupport::UseTemporaryMachineRoot();
   fuzzsupport::Require(QVCryptoService::QVSSVCrypto::generateSSV(root, true) == QVCryptoService::KS_SUCCESS,
                        "an SSV is generated");
-  const std::vector<std::uint8_t> record = Read(fs::path(root) / "registry" / "SOFTWARE" / "Classes" / "SSV" / "SSV_Data");
+  const std::vector<std::uint8_t> record =
+      Read(fs::path(root) / "registry" / "SOFTWARE" / "Classes" / "SSV" / "SSV_Data");
   fuzzsupport::Require(record.size() == 2883, "the stored record has 2883 bytes");
   Write(directory / "staging_file", LoaderInput(0, record));
   Write(directory / "current_location", LoaderInput(6, record));
@@ -60,8 +61,7 @@ void MakeLoaderCorpus(const fs::path& directory) {
 
 void MakeShareCorpus(const fs::path& directory) {
   std::array<std::uint8_t, ss::kShareMessageSize> message{};
-  fuzzsupport::Require(QVCryptoService::platform::FillSystemRandom(message.data(), message.size()),
-                       "a random message");
+  fuzzsupport::Require(QVCryptoService::platform::FillSystemRandom(message.data(), message.size()), "a random message");
   std::vector<std::uint8_t> shares(ss::kShareCount * ss::kShareSize);
   fuzzsupport::Require(ss::CreateShares(message, std::span<std::uint8_t, ss::kShareCount * ss::kShareSize>(shares),
                                         &QVCryptoService::platform::FillSystemRandom),

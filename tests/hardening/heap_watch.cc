@@ -198,7 +198,9 @@ void* operator new(std::size_t size) {
   return payload;
 }
 void* operator new[](std::size_t size) { return operator new(size); }
-void* operator new(std::size_t size, const std::nothrow_t&) noexcept { return heapwatch::Allocate(size == 0 ? 1 : size, false); }
+void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
+  return heapwatch::Allocate(size == 0 ? 1 : size, false);
+}
 void* operator new[](std::size_t size, const std::nothrow_t&) noexcept {
   return heapwatch::Allocate(size == 0 ? 1 : size, false);
 }

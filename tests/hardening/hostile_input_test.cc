@@ -129,7 +129,8 @@ std::vector<Subject> Subjects() {
                    PXA_ERR_CORRUPTED_DATA);
          EXPECT_EQ(plainLength, 77U) << "plainLength touched on failure";
        }},
-      {"QVCrypto::isQVCrypto", true, [](const Hostile& in) { EXPECT_FALSE(CryptoEngine()->isQVCrypto(in.serialized)); }},
+      {"QVCrypto::isQVCrypto", true,
+       [](const Hostile& in) { EXPECT_FALSE(CryptoEngine()->isQVCrypto(in.serialized)); }},
       {"DeserialzeCipherData", true,
        [](const Hostile& in) {
          CipherMeta_t meta;

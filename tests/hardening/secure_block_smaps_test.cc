@@ -81,8 +81,8 @@ std::optional<Mapping> MappingOf(const void* address) {
 // with the privilege to exceed it.
 bool ProcessMayLockMemory() {
   const long pageSize = ::sysconf(_SC_PAGESIZE);
-  void* page = ::mmap(nullptr, static_cast<std::size_t>(pageSize), PROT_READ | PROT_WRITE,
-                      MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+  void* page =
+      ::mmap(nullptr, static_cast<std::size_t>(pageSize), PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
   if (page == MAP_FAILED) {
     return false;
   }
@@ -121,9 +121,10 @@ TEST_P(SecureBlockPages, AreLeftOutOfCoreDumpsAndLockedWhenLockingIsAllowed) {
     }
   }
   if (!mayLock) {
-    std::printf("note: a page this process locks does not show as locked (RLIMIT_MEMLOCK %llu bytes, or a "
-                "sanitizer runtime that makes mlock a no-op); only the core dump exclusion was checked\n",
-                static_cast<unsigned long long>(limit.rlim_cur));
+    std::printf(
+        "note: a page this process locks does not show as locked (RLIMIT_MEMLOCK %llu bytes, or a "
+        "sanitizer runtime that makes mlock a no-op); only the core dump exclusion was checked\n",
+        static_cast<unsigned long long>(limit.rlim_cur));
   }
 }
 

@@ -105,26 +105,25 @@ TEST_P(StoreFaultMatrix, StoreHoldsOneWholeRecordAndTheErrorIsTheDocumentedOne) 
 
   char row[200];
   std::snprintf(row, sizeof row, "| %s | %s | %s record, complete | %s | %d |", c.step, ErrorName(c.error),
-                holdsOld ? "old" : "new", loaded == KS_SUCCESS ? "loads, recombines" : "FAILS",
-                static_cast<int>(code));
+                holdsOld ? "old" : "new", loaded == KS_SUCCESS ? "loads, recombines" : "FAILS", static_cast<int>(code));
   MatrixRows().push_back(row);
 }
 
 INSTANTIATE_TEST_SUITE_P(
     EveryStep, StoreFaultMatrix,
-    testing::Values(
-        FaultCase{"create", Step::kCreateTemporary, EACCES, Holds::kOldRecord, KS_ERR_NO_SSV_PERMISSION},
-        FaultCase{"create", Step::kCreateTemporary, ENOSPC, Holds::kOldRecord, KS_ERR_RESERVED_13},
-        FaultCase{"write", Step::kWrite, EPERM, Holds::kOldRecord, KS_ERR_NO_SSV_PERMISSION},
-        FaultCase{"write", Step::kWrite, ENOSPC, Holds::kOldRecord, KS_ERR_RESERVED_13},
-        FaultCase{"sync", Step::kSyncFile, EIO, Holds::kOldRecord, KS_ERR_RESERVED_13},
-        FaultCase{"sync", Step::kSyncFile, EACCES, Holds::kOldRecord, KS_ERR_NO_SSV_PERMISSION},
-        FaultCase{"close", Step::kClose, EIO, Holds::kOldRecord, KS_ERR_RESERVED_13},
-        FaultCase{"rename", Step::kRename, EACCES, Holds::kOldRecord, KS_ERR_NO_SSV_PERMISSION},
-        FaultCase{"rename", Step::kRename, EBUSY, Holds::kOldRecord, KS_ERR_RESERVED_13},
-        // The rename has happened: the new record is in place, but not known to be durable.
-        FaultCase{"directory sync", Step::kSyncDirectory, EIO, Holds::kNewRecord, KS_ERR_RESERVED_13},
-        FaultCase{"directory sync", Step::kSyncDirectory, EACCES, Holds::kNewRecord, KS_ERR_NO_SSV_PERMISSION}),
+    testing::Values(FaultCase{"create", Step::kCreateTemporary, EACCES, Holds::kOldRecord, KS_ERR_NO_SSV_PERMISSION},
+                    FaultCase{"create", Step::kCreateTemporary, ENOSPC, Holds::kOldRecord, KS_ERR_RESERVED_13},
+                    FaultCase{"write", Step::kWrite, EPERM, Holds::kOldRecord, KS_ERR_NO_SSV_PERMISSION},
+                    FaultCase{"write", Step::kWrite, ENOSPC, Holds::kOldRecord, KS_ERR_RESERVED_13},
+                    FaultCase{"sync", Step::kSyncFile, EIO, Holds::kOldRecord, KS_ERR_RESERVED_13},
+                    FaultCase{"sync", Step::kSyncFile, EACCES, Holds::kOldRecord, KS_ERR_NO_SSV_PERMISSION},
+                    FaultCase{"close", Step::kClose, EIO, Holds::kOldRecord, KS_ERR_RESERVED_13},
+                    FaultCase{"rename", Step::kRename, EACCES, Holds::kOldRecord, KS_ERR_NO_SSV_PERMISSION},
+                    FaultCase{"rename", Step::kRename, EBUSY, Holds::kOldRecord, KS_ERR_RESERVED_13},
+                    // The rename has happened: the new record is in place, but not known to be durable.
+                    FaultCase{"directory sync", Step::kSyncDirectory, EIO, Holds::kNewRecord, KS_ERR_RESERVED_13},
+                    FaultCase{"directory sync", Step::kSyncDirectory, EACCES, Holds::kNewRecord,
+                              KS_ERR_NO_SSV_PERMISSION}),
     [](const testing::TestParamInfo<FaultCase>& param) {
       std::string name = std::string(param.param.step) + "_" + ErrorName(param.param.error);
       for (char& ch : name) {
