@@ -4,6 +4,7 @@
 #include <qvcryptoservice/qvcrypto_c.h>
 
 #include "platform/task_memory.h"
+#include "primitives/secret_string.h"
 
 #include <algorithm>
 #include <cstring>
@@ -35,9 +36,10 @@ uint8_t QVPBEncrypt(const char* plain, char** cipherText, const char* password) 
   if (plain == nullptr || password == nullptr) {
     return 0;
   }
+  std::string passwordText(password);
+  const QVCryptoService::WipeOnExit wipePassword(passwordText);
   std::string text;
-  if (QVCryptoService::EncryptWithPassword(std::string(plain), std::string(password), text) !=
-      QVCryptoService::PXA_OK) {
+  if (QVCryptoService::EncryptWithPassword(std::string(plain), passwordText, text) != QVCryptoService::PXA_OK) {
     text.clear();
   }
   return HandOver(text, cipherText) ? 1 : 0;
@@ -48,10 +50,12 @@ uint8_t QVPBDecrypt(const char* cipherText, char** plain, const char* password) 
     return 0;
   }
   const std::string serialized(cipherText);
+  std::string passwordText(password);
+  const QVCryptoService::WipeOnExit wipePassword(passwordText);
   std::string text;
   if (!serialized.empty()) {
     QVCryptoService::SecureBlock block;
-    if (QVCryptoService::DecryptWithPassword(serialized, std::string(password), block) == QVCryptoService::PXA_OK) {
+    if (QVCryptoService::DecryptWithPassword(serialized, passwordText, block) == QVCryptoService::PXA_OK) {
       text.assign(block.begin(), block.end());
     }
   }

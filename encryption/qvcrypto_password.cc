@@ -3,6 +3,8 @@
 #include <qvcryptoservice/primitives.h>
 #include <qvcryptoservice/qvcrypto.h>
 
+#include "primitives/secret_string.h"
+
 #include "encryption/cipher_steps.h"
 
 #include <openssl/rand.h>
@@ -23,6 +25,7 @@ constexpr const char* kDigestName = "sha256";
 
 PxaResult QVCrypto::PBEncrypt(std::string cipherName, std::string password, const std::uint8_t* plain,
                               std::size_t length, CipherMeta_t& meta, std::vector<std::uint8_t>& cipherText) const {
+  const WipeOnExit wipePassword(password);
   const int keyLength = EVPGetCipherKeyLength(cipherName.c_str());
   if (keyLength < 0) {
     return PXA_ERR_UNSUPPORTED_CIPHER;
@@ -51,6 +54,7 @@ PxaResult QVCrypto::PBEncrypt(std::string cipherName, std::string password, cons
 
 PxaResult QVCrypto::PBEncrypt(std::string cipherName, std::string password, SecureBlock plain,
                               std::string& cipherText) const {
+  const WipeOnExit wipePassword(password);
   CipherMeta_t meta;
   std::vector<std::uint8_t> bytes;
   const PxaResult result =
@@ -63,6 +67,7 @@ PxaResult QVCrypto::PBEncrypt(std::string cipherName, std::string password, Secu
 
 PxaResult QVCrypto::PBDecrypt(std::string cipherName, std::string password, std::string cipherText,
                               SecureBlock& plain) const {
+  const WipeOnExit wipePassword(password);
   return DecryptSerializedText(
       std::move(cipherText), plain,
       [&](const CipherMeta_t& meta, const std::uint8_t* bytes, std::size_t length, std::uint8_t* out,
@@ -72,6 +77,7 @@ PxaResult QVCrypto::PBDecrypt(std::string cipherName, std::string password, std:
 PxaResult QVCrypto::PBDecrypt(std::string cipherName, std::string password, const CipherMeta_t& meta,
                               const std::uint8_t* cipherText, std::size_t length, std::uint8_t* out,
                               std::size_t& outLength) const {
+  const WipeOnExit wipePassword(password);
   if (meta.cipherName != cipherName || meta.iv.empty() || meta.iterations <= 0) {
     return PXA_ERR_META_INCOMPATIBLE;
   }

@@ -1,13 +1,18 @@
 #pragma once
 
-// What the fuzz targets share: a silent logger and the check that stops a run.
+// What the fuzz targets share: a silent logger, the check that stops a run and a machine root
+// of their own.
 
 #include <qvcryptoservice/logger.h>
 
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
 #include <memory>
 #include <string>
+#include <system_error>
+
+#include <stdlib.h>
 
 namespace fuzzsupport {
 
@@ -26,6 +31,25 @@ inline void Require(bool holds, const char* what) {
     std::fprintf(stderr, "invariant broken: %s\n", what);
     std::abort();
   }
+}
+
+// UseTemporaryMachineRoot points the library at a new empty machine root below the temporary
+// directory, removed again when the process exits, so that no machine's real SSV is touched.
+// Returns its path.
+inline const std::string& UseTemporaryMachineRoot() {
+  static std::string root;
+  if (!root.empty()) {
+    return root;
+  }
+  std::string pattern = (std::filesystem::temp_directory_path() / "qvcs-fuzz-root-XXXXXX").string();
+  Require(mkdtemp(pattern.data()) != nullptr, "a temporary machine root can be made");
+  root = pattern;
+  std::atexit([] {
+    std::error_code ignored;
+    std::filesystem::remove_all(root, ignored);
+  });
+  Require(setenv("QVCRYPTO_MACHINE_ROOT", root.c_str(), 1) == 0, "the machine root can be set");
+  return root;
 }
 
 }  // namespace fuzzsupport

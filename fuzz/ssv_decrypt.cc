@@ -9,24 +9,9 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
-#include <filesystem>
-#include <memory>
 #include <string>
 
-#include <stdlib.h>
-
 namespace {
-
-std::string& MachineRoot() {
-  static std::string root;
-  return root;
-}
-
-void RemoveMachineRoot() {
-  std::error_code ignored;
-  std::filesystem::remove_all(MachineRoot(), ignored);
-}
 
 QVCryptoService::QVSSVCrypto& Engine() {
   static QVCryptoService::QVSSVCrypto engine;
@@ -35,15 +20,10 @@ QVCryptoService::QVSSVCrypto& Engine() {
 
 }  // namespace
 
-// Every run gets its own machine root with a fresh SSV, so no machine's real secret is touched.
 extern "C" int LLVMFuzzerInitialize(int*, char***) {
   fuzzsupport::SilenceLibraryLog();
-  std::string pattern = (std::filesystem::temp_directory_path() / "qvcs-fuzz-ssv-XXXXXX").string();
-  fuzzsupport::Require(mkdtemp(pattern.data()) != nullptr, "a temporary machine root can be made");
-  MachineRoot() = pattern;
-  std::atexit(RemoveMachineRoot);
-  fuzzsupport::Require(setenv("QVCRYPTO_MACHINE_ROOT", pattern.c_str(), 1) == 0, "the machine root can be set");
-  fuzzsupport::Require(QVCryptoService::QVSSVCrypto::generateSSV(pattern, false) == QVCryptoService::KS_SUCCESS,
+  const std::string& root = fuzzsupport::UseTemporaryMachineRoot();
+  fuzzsupport::Require(QVCryptoService::QVSSVCrypto::generateSSV(root, false) == QVCryptoService::KS_SUCCESS,
                        "an SSV is generated");
   // Without a working SSV every input would stop at the first check and the fuzzer would learn
   // nothing about decryption.

@@ -3,6 +3,7 @@
 
 #include "frame/result_compose.h"
 #include "primitives/ossl_ptr.h"
+#include "primitives/secret_string.h"
 
 #include <openssl/crypto.h>
 #include <openssl/evp.h>
@@ -169,6 +170,7 @@ PxaResult QVHashing::generateDerivedKey(const std::string& digestName, const std
 }
 
 PxaResult QVHashing::generatePasswordHash(std::string digestName, std::string password, HashingData_t& record) const {
+  const WipeOnExit wipePassword(password);
   std::array<std::uint8_t, kSaltLength> salt{};
   (void)RAND_bytes(salt.data(), kSaltLength);
   std::array<std::uint8_t, kOutputLength> hash{};
@@ -187,6 +189,7 @@ PxaResult QVHashing::generatePasswordHash(std::string digestName, std::string pa
 }
 
 bool QVHashing::validatePasswordHash(std::string digestName, std::string password, const HashingData_t& record) const {
+  const WipeOnExit wipePassword(password);
   if (digestName != record.digestName || record.iterations <= 0) {
     return false;
   }
@@ -239,6 +242,7 @@ bool QVHashing::validateCheckSum(std::string digestName, const std::uint8_t* dat
 }
 
 PxaResult QVHashing::generatePasswordHash(std::string digestName, std::string password, std::string& serialized) const {
+  const WipeOnExit wipePassword(password);
   HashingData_t record;
   const PxaResult result = generatePasswordHash(std::move(digestName), std::move(password), record);
   if (result == PXA_OK) {
@@ -249,6 +253,7 @@ PxaResult QVHashing::generatePasswordHash(std::string digestName, std::string pa
 
 bool QVHashing::validatePasswordHash(std::string digestName, std::string password,
                                      const std::string& serialized) const {
+  const WipeOnExit wipePassword(password);
   HashingData_t record;
   return DeserializeHashingData(record, serialized) &&
          validatePasswordHash(std::move(digestName), std::move(password), record);

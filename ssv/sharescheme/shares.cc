@@ -1,11 +1,11 @@
 #include "ssv/sharescheme/shares.h"
 
+#include "ssv/sharescheme/constant_time.h"
 #include "ssv/sharescheme/secretbox.h"
 
 #include <qvcryptoservice/secure_block.h>
 
 #include <algorithm>
-#include <cstring>
 
 namespace QVCryptoService::sharescheme {
 
@@ -48,9 +48,10 @@ bool CreateShares(std::span<const std::uint8_t, kShareMessageSize> message,
 
 int CombineShares(const std::array<ShareView, kShareCount>& shares,
                   std::span<std::uint8_t, kShareMessageSize> message) {
-  // The boxes are public; only the key shares are secret, so an early exit here leaks nothing.
+  // The boxes hold the tag; they are compared without an early exit like every tag, with the
+  // answer an ordinary comparison would give.
   for (std::size_t k = 1; k < kShareCount; ++k) {
-    if (std::memcmp(shares[k].data() + kShareBoxOffset, shares[0].data() + kShareBoxOffset, kShareBoxSize) != 0) {
+    if (!EqualBytes(shares[k].data() + kShareBoxOffset, shares[0].data() + kShareBoxOffset, kShareBoxSize)) {
       return -1;
     }
   }

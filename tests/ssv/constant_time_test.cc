@@ -9,6 +9,7 @@
 #include "ssv/sharescheme/poly1305.h"
 #include "ssv/sharescheme/salsa20.h"
 #include "ssv/sharescheme/secretbox.h"
+#include "tests/ssv/gf256_reference.h"
 #include "tests/ssv/random_bytes.h"
 
 #include <gtest/gtest.h>
@@ -109,6 +110,57 @@ TEST(ConstantTime, StreamAuthenticatorAndTagComparison) {
   Public(differs);
   EXPECT_TRUE(matches);
   EXPECT_TRUE(differs);
+}
+
+// Canaries: arithmetic that leaks on purpose, to show that the check above can fail. They pass
+// when run plainly; under memcheck each must be reported (expect_memcheck_error.sh runs them).
+// A multiply that branches on the bits of a secret factor. The count of taken branches is
+// volatile so that the optimiser cannot turn the branch into a select (it does with the plain
+// reference multiply, which then passes the check).
+volatile unsigned g_branchesTaken = 0;
+
+std::uint8_t BranchyMultiply(std::uint8_t a, std::uint8_t b) {
+  unsigned product = 0;
+  unsigned shifted = a;
+  for (int bit = 0; bit < 8; ++bit) {
+    if ((b >> bit) & 1U) {
+      product ^= shifted;
+      g_branchesTaken = g_branchesTaken + 1;
+    }
+    shifted <<= 1;
+    shifted ^= 0x11BU & (0U - (shifted >> 8));
+  }
+  return static_cast<std::uint8_t>(product);
+}
+
+TEST(ConstantTimeCanary, BranchOnSecretBits) {
+  std::uint8_t a = 0x57;
+  std::uint8_t b = 0x83;
+  Secret(a);
+  Secret(b);
+  std::uint8_t product = BranchyMultiply(a, b);
+  Public(product);
+  EXPECT_EQ(product, 0xC1);
+}
+
+// A multiply through log and exponent tables, indexed by secret elements.
+TEST(ConstantTimeCanary, TableIndexedBySecret) {
+  std::array<std::uint8_t, 256> exponent{};
+  std::array<std::uint8_t, 256> logarithm{};
+  std::uint8_t power = 1;
+  for (std::size_t i = 0; i < 255; ++i) {
+    exponent[i] = power;
+    logarithm[power] = static_cast<std::uint8_t>(i);
+    power = testsupport::ReferenceMultiply(power, 3);
+  }
+  std::uint8_t a = 0x57;
+  std::uint8_t b = 0x83;
+  Secret(a);
+  Secret(b);
+  const std::size_t index = (static_cast<std::size_t>(logarithm[a]) + logarithm[b]) % 255;
+  std::uint8_t product = exponent[index];
+  Public(product);
+  EXPECT_EQ(product, 0xC1);
 }
 
 }  // namespace
