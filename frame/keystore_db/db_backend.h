@@ -68,7 +68,8 @@ class DbBackend {
 // OpenSqlite opens (creating when absent) the database file at `path`, waiting up to
 // `busyTimeoutMs` for another process's lock. Null with `error` set when it cannot.
 std::unique_ptr<DbBackend> OpenSqlite(const std::string& path, int busyTimeoutMs, std::string& error);
-// OpenPostgres connects with a libpq connection string. Null with `error` set when it cannot.
-std::unique_ptr<DbBackend> OpenPostgres(const std::string& connection, std::string& error);
+// OpenPostgres connects with a libpq connection string; a row lock held by another session is
+// waited for up to `lockTimeoutMs`. Null with `error` set when it cannot connect.
+std::unique_ptr<DbBackend> OpenPostgres(const std::string& connection, int lockTimeoutMs, std::string& error);
 
 }  // namespace QVCryptoService::keystore_db

@@ -102,18 +102,10 @@ bool ParseConfig(const zkJson::Value& value, KeystoreConfig& config, std::string
     } else {
       parsed.sqlitePath = DefaultSqlitePath();
     }
-    if (value.isMember("busyTimeoutMs")) {
-      const zkJson::Value& timeout = value["busyTimeoutMs"];
-      if (!timeout.isInt64() || timeout.asInt64() < 0 || timeout.asInt64() > kMaxBusyTimeoutMs) {
-        error = "\"busyTimeoutMs\" must be an integer from 0 to 600000";
-        return false;
-      }
-      parsed.busyTimeoutMs = static_cast<int>(timeout.asInt64());
-    }
   } else if (backend == "postgresql") {
     parsed.backend = BackendKind::kPostgres;
-    if (value.isMember("path") || value.isMember("busyTimeoutMs")) {
-      error = "\"path\" and \"busyTimeoutMs\" are for the \"sqlite\" backend";
+    if (value.isMember("path")) {
+      error = "\"path\" is for the \"sqlite\" backend";
       return false;
     }
     if (!NonEmptyString(value, "connection", parsed.connection, error)) {
@@ -122,6 +114,14 @@ bool ParseConfig(const zkJson::Value& value, KeystoreConfig& config, std::string
   } else {
     error = "\"backend\" must be \"sqlite\" or \"postgresql\"";
     return false;
+  }
+  if (value.isMember("busyTimeoutMs")) {
+    const zkJson::Value& timeout = value["busyTimeoutMs"];
+    if (!timeout.isInt64() || timeout.asInt64() < 0 || timeout.asInt64() > kMaxBusyTimeoutMs) {
+      error = "\"busyTimeoutMs\" must be an integer from 0 to 600000";
+      return false;
+    }
+    parsed.busyTimeoutMs = static_cast<int>(timeout.asInt64());
   }
   if (!value.isMember("masterKey")) {
     error = "\"masterKey\" is missing";

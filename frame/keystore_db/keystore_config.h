@@ -23,6 +23,7 @@ struct KeystoreConfig {
   BackendKind backend = BackendKind::kSqlite;
   std::string sqlitePath;  // resolved: the default path when the configuration names none
   std::string connection;  // libpq connection string
+  // How long a change waits for another writer's lock before it gives up with a database error.
   int busyTimeoutMs = 5000;
   MasterKeySource masterKeySource = MasterKeySource::kSsv;
   std::string masterKeyLocation;  // file path or variable name

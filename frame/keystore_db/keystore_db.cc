@@ -199,7 +199,7 @@ std::int32_t QVKeystoreDb::Impl::Initialize(const zkJson::Value& value) {
     }
     db = OpenSqlite(config.sqlitePath, config.busyTimeoutMs, error);
   } else {
-    db = OpenPostgres(config.connection, error);
+    db = OpenPostgres(config.connection, config.busyTimeoutMs, error);
   }
   if (!db) {
     return KS_ERR_DATABASE;

@@ -55,7 +55,17 @@ bool DecodeBytea(const char* text, std::size_t length, std::string& bytes) {
 
 class PostgresBackend final : public DbBackend {
  public:
-  explicit PostgresBackend(ConnectionPtr connection) : connection_(std::move(connection)) {}
+  PostgresBackend(ConnectionPtr connection, int lockTimeoutMs)
+      : connection_(std::move(connection)), lockTimeoutMs_(lockTimeoutMs) {}
+
+  // Configure applies the session's settings; again after every reconnection, which loses them.
+  DbStatus Configure() {
+    (void)PQsetNoticeProcessor(connection_.get(), IgnoreNotice, nullptr);
+    // Zero would mean "wait for ever" to the server, unlike the SQLite busy timeout.
+    const int timeout = lockTimeoutMs_ > 0 ? lockTimeoutMs_ : 1;
+    return Execute("SELECT set_config('lock_timeout', $1, false)", {DbParam::Text(std::to_string(timeout))},
+                   nullptr);
+  }
 
   DbStatus Begin(bool /*forWrite*/) override {
     // Writers lock the rows they read (SELECT ... FOR UPDATE) and the unique key catches two
@@ -65,6 +75,9 @@ class PostgresBackend final : public DbBackend {
       if (PQstatus(connection_.get()) != CONNECTION_OK) {
         lastError_ = PQerrorMessage(connection_.get());
         return DbStatus::kUnavailable;
+      }
+      if (const DbStatus status = Configure(); status != DbStatus::kOk) {
+        return status;
       }
     }
     return Execute("BEGIN", {}, nullptr);
@@ -172,21 +185,27 @@ class PostgresBackend final : public DbBackend {
     if (code == "40001" || code == "40P01") {  // serialization_failure, deadlock_detected
       return DbStatus::kRetry;
     }
-    // Connection exceptions, shutdowns and "cannot connect now": the server is not there.
-    if (code.substr(0, 2) == "08" || code.substr(0, 3) == "57P" || code == "53300") {
+    // Connection exceptions, shutdowns, "too many connections" and a lock not granted in time:
+    // the database cannot serve the change now.
+    if (code.substr(0, 2) == "08" || code.substr(0, 3) == "57P" || code == "53300" || code == "55P03") {
       return DbStatus::kUnavailable;
     }
     return DbStatus::kError;
   }
 
   ConnectionPtr connection_;
+  int lockTimeoutMs_;
   std::string lastError_;
 };
 
 }  // namespace
 
-std::unique_ptr<DbBackend> OpenPostgres(const std::string& connection, std::string& error) {
-  ConnectionPtr handle(PQconnectdb(connection.c_str()));
+std::unique_ptr<DbBackend> OpenPostgres(const std::string& connection, int lockTimeoutMs, std::string& error) {
+  // A server that does not answer must not hold the caller forever; a timeout in the caller's
+  // own string comes later and wins. Connection URIs take no such prefix.
+  const bool isUri = connection.rfind("postgres://", 0) == 0 || connection.rfind("postgresql://", 0) == 0;
+  const std::string withTimeout = isUri ? connection : "connect_timeout=10 " + connection;
+  ConnectionPtr handle(PQconnectdb(withTimeout.c_str()));
   if (!handle) {
     error = "out of memory";
     return nullptr;
@@ -195,8 +214,12 @@ std::unique_ptr<DbBackend> OpenPostgres(const std::string& connection, std::stri
     error = PQerrorMessage(handle.get());
     return nullptr;
   }
-  (void)PQsetNoticeProcessor(handle.get(), IgnoreNotice, nullptr);
-  return std::make_unique<PostgresBackend>(std::move(handle));
+  auto backend = std::make_unique<PostgresBackend>(std::move(handle), lockTimeoutMs);
+  if (backend->Configure() != DbStatus::kOk) {
+    error = backend->LastError();
+    return nullptr;
+  }
+  return backend;
 }
 
 }  // namespace QVCryptoService::keystore_db

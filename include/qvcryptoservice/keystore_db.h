@@ -33,7 +33,9 @@ struct QVKeyDescription {
 // initialize takes a JSON object:
 //   {"backend": "sqlite", "path": FILE,                       (optional; default
 //                                                              <machine root>/keystore/keystore.db)
-//    "busyTimeoutMs": N,                                      (optional; 5000)
+//    "busyTimeoutMs": N,                                      (optional, either backend; how long a
+//                                                              change waits for another writer's
+//                                                              lock; 5000)
 //    "masterKey": {"source": "ssv"}}                          (a random master key kept in the
 //                                                              database under this machine's SSV)
 //   {"backend": "postgresql", "connection": "host=... dbname=...",

@@ -7,6 +7,8 @@
 #include <openssl/rand.h>
 #include <sqlite3.h>
 
+#include <unistd.h>
+
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
@@ -228,6 +230,31 @@ void KeystoreDbTest::SetWrapped(const std::string& name, int version, const std:
   const std::string literal = GetParam() == Backend::kSqlite ? "X'" + Hex(raw) + "'" : "'\\x" + Hex(raw) + "'::bytea";
   Sql("UPDATE qvks_keys SET wrapped = " + literal + " WHERE name = $1 AND version = " + std::to_string(version),
       {name});
+}
+
+bool KeystoreDbTest::LockAndWait(const std::string& statements, int lockedSignal, int releaseWait) const {
+  const auto signalAndWait = [&] {
+    char byte = 'l';
+    if (write(lockedSignal, &byte, 1) != 1) {
+      return false;
+    }
+    while (read(releaseWait, &byte, 1) > 0) {
+    }
+    return true;
+  };
+  if (GetParam() == Backend::kSqlite) {
+    sqlite3* raw = nullptr;
+    const bool opened = sqlite3_open(sqlitePath_.c_str(), &raw) == SQLITE_OK;
+    const std::unique_ptr<sqlite3, SqliteCloser> db(raw);
+    return opened && sqlite3_exec(db.get(), statements.c_str(), nullptr, nullptr, nullptr) == SQLITE_OK &&
+           signalAndWait();
+  }
+  const std::unique_ptr<PGconn, PgCloser> handle(PQconnectdb(connection_.c_str()));
+  if (PQstatus(handle.get()) != CONNECTION_OK) {
+    return false;
+  }
+  const std::unique_ptr<PGresult, PgResultClearer> result(PQexec(handle.get(), statements.c_str()));
+  return PQresultStatus(result.get()) == PGRES_TUPLES_OK && signalAndWait();
 }
 
 }  // namespace keystoredbtest

@@ -52,6 +52,9 @@ class KeystoreDbTest : public testing::TestWithParam<Backend> {
   // SetWrapped replaces a row's stored material.
   void SetWrapped(const std::string& name, int version, const std::string& bytes) const;
   std::string Wrapped(const std::string& name, int version) const;
+  // LockAndWait runs `statements` on a connection of its own, writes one byte to `lockedSignal`
+  // and keeps the connection (and its locks) until `releaseWait` reaches end of file.
+  bool LockAndWait(const std::string& statements, int lockedSignal, int releaseWait) const;
 
   // Connection string of this test's PostgreSQL database; path of its SQLite file.
   std::string connection_;

@@ -285,6 +285,39 @@ TEST_P(ProcessTest, ADatabaseThatIsDownGivesDatabaseErrorAndLosesNothing) {
   EXPECT_EQ(keys, (std::vector<QVKeyListEntry>{{"k", 1}, {"k", 2}}));
 }
 
+// Another writer holding the key's rows: the change waits for busyTimeoutMs, then gives up
+// with a database error instead of hanging, and goes through once the lock is gone.
+TEST_P(ProcessTest, AChangeGivesUpOnALockHeldPastTheTimeout) {
+  zkJson::Value config = Config();
+  config["busyTimeoutMs"] = 300;
+  QVKeystoreDb keystore;
+  ASSERT_EQ(keystore.initialize(config), KS_SUCCESS);
+  ASSERT_EQ(keystore.createKey("k"), KS_SUCCESS);
+  int holding[2];
+  int release[2];
+  ASSERT_EQ(pipe(holding), 0);
+  ASSERT_EQ(pipe(release), 0);
+  const pid_t holder = Child([&] {
+    close(holding[0]);
+    close(release[1]);
+    std::string lockStatement = GetParam() == Backend::kSqlite
+                                    ? "BEGIN EXCLUSIVE"
+                                    : "BEGIN; SELECT * FROM qvks_keys WHERE name = 'k' FOR UPDATE";
+    const bool locked = LockAndWait(lockStatement, holding[1], release[0]);
+    return locked ? 0 : 1;
+  });
+  close(holding[1]);
+  close(release[0]);
+  char byte = 0;
+  ASSERT_EQ(read(holding[0], &byte, 1), 1) << "the lock holder did not start";
+  EXPECT_EQ(keystore.reKey("k"), KS_ERR_DATABASE);
+  close(release[1]);
+  EXPECT_EQ(ExitCode(holder), 0);
+  close(holding[0]);
+  EXPECT_EQ(keystore.reKey("k"), KS_SUCCESS);
+  EXPECT_EQ(Sql("SELECT count(*) FROM qvks_keys")[0][0], "2");
+}
+
 INSTANTIATE_TEST_SUITE_P(Backends, ProcessTest, testing::Values(Backend::kSqlite, Backend::kPostgres), BackendName);
 
 }  // namespace
