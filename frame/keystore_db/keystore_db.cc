@@ -313,13 +313,18 @@ std::int32_t QVKeystoreDb::Impl::Rotate(const std::string& name, std::optional<s
     return Wrap(masterKey_, pending);
   });
   if (code == KS_SUCCESS) {
-    for (auto& [version, stored] : keys_[name]) {
+    const auto named = keys_.find(name);
+    if (named == keys_.end()) {
+      (void)RefreshLocked();  // rotated a key this keystore had not loaded yet
+      return code;
+    }
+    for (auto& [version, stored] : named->second) {
       if (stored.state == kStateActive || stored.state == kStatePreActive) {
         stored.state = kStateDeactivated;
         stored.deactivatedAt = now;
       }
     }
-    keys_[name][row.version] = row;
+    named->second[row.version] = row;
   } else if (code == KS_ERR_KEY_VERSION_EXISTS) {
     // Another process rotated first: serve its version from now on.
     (void)RefreshLocked();
@@ -338,7 +343,12 @@ std::int32_t QVKeystoreDb::Impl::Destroy(const std::string& name, std::int32_t v
   const std::int64_t now = Now();
   const EQVKeystoreCode code = table_->Destroy(name, version, now);
   if (code == KS_SUCCESS) {
-    for (auto& [number, stored] : keys_[name]) {
+    const auto named = keys_.find(name);
+    if (named == keys_.end()) {
+      (void)RefreshLocked();  // destroyed a key this keystore had not loaded yet
+      return code;
+    }
+    for (auto& [number, stored] : named->second) {
       if ((version == 0 || number == version) && stored.state != kStateDestroyed) {
         stored.state = kStateDestroyed;
         stored.wrapped.clear();

@@ -45,9 +45,9 @@ struct QVKeyDescription {
 // nothing created.
 //
 // Keys are read into memory at initialize and by refreshKeys (still wrapped; each getKey
-// unwraps one version into the caller's SecureBlock). A rotation made by another process is
-// seen after refreshKeys; the encryption engine calls it by itself when a text names a version
-// it has not seen. Every change is one database transaction. Any database failure gives
+// unwraps one version into the caller's SecureBlock). A rotation, retirement or destruction made
+// by another process is seen after refreshKeys (until then this process serves what it loaded);
+// the encryption engine calls it by itself when a text names a version it has not seen. Every change is one database transaction. Any database failure gives
 // KS_ERR_DATABASE and changes nothing. Safe for concurrent use by many threads.
 class QVKSDB_EXPORT QVKeystoreDb : public IQVKeyStore {
  public:

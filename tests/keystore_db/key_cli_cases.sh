@@ -119,6 +119,12 @@ case_lifecycle() {
 }
 
 case_usage() {
+  for command in "key create" "key rotate" "key list" "key retire" "key destroy" rewrap; do
+    # shellcheck disable=SC2086
+    expect_success "$empty" $command --help
+    grep -q "^usage: qvcrypto $command" "$work/out" || fail "'$command --help' printed no usage line"
+    grep -q -- "--keystore-config FILE: use the database keystore" "$work/out" || fail "'$command --help' lacks the configuration"
+  done
   while IFS='|' read -r pattern args; do
     # shellcheck disable=SC2086
     expect_failure 2 "$pattern" "$empty" $args

@@ -219,6 +219,26 @@ TEST_P(OperationsTest, AHandSealedRowOpensToItsKey) {
   EXPECT_EQ(std::vector<std::uint8_t>(opened.begin(), opened.end()), key);
 }
 
+TEST_P(OperationsTest, KeysMadeByAnotherKeystoreCanBeRotatedAndDestroyedWithoutARefresh) {
+  auto first = Open();
+  auto second = Open();
+  ASSERT_EQ(second->createKey("elsewhere"), KS_SUCCESS);
+  ASSERT_EQ(second->createKey("gone"), KS_SUCCESS);
+  ASSERT_EQ(first->reKey("elsewhere", 1), KS_SUCCESS);
+  SecureBlock key;
+  QVKeyControlData ctl;
+  ASSERT_EQ(first->getKey("elsewhere", key, ctl, 1), KS_SUCCESS);
+  EXPECT_EQ(ctl.state, 3);
+  ASSERT_EQ(first->getKey("elsewhere", key, ctl, 0), KS_SUCCESS);
+  EXPECT_EQ(ctl.version, 2);
+  ASSERT_EQ(first->destroyKey("gone", 0), KS_SUCCESS);
+  EXPECT_EQ(first->getKey("gone", key, ctl, 1), KS_ERR_KEY_VERSION_NOT_FOUND);
+  // The other keystore still holds what it loaded until it refreshes.
+  ASSERT_EQ(second->getKey("gone", key, ctl, 1), KS_SUCCESS);
+  ASSERT_EQ(second->refreshKeys(false), KS_SUCCESS);
+  EXPECT_EQ(second->getKey("gone", key, ctl, 1), KS_ERR_KEY_VERSION_NOT_FOUND);
+}
+
 TEST_P(OperationsTest, OperationsBeforeInitializeAnswerDatabaseError) {
   QVKeystoreDb keystore;
   SecureBlock key;
