@@ -67,6 +67,7 @@ CONF
           umask 077
           printf 'host=127.0.0.1 port=%s user=postgres password=%s dbname=postgres connect_timeout=5\n' \
             "$port" "$password" >"$state/conninfo"
+          echo "$("$bindir/postgres" --version) listening on 127.0.0.1:$port, data in $data/cluster"
           exit 0
         fi
       fi
