@@ -9,8 +9,8 @@ namespace qvcrypto {
 
 namespace {
 
-constexpr std::array<std::string_view, 4> kValueOptions = {"--machine-root", "--keystore", "--password-file",
-                                                           "--password-env"};
+constexpr std::array<std::string_view, 6> kValueOptions = {"--machine-root",  "--keystore",         "--password-file",
+                                                           "--password-env",  "--keystore-config", "--algorithm"};
 constexpr std::array<std::string_view, 6> kFlags = {"--force", "--binary",  "--password-prompt",
                                                     "--help",  "--version", "--verbose"};
 

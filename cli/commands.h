@@ -16,6 +16,7 @@ int RunSsvDecrypt(const Invocation& invocation);
 
 int RunEncrypt(const Invocation& invocation);
 int RunDecrypt(const Invocation& invocation);
+int RunRewrap(const Invocation& invocation);
 
 int RunHashDigest(const Invocation& invocation);
 int RunHashChecksum(const Invocation& invocation);

@@ -3,9 +3,14 @@
 #include "cli/password.h"
 #include "cli/tool.h"
 
+#include <qvcryptoservice/cipher_meta.h>
 #include <qvcryptoservice/encryption_functions.h>
+#include <qvcryptoservice/qvcrypto.h>
+#include <qvcryptoservice/qvpax.h>
 
+#include <cstdio>
 #include <string>
+#include <vector>
 
 namespace qvcrypto {
 
@@ -61,6 +66,37 @@ int RunDecrypt(const Invocation& invocation) {
     FailedResult(withPassword ? "decrypt" : "decrypt with keystore \"" + keystore + "\"", result);
   }
   WriteStandardOutput(plain.data(), plain.size());
+  return kExitOk;
+}
+
+int RunRewrap(const Invocation& invocation) {
+  const std::string keystore = KeystoreName(invocation);
+  const std::string cipherText = ReadTextArgument(CommandArgument(invocation, 0), "cipher text");
+  CipherMeta_t meta;
+  std::vector<std::uint8_t> bytes;
+  if (!DeserialzeCipherData(cipherText, meta, bytes)) {
+    FailedResult("rewrap", PXA_ERR_CORRUPTED_DATA);
+  }
+  if (meta.keyName.empty()) {
+    Failed("rewrap: the text was encrypted with a password, not with a keystore key");
+  }
+  // The same cipher and key name as the old text; only the key version moves to the current one.
+  const auto engine = QVpax::getInstance()->CryptoIntrf();
+  const std::string oldVersion = meta.keyName + " version " + std::to_string(meta.keyVersion);
+  SecureBlock plain;
+  PxaResult result = engine->decrypt(keystore, meta.cipherName, meta.keyName, cipherText, plain);
+  if (result != PXA_OK) {
+    FailedResult("rewrap: cannot decrypt with " + oldVersion, result);
+  }
+  std::string rewrapped;
+  result = engine->encrypt(keystore, meta.cipherName, meta.keyName, std::move(plain), rewrapped);
+  if (result != PXA_OK) {
+    FailedResult("rewrap: cannot encrypt with the current version of " + meta.keyName, result);
+  }
+  CipherMeta_t newMeta;
+  (void)DeserialzeCipherData(rewrapped, newMeta, bytes);
+  WriteStandardOutput(rewrapped + "\n");
+  std::fprintf(stderr, "qvcrypto: rewrap: %s -> version %d\n", oldVersion.c_str(), newMeta.keyVersion);
   return kExitOk;
 }
 

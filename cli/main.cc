@@ -2,6 +2,7 @@
 // to standard output; messages go to standard error. Every operation is a call into the library.
 
 #include "cli/arguments.h"
+#include "cli/command_table.h"
 #include "cli/commands.h"
 #include "cli/console.h"
 #include "cli/tool.h"
@@ -27,16 +28,6 @@ namespace {
 
 constexpr std::string_view kVersion = "1.0.0";
 
-struct Command {
-  std::vector<std::string_view> path;
-  std::string_view synopsis;
-  std::string_view summary;
-  std::vector<std::string_view> options;
-  std::size_t minArguments;
-  std::size_t maxArguments;
-  int (*run)(const Invocation&);
-};
-
 const std::vector<std::string_view> kPasswordOptions = {"--password-file", "--password-env", "--password-prompt"};
 
 std::vector<std::string_view> WithPassword(std::vector<std::string_view> options) {
@@ -44,8 +35,8 @@ std::vector<std::string_view> WithPassword(std::vector<std::string_view> options
   return options;
 }
 
-const std::vector<Command>& Commands() {
-  static const std::vector<Command> commands = {
+std::vector<Command> BaseCommands() {
+  return {
       {{"ssv", "init"},
        "ssv init [--force]",
        "make this machine's SSV (kept when one exists, replaced with --force); prints the component id",
@@ -75,19 +66,27 @@ const std::vector<Command>& Commands() {
        0,
        RunSsvDecrypt},
       {{"encrypt"},
-       "encrypt [--keystore NAME | PASSWORD OPTION] < plain > text",
+       "encrypt [--keystore NAME] [--keystore-config FILE] | [PASSWORD OPTION] < plain > text",
        "encrypt with the keystore's key (default \"ZKSystem\") or with a password (aes-256-cbc)",
-       WithPassword({"--keystore"}),
+       WithPassword({"--keystore", "--keystore-config"}),
        0,
        0,
        RunEncrypt},
       {{"decrypt"},
-       "decrypt [--keystore NAME | PASSWORD OPTION] < text > plain",
+       "decrypt [--keystore NAME] [--keystore-config FILE] | [PASSWORD OPTION] < text > plain",
        "decrypt what 'encrypt' made",
-       WithPassword({"--keystore"}),
+       WithPassword({"--keystore", "--keystore-config"}),
        0,
        0,
        RunDecrypt},
+      {{"rewrap"},
+       "rewrap [--keystore NAME] [--keystore-config FILE] [TEXT] > text",
+       "re-encrypt a keystore text under the current version of its key (the same plain text, never printed), "
+       "so that older versions can be retired; the text on stdin when not given",
+       {"--keystore", "--keystore-config"},
+       0,
+       1,
+       RunRewrap},
       {{"hash", "digest"}, "hash digest < data", "salted SHA-256 record of the data", {}, 0, 0, RunHashDigest},
       {{"hash", "checksum"},
        "hash checksum < data",
@@ -132,16 +131,16 @@ const std::vector<Command>& Commands() {
        1,
        RunVerifyPassword},
       {{"hmac", "sign"},
-       "hmac sign < data",
+       "hmac sign [--keystore-config FILE] < data",
        "HMAC-SHA256 record keyed by the \"ZKSystem\" keystore",
-       {},
+       {"--keystore-config"},
        0,
        0,
        RunHmacSign},
       {{"hmac", "verify"},
-       "hmac verify RECORD < data",
+       "hmac verify RECORD [--keystore-config FILE] < data",
        "exit 0 when the data matches the HMAC record, 1 if not",
-       {},
+       {"--keystore-config"},
        1,
        1,
        RunHmacVerify},
@@ -167,6 +166,15 @@ const std::vector<Command>& Commands() {
        0,
        RunSelftest},
   };
+}
+
+const std::vector<Command>& Commands() {
+  static const std::vector<Command> commands = [] {
+    std::vector<Command> all = BaseCommands();
+    const std::vector<Command>& keys = KeyCommands();
+    all.insert(all.end(), keys.begin(), keys.end());
+    return all;
+  }();
   return commands;
 }
 
@@ -180,6 +188,12 @@ void PrintHelp(const Command* only) {
       text +=
           "\nPASSWORD OPTION: --password-file F (its first line), --password-env VAR, or --password-prompt\n"
           "(asks on the terminal without echo; the default for password commands). Never on the command line.\n";
+    }
+    if (std::find(only->options.begin(), only->options.end(), "--keystore-config") != only->options.end()) {
+      text +=
+          "\n--keystore-config FILE: use the database keystore that FILE configures, registered as \"ZKSystem\"\n"
+          "(JSON: {\"backend\": \"sqlite\", \"path\": F} or {\"backend\": \"postgresql\", \"connection\": S},\n"
+          "with \"masterKey\": {\"source\": \"ssv\"} or {\"source\": \"host\", \"file\": F | \"env\": VAR}).\n";
     }
   } else {
     text = "usage: qvcrypto [--machine-root DIR] [--verbose] COMMAND [ARGS]\n\ncommands:\n";
@@ -297,6 +311,9 @@ int Run(int argc, const char* const* argv) {
   }
   (void)InitLibrary();
   (void)SetKeystore("ZKSystem", std::make_shared<QVKeystoreStatic>());
+  if (const std::string* file = invocation.Value("--keystore-config")) {
+    UseKeystoreConfig(*file);
+  }
   return command->run(invocation);
 }
 

@@ -1,0 +1,299 @@
+#include "frame/keystore_db/key_table.h"
+
+#include "frame/keystore_db/schema.h"
+
+#include <algorithm>
+#include <charconv>
+#include <limits>
+
+namespace QVCryptoService::keystore_db {
+namespace {
+
+// A serialization failure or deadlock is the database asking to run the change again; a few
+// attempts settle any realistic contention.
+constexpr int kAttempts = 5;
+
+template <typename Number>
+bool ParseNumber(const DbCell& cell, Number& number) {
+  if (cell.null) {
+    return false;
+  }
+  const char* end = cell.bytes.data() + cell.bytes.size();
+  const auto [stop, error] = std::from_chars(cell.bytes.data(), end, number);
+  return error == std::errc() && stop == end;
+}
+
+bool ParseKeyRow(const DbRow& row, StoredKey& key) {
+  if (row.size() != 9 || row[0].null || row[3].null) {
+    return false;
+  }
+  key.name = row[0].bytes;
+  key.algorithm = row[3].bytes;
+  key.wrapped = row[8].null ? std::string() : row[8].bytes;
+  return ParseNumber(row[1], key.version) && ParseNumber(row[2], key.state) && ParseNumber(row[4], key.keyLength) &&
+         ParseNumber(row[5], key.usageMask) && ParseNumber(row[6], key.createdAt) &&
+         ParseNumber(row[7], key.deactivatedAt);
+}
+
+EQVKeystoreCode CodeOf(DbStatus status) {
+  return status == DbStatus::kCorrupt ? KS_ERR_CORRUPTED : KS_ERR_DATABASE;
+}
+
+}  // namespace
+
+EQVKeystoreCode KeyTable::Transaction(bool forWrite, std::optional<EQVKeystoreCode> onConflict,
+                                      const std::function<DbStatus(EQVKeystoreCode&)>& body) {
+  for (int attempt = 0; attempt < kAttempts; ++attempt) {
+    DbStatus status = db_.Begin(forWrite);
+    EQVKeystoreCode outcome = KS_SUCCESS;
+    if (status == DbStatus::kOk) {
+      status = body(outcome);
+    }
+    if (status == DbStatus::kOk && outcome != KS_SUCCESS) {
+      db_.Rollback();
+      return outcome;
+    }
+    if (status == DbStatus::kOk) {
+      status = db_.Commit();
+      if (status == DbStatus::kOk) {
+        return KS_SUCCESS;
+      }
+    }
+    db_.Rollback();
+    if (status == DbStatus::kConflict && onConflict) {
+      return *onConflict;
+    }
+    if (status != DbStatus::kRetry && status != DbStatus::kConflict) {
+      return CodeOf(status);
+    }
+  }
+  return KS_ERR_DATABASE;
+}
+
+EQVKeystoreCode KeyTable::CreateSchema() {
+  // Two processes creating the tables at once may collide in the catalogue: the next attempt
+  // finds them made.
+  return Transaction(true, std::nullopt, [this](EQVKeystoreCode&) {
+    for (const std::string& statement : SchemaStatements(db_.BytesType())) {
+      if (const DbStatus status = db_.Execute(statement, {}, nullptr); status != DbStatus::kOk) {
+        return status;
+      }
+    }
+    return DbStatus::kOk;
+  });
+}
+
+EQVKeystoreCode KeyTable::LoadAll(std::vector<StoredKey>& keys) {
+  std::vector<StoredKey> loaded;
+  const EQVKeystoreCode code = Transaction(false, KS_ERR_DATABASE, [&](EQVKeystoreCode& outcome) {
+    loaded.clear();
+    std::vector<DbRow> rows;
+    const DbStatus status = db_.Execute(kSelectAllKeys, {}, &rows);
+    if (status != DbStatus::kOk) {
+      return status;
+    }
+    for (const DbRow& row : rows) {
+      StoredKey key;
+      if (!ParseKeyRow(row, key)) {
+        outcome = KS_ERR_CORRUPTED;
+        break;
+      }
+      loaded.push_back(std::move(key));
+    }
+    return DbStatus::kOk;
+  });
+  if (code == KS_SUCCESS) {
+    keys = std::move(loaded);
+  }
+  return code;
+}
+
+EQVKeystoreCode KeyTable::ReadMeta(const std::vector<std::string>& items,
+                                   std::vector<std::optional<std::string>>& values) {
+  std::vector<std::optional<std::string>> found(items.size());
+  const EQVKeystoreCode code = Transaction(false, KS_ERR_DATABASE, [&](EQVKeystoreCode&) {
+    for (std::size_t index = 0; index < items.size(); ++index) {
+      std::vector<DbRow> rows;
+      const DbStatus status = db_.Execute(kSelectMeta, {DbParam::Text(items[index])}, &rows);
+      if (status != DbStatus::kOk) {
+        return status;
+      }
+      found[index] = rows.empty() || rows[0].empty() || rows[0][0].null
+                         ? std::nullopt
+                         : std::optional<std::string>(rows[0][0].bytes);
+    }
+    return DbStatus::kOk;
+  });
+  if (code == KS_SUCCESS) {
+    values = std::move(found);
+  }
+  return code;
+}
+
+EQVKeystoreCode KeyTable::InsertMetaIfAbsent(const std::vector<std::pair<std::string, std::string>>& items) {
+  return Transaction(true, KS_ERR_DATABASE, [&](EQVKeystoreCode&) {
+    for (const auto& [item, value] : items) {
+      const DbStatus status = db_.Execute(kInsertMetaIfAbsent, {DbParam::Text(item), DbParam::Blob(value)}, nullptr);
+      if (status != DbStatus::kOk) {
+        return status;
+      }
+    }
+    return DbStatus::kOk;
+  });
+}
+
+DbStatus KeyTable::LockedVersions(const std::string& name, std::vector<VersionInfo>& versions) {
+  versions.clear();
+  std::vector<DbRow> rows;
+  const std::string sql = std::string(kSelectVersionsForUpdate) + std::string(db_.RowLockClause());
+  const DbStatus status = db_.Execute(sql, {DbParam::Text(name)}, &rows);
+  if (status != DbStatus::kOk) {
+    return status;
+  }
+  for (const DbRow& row : rows) {
+    VersionInfo info{};
+    if (row.size() != 5 || !ParseNumber(row[0], info.version) || !ParseNumber(row[1], info.state) || row[2].null ||
+        !ParseNumber(row[3], info.keyLength) || !ParseNumber(row[4], info.usageMask)) {
+      return DbStatus::kCorrupt;
+    }
+    info.algorithm = row[2].bytes;
+    versions.push_back(std::move(info));
+  }
+  std::sort(versions.begin(), versions.end(),
+            [](const VersionInfo& a, const VersionInfo& b) { return a.version < b.version; });
+  return DbStatus::kOk;
+}
+
+namespace {
+
+DbStatus InsertRow(DbBackend& db, const StoredKey& row) {
+  return db.Execute(kInsertKey,
+                    {DbParam::Text(row.name), DbParam::Int(row.version), DbParam::Int(row.state),
+                     DbParam::Text(row.algorithm), DbParam::Int(row.keyLength), DbParam::Int(row.usageMask),
+                     DbParam::Int(row.createdAt), DbParam::Blob(row.wrapped)},
+                    nullptr);
+}
+
+}  // namespace
+
+EQVKeystoreCode KeyTable::CreateFirst(StoredKey& row, const MakeWrapped& wrap) {
+  return Transaction(true, KS_ERR_KEY_EXISTS, [&](EQVKeystoreCode& outcome) {
+    std::vector<VersionInfo> versions;
+    if (const DbStatus status = LockedVersions(row.name, versions); status != DbStatus::kOk) {
+      return status;
+    }
+    if (std::any_of(versions.begin(), versions.end(),
+                    [](const VersionInfo& info) { return info.state != kStateDestroyed; })) {
+      outcome = KS_ERR_KEY_EXISTS;
+      return DbStatus::kOk;
+    }
+    row.version = versions.empty() ? 1 : versions.back().version + 1;
+    row.state = kStateActive;
+    row.deactivatedAt = 0;
+    std::optional<std::string> wrapped = wrap(row);
+    if (!wrapped) {
+      outcome = KS_ERR_UNSPECIFIED;
+      return DbStatus::kOk;
+    }
+    row.wrapped = std::move(*wrapped);
+    return InsertRow(db_, row);
+  });
+}
+
+EQVKeystoreCode KeyTable::Rotate(const std::string& name, std::int32_t expectedVersion, std::int64_t now,
+                                 StoredKey& row, const MakeWrapped& wrap) {
+  return Transaction(true, KS_ERR_KEY_VERSION_EXISTS, [&](EQVKeystoreCode& outcome) {
+    std::vector<VersionInfo> versions;
+    if (const DbStatus status = LockedVersions(name, versions); status != DbStatus::kOk) {
+      return status;
+    }
+    if (versions.empty()) {
+      outcome = KS_ERR_KEY_NOT_FOUND;
+      return DbStatus::kOk;
+    }
+    const VersionInfo& newest = versions.back();
+    if (newest.version != expectedVersion) {
+      outcome = KS_ERR_KEY_VERSION_EXISTS;
+      return DbStatus::kOk;
+    }
+    if (newest.version == std::numeric_limits<std::int32_t>::max()) {
+      outcome = KS_ERR_INVALID_PARAMETERS;
+      return DbStatus::kOk;
+    }
+    row.name = name;
+    row.version = newest.version + 1;
+    row.state = kStateActive;
+    row.algorithm = newest.algorithm;
+    row.keyLength = newest.keyLength;
+    row.usageMask = newest.usageMask;
+    row.createdAt = now;
+    row.deactivatedAt = 0;
+    std::optional<std::string> wrapped = wrap(row);
+    if (!wrapped) {
+      outcome = KS_ERR_UNSPECIFIED;
+      return DbStatus::kOk;
+    }
+    row.wrapped = std::move(*wrapped);
+    if (const DbStatus status = db_.Execute(kDeactivateActive, {DbParam::Text(name), DbParam::Int(now)}, nullptr);
+        status != DbStatus::kOk) {
+      return status;
+    }
+    return InsertRow(db_, row);
+  });
+}
+
+EQVKeystoreCode KeyTable::Destroy(const std::string& name, std::int32_t version, std::int64_t now) {
+  return Transaction(true, KS_ERR_DATABASE, [&](EQVKeystoreCode& outcome) {
+    std::vector<VersionInfo> versions;
+    if (const DbStatus status = LockedVersions(name, versions); status != DbStatus::kOk) {
+      return status;
+    }
+    if (versions.empty()) {
+      outcome = KS_ERR_KEY_NOT_FOUND;
+      return DbStatus::kOk;
+    }
+    bool destroyedAny = false;
+    for (const VersionInfo& info : versions) {
+      if ((version == 0 || info.version == version) && info.state != kStateDestroyed) {
+        const DbStatus status = db_.Execute(
+            kDestroyVersion, {DbParam::Text(name), DbParam::Int(info.version), DbParam::Int(now)}, nullptr);
+        if (status != DbStatus::kOk) {
+          return status;
+        }
+        destroyedAny = true;
+      }
+    }
+    if (!destroyedAny) {
+      outcome = KS_ERR_KEY_VERSION_NOT_FOUND;
+    }
+    return DbStatus::kOk;
+  });
+}
+
+EQVKeystoreCode KeyTable::Retire(const std::string& name, std::int32_t version, std::int64_t now) {
+  return Transaction(true, KS_ERR_DATABASE, [&](EQVKeystoreCode& outcome) {
+    std::vector<VersionInfo> versions;
+    if (const DbStatus status = LockedVersions(name, versions); status != DbStatus::kOk) {
+      return status;
+    }
+    if (versions.empty()) {
+      outcome = KS_ERR_KEY_NOT_FOUND;
+      return DbStatus::kOk;
+    }
+    const auto target = std::find_if(versions.begin(), versions.end(), [version](const VersionInfo& info) {
+      return version == 0 ? info.state == kStateActive : info.version == version;
+    });
+    if (target == versions.end() || target->state == kStateDestroyed) {
+      outcome = KS_ERR_KEY_VERSION_NOT_FOUND;
+      return DbStatus::kOk;
+    }
+    if (target->state != kStateActive && target->state != kStatePreActive) {
+      outcome = KS_ERR_INVALID_PARAMETERS;
+      return DbStatus::kOk;
+    }
+    return db_.Execute(kDeactivateVersion, {DbParam::Text(name), DbParam::Int(target->version), DbParam::Int(now)},
+                       nullptr);
+  });
+}
+
+}  // namespace QVCryptoService::keystore_db

@@ -1,0 +1,86 @@
+#pragma once
+
+// The keystore's rows and the transactions that change them. Each public operation is one
+// database transaction (retried when the database asks for it) and reports an EQVKeystoreCode:
+// KS_ERR_DATABASE for any failure of the database, in which case nothing was changed.
+
+#include "frame/keystore_db/db_backend.h"
+
+#include <qvcryptoservice/result.h>
+
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace QVCryptoService::keystore_db {
+
+inline constexpr std::int32_t kStatePreActive = 1;
+inline constexpr std::int32_t kStateActive = 2;
+inline constexpr std::int32_t kStateDeactivated = 3;
+inline constexpr std::int32_t kStateCompromised = 4;
+inline constexpr std::int32_t kStateDestroyed = 5;
+
+// StoredKey is one row of qvks_keys; `wrapped` is empty once the version is destroyed.
+struct StoredKey {
+  std::string name;
+  std::int32_t version = 0;
+  std::int32_t state = 0;
+  std::string algorithm;
+  std::int32_t keyLength = 0;
+  std::int32_t usageMask = 0;
+  std::int64_t createdAt = 0;
+  std::int64_t deactivatedAt = 0;
+  std::string wrapped;
+};
+
+// MakeWrapped returns the wrapped material for a new row (its version is only known inside the
+// transaction), or nothing when wrapping failed.
+using MakeWrapped = std::function<std::optional<std::string>(const StoredKey& row)>;
+
+class KeyTable {
+ public:
+  explicit KeyTable(DbBackend& db) : db_(db) {}
+
+  EQVKeystoreCode CreateSchema();
+  EQVKeystoreCode LoadAll(std::vector<StoredKey>& keys);
+  // ReadMeta reads the listed items; a missing item is left empty.
+  EQVKeystoreCode ReadMeta(const std::vector<std::string>& items, std::vector<std::optional<std::string>>& values);
+  // InsertMetaIfAbsent stores items that are not there yet, all in one transaction; items that
+  // exist keep their value.
+  EQVKeystoreCode InsertMetaIfAbsent(const std::vector<std::pair<std::string, std::string>>& items);
+
+  // CreateFirst adds the first live version of `row.name` (number: one past any destroyed
+  // ones), active. KS_ERR_KEY_EXISTS when a version that is not destroyed exists.
+  EQVKeystoreCode CreateFirst(StoredKey& row, const MakeWrapped& wrap);
+  // Rotate adds version expected + 1 as the active one and deactivates the active version, if
+  // the newest version is still `expectedVersion`; else KS_ERR_KEY_VERSION_EXISTS.
+  EQVKeystoreCode Rotate(const std::string& name, std::int32_t expectedVersion, std::int64_t now, StoredKey& row,
+                         const MakeWrapped& wrap);
+  // Destroy erases one version's material, or every live version's for version 0.
+  EQVKeystoreCode Destroy(const std::string& name, std::int32_t version, std::int64_t now);
+  // Retire deactivates one version that is pre-active or active (version 0: the active one).
+  EQVKeystoreCode Retire(const std::string& name, std::int32_t version, std::int64_t now);
+
+  std::string LastError() const { return db_.LastError(); }
+
+ private:
+  struct VersionInfo {
+    std::int32_t version;
+    std::int32_t state;
+    std::string algorithm;
+    std::int32_t keyLength;
+    std::int32_t usageMask;
+  };
+  // Transaction runs `body` between Begin and Commit. The body answers with a database status
+  // and, when that is kOk, a keystore code: anything but KS_SUCCESS rolls back. `onConflict` is
+  // what a unique-key conflict means for this change; without one the change is tried again.
+  EQVKeystoreCode Transaction(bool forWrite, std::optional<EQVKeystoreCode> onConflict,
+                              const std::function<DbStatus(EQVKeystoreCode&)>& body);
+  DbStatus LockedVersions(const std::string& name, std::vector<VersionInfo>& versions);
+
+  DbBackend& db_;
+};
+
+}  // namespace QVCryptoService::keystore_db

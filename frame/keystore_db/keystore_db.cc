@@ -1,0 +1,496 @@
+#include <qvcryptoservice/keystore_db.h>
+
+#include "frame/keystore_db/db_backend.h"
+#include "frame/keystore_db/key_table.h"
+#include "frame/keystore_db/key_wrap.h"
+#include "frame/keystore_db/keystore_config.h"
+#include "frame/keystore_db/master_key.h"
+#include "frame/keystore_db/schema.h"
+
+#include <openssl/evp.h>
+#include <openssl/rand.h>
+
+#include <chrono>
+#include <filesystem>
+#include <map>
+#include <mutex>
+
+namespace QVCryptoService {
+
+using namespace keystore_db;
+
+namespace {
+
+constexpr std::size_t kMaxNameLength = 255;
+constexpr std::int32_t kDefaultDigestKeyLength = 32;
+constexpr std::int32_t kMinDigestKeyLength = 16;
+constexpr std::int32_t kMaxDigestKeyLength = 1024;
+constexpr std::int32_t kUsageEncrypt = 4;
+constexpr std::int32_t kFormatVersion = 0x01000000;
+
+std::int64_t Now() {
+  return std::chrono::duration_cast<std::chrono::seconds>(std::chrono::system_clock::now().time_since_epoch())
+      .count();
+}
+
+bool ValidName(const std::string& name) {
+  return !name.empty() && name.size() <= kMaxNameLength && name.find('\0') == std::string::npos;
+}
+
+// KeyShape settles the algorithm, length and usage of a new key from what the caller asked.
+std::int32_t KeyShape(const QVKeyControlData* ctl, StoredKey& row) {
+  row.algorithm = ctl != nullptr && !ctl->algorithm.empty() ? ctl->algorithm : "aes-256-cbc";
+  const std::int32_t asked = ctl != nullptr ? ctl->keyLength : 0;
+  if (ctl != nullptr && ctl->state != 0 && ctl->state != kStateActive) {
+    return KS_ERR_INVALID_PARAMETERS;
+  }
+  if (const EVP_CIPHER* cipher = EVP_get_cipherbyname(row.algorithm.c_str())) {
+    const int length = EVP_CIPHER_get_key_length(cipher);
+    if (length <= 0 || (asked != 0 && asked != length)) {
+      return KS_ERR_INVALID_PARAMETERS;
+    }
+    row.keyLength = length;
+    row.usageMask = kUsageEncrypt;
+    return KS_SUCCESS;
+  }
+  if (EVP_get_digestbyname(row.algorithm.c_str()) != nullptr) {
+    row.keyLength = asked != 0 ? asked : kDefaultDigestKeyLength;
+    if (row.keyLength < kMinDigestKeyLength || row.keyLength > kMaxDigestKeyLength) {
+      return KS_ERR_INVALID_PARAMETERS;
+    }
+    row.usageMask = 0;
+    return KS_SUCCESS;
+  }
+  return KS_ERR_INVALID_PARAMETERS;
+}
+
+KeyBinding BindingOf(const StoredKey& row) { return {row.name, row.version, row.algorithm, row.keyLength}; }
+
+}  // namespace
+
+class QVKeystoreDb::Impl {
+ public:
+  std::int32_t Initialize(const zkJson::Value& value);
+  std::int32_t Refresh();
+  std::int32_t ReSync();
+  std::int32_t Create(const std::string& name, const QVKeyControlData* ctl);
+  std::int32_t Destroy(const std::string& name, std::int32_t version);
+  std::int32_t Get(const std::string& name, SecureBlock& key, QVKeyControlData& ctl, std::int32_t version);
+  std::int32_t Rotate(const std::string& name, std::optional<std::int32_t> expectedVersion);
+  std::int32_t Retire(const std::string& name, std::int32_t version);
+  std::int32_t Describe(std::vector<QVKeyDescription>& keys);
+
+ private:
+  using Versions = std::map<std::int32_t, StoredKey>;
+
+  std::int32_t RefreshLocked();
+  static std::map<std::string, Versions> Index(std::vector<StoredKey> rows);
+  // EstablishMasterKey finds (or, for a new keystore, makes) the master key and checks it
+  // against the database.
+  std::int32_t EstablishMasterKey(KeyTable& table, const KeystoreConfig& config, SecureBlock& masterKey);
+  std::optional<std::string> Wrap(const SecureBlock& masterKey, const StoredKey& row);
+
+  std::mutex mutex_;
+  std::unique_ptr<DbBackend> db_;
+  std::unique_ptr<KeyTable> table_;
+  KeystoreConfig config_;
+  SecureBlock masterKey_;
+  std::map<std::string, Versions> keys_;
+};
+
+std::optional<std::string> QVKeystoreDb::Impl::Wrap(const SecureBlock& masterKey, const StoredKey& row) {
+  SecureBlock material(static_cast<std::size_t>(row.keyLength));
+  std::string wrapped;
+  if (RAND_bytes(material.data(), row.keyLength) != 1 || !WrapKey(masterKey, BindingOf(row), material, wrapped)) {
+    return std::nullopt;
+  }
+  return wrapped;
+}
+
+std::int32_t QVKeystoreDb::Impl::EstablishMasterKey(KeyTable& table, const KeystoreConfig& config,
+                                                   SecureBlock& masterKey) {
+  const std::vector<std::string> items = {std::string(kMetaMasterCheck), std::string(kMetaMasterUnderSsv)};
+  // Twice at most: a new keystore stores its master key (unless another process just did), then
+  // everyone reads back what is stored and uses that.
+  for (int pass = 0; pass < 2; ++pass) {
+    std::vector<std::optional<std::string>> meta;
+    if (const EQVKeystoreCode code = table.ReadMeta(items, meta); code != KS_SUCCESS) {
+      return code;
+    }
+    const std::optional<std::string>& check = meta[0];
+    const std::optional<std::string>& underSsv = meta[1];
+    const bool fromSsv = config.masterKeySource == MasterKeySource::kSsv;
+    SecureBlock candidate;
+    std::vector<std::pair<std::string, std::string>> toStore;
+    if (fromSsv && underSsv) {
+      if (const EQVKeystoreCode code = OpenUnderSsv(*underSsv, candidate); code != KS_SUCCESS) {
+        return code;
+      }
+    } else if (fromSsv) {
+      if (check) {
+        return KS_ERR_CORRUPTED;  // made with a host master key: the SSV cannot open it
+      }
+      candidate.resize(kMasterKeyLength);
+      std::string sealed;
+      if (RAND_bytes(candidate.data(), static_cast<int>(candidate.size())) != 1) {
+        return KS_ERR_UNSPECIFIED;
+      }
+      if (const EQVKeystoreCode code = SealUnderSsv(candidate, sealed); code != KS_SUCCESS) {
+        return code;
+      }
+      toStore.emplace_back(kMetaMasterUnderSsv, std::move(sealed));
+    } else {
+      std::string error;
+      if (!LoadHostMasterKey(config, candidate, error)) {
+        return KS_ERR_INVALID_PARAMETERS;
+      }
+    }
+    if (check) {
+      if (!VerifyMasterCheck(candidate, *check)) {
+        return KS_ERR_CORRUPTED;
+      }
+      masterKey = std::move(candidate);
+      return KS_SUCCESS;
+    }
+    if (pass == 1) {
+      break;
+    }
+    std::string newCheck;
+    if (!MakeMasterCheck(candidate, newCheck)) {
+      return KS_ERR_UNSPECIFIED;
+    }
+    toStore.emplace_back(kMetaMasterCheck, std::move(newCheck));
+    if (const EQVKeystoreCode code = table.InsertMetaIfAbsent(toStore); code != KS_SUCCESS) {
+      return code;
+    }
+  }
+  return KS_ERR_CORRUPTED;
+}
+
+std::int32_t QVKeystoreDb::Impl::Initialize(const zkJson::Value& value) {
+  KeystoreConfig config;
+  std::string error;
+  if (!ParseConfig(value, config, error)) {
+    return KS_ERR_INVALID_PARAMETERS;
+  }
+  // Everything that can be checked without the database is, so that a bad configuration
+  // creates nothing.
+  if (config.masterKeySource == MasterKeySource::kSsv) {
+    if (!SsvAvailable()) {
+      return KS_ERR_SSV_NOT_INITIALIZED;
+    }
+  } else {
+    SecureBlock probe;
+    if (!LoadHostMasterKey(config, probe, error)) {
+      return KS_ERR_INVALID_PARAMETERS;
+    }
+  }
+  std::unique_ptr<DbBackend> db;
+  if (config.backend == BackendKind::kSqlite) {
+    if (config.sqlitePath.empty()) {
+      return KS_ERR_INVALID_PARAMETERS;
+    }
+    if (config.sqlitePath == DefaultSqlitePath()) {
+      std::error_code ignored;
+      const std::filesystem::path directory = std::filesystem::path(config.sqlitePath).parent_path();
+      if (std::filesystem::create_directories(directory, ignored)) {
+        std::filesystem::permissions(directory, std::filesystem::perms::owner_all, ignored);
+      }
+    }
+    db = OpenSqlite(config.sqlitePath, config.busyTimeoutMs, error);
+  } else {
+    db = OpenPostgres(config.connection, config.busyTimeoutMs, error);
+  }
+  if (!db) {
+    return KS_ERR_DATABASE;
+  }
+  auto table = std::make_unique<KeyTable>(*db);
+  if (const EQVKeystoreCode code = table->CreateSchema(); code != KS_SUCCESS) {
+    return code;
+  }
+  SecureBlock masterKey;
+  if (const std::int32_t code = EstablishMasterKey(*table, config, masterKey); code != KS_SUCCESS) {
+    return code;
+  }
+  std::vector<StoredKey> rows;
+  if (const EQVKeystoreCode code = table->LoadAll(rows); code != KS_SUCCESS) {
+    return code;
+  }
+  const std::lock_guard lock(mutex_);
+  db_ = std::move(db);
+  table_ = std::move(table);
+  config_ = std::move(config);
+  masterKey_ = std::move(masterKey);
+  keys_ = Index(std::move(rows));
+  return KS_SUCCESS;
+}
+
+std::map<std::string, QVKeystoreDb::Impl::Versions> QVKeystoreDb::Impl::Index(std::vector<StoredKey> rows) {
+  std::map<std::string, Versions> index;
+  for (StoredKey& row : rows) {
+    const std::string name = row.name;
+    const std::int32_t version = row.version;
+    index[name].emplace(version, std::move(row));
+  }
+  return index;
+}
+
+std::int32_t QVKeystoreDb::Impl::RefreshLocked() {
+  if (!table_) {
+    return KS_ERR_DATABASE;
+  }
+  std::vector<StoredKey> rows;
+  if (const EQVKeystoreCode code = table_->LoadAll(rows); code != KS_SUCCESS) {
+    return code;
+  }
+  keys_ = Index(std::move(rows));
+  return KS_SUCCESS;
+}
+
+std::int32_t QVKeystoreDb::Impl::Refresh() {
+  const std::lock_guard lock(mutex_);
+  return RefreshLocked();
+}
+
+std::int32_t QVKeystoreDb::Impl::ReSync() {
+  const std::lock_guard lock(mutex_);
+  if (!table_) {
+    return KS_ERR_DATABASE;
+  }
+  std::vector<std::optional<std::string>> meta;
+  if (const EQVKeystoreCode code = table_->ReadMeta({std::string(kMetaMasterCheck)}, meta); code != KS_SUCCESS) {
+    return code;
+  }
+  if (!meta[0] || !VerifyMasterCheck(masterKey_, *meta[0])) {
+    return KS_ERR_CORRUPTED;
+  }
+  return RefreshLocked();
+}
+
+std::int32_t QVKeystoreDb::Impl::Create(const std::string& name, const QVKeyControlData* ctl) {
+  StoredKey row;
+  row.name = name;
+  if (!ValidName(name)) {
+    return KS_ERR_INVALID_PARAMETERS;
+  }
+  if (const std::int32_t code = KeyShape(ctl, row); code != KS_SUCCESS) {
+    return code;
+  }
+  row.createdAt = Now();
+  const std::lock_guard lock(mutex_);
+  if (!table_) {
+    return KS_ERR_DATABASE;
+  }
+  const EQVKeystoreCode code =
+      table_->CreateFirst(row, [this](const StoredKey& pending) { return Wrap(masterKey_, pending); });
+  if (code == KS_SUCCESS) {
+    keys_[name][row.version] = row;
+  }
+  return code;
+}
+
+std::int32_t QVKeystoreDb::Impl::Rotate(const std::string& name, std::optional<std::int32_t> expectedVersion) {
+  if (!ValidName(name)) {
+    return KS_ERR_INVALID_PARAMETERS;
+  }
+  const std::lock_guard lock(mutex_);
+  if (!table_) {
+    return KS_ERR_DATABASE;
+  }
+  if (!expectedVersion) {
+    if (keys_.count(name) == 0) {
+      (void)RefreshLocked();
+    }
+    const auto found = keys_.find(name);
+    if (found == keys_.end() || found->second.empty()) {
+      return KS_ERR_KEY_NOT_FOUND;
+    }
+    expectedVersion = found->second.rbegin()->first;
+  }
+  const std::int64_t now = Now();
+  StoredKey row;
+  const EQVKeystoreCode code = table_->Rotate(name, *expectedVersion, now, row, [this](const StoredKey& pending) {
+    return Wrap(masterKey_, pending);
+  });
+  if (code == KS_SUCCESS) {
+    const auto named = keys_.find(name);
+    if (named == keys_.end()) {
+      (void)RefreshLocked();  // rotated a key this keystore had not loaded yet
+      return code;
+    }
+    for (auto& [version, stored] : named->second) {
+      if (stored.state == kStateActive || stored.state == kStatePreActive) {
+        stored.state = kStateDeactivated;
+        stored.deactivatedAt = now;
+      }
+    }
+    named->second[row.version] = row;
+  } else if (code == KS_ERR_KEY_VERSION_EXISTS) {
+    // Another process rotated first: serve its version from now on.
+    (void)RefreshLocked();
+  }
+  return code;
+}
+
+std::int32_t QVKeystoreDb::Impl::Destroy(const std::string& name, std::int32_t version) {
+  if (!ValidName(name) || version < 0) {
+    return KS_ERR_INVALID_PARAMETERS;
+  }
+  const std::lock_guard lock(mutex_);
+  if (!table_) {
+    return KS_ERR_DATABASE;
+  }
+  const std::int64_t now = Now();
+  const EQVKeystoreCode code = table_->Destroy(name, version, now);
+  if (code == KS_SUCCESS) {
+    const auto named = keys_.find(name);
+    if (named == keys_.end()) {
+      (void)RefreshLocked();  // destroyed a key this keystore had not loaded yet
+      return code;
+    }
+    for (auto& [number, stored] : named->second) {
+      if ((version == 0 || number == version) && stored.state != kStateDestroyed) {
+        stored.state = kStateDestroyed;
+        stored.wrapped.clear();
+        if (stored.deactivatedAt == 0) {
+          stored.deactivatedAt = now;
+        }
+      }
+    }
+  }
+  return code;
+}
+
+std::int32_t QVKeystoreDb::Impl::Retire(const std::string& name, std::int32_t version) {
+  if (!ValidName(name) || version < 0) {
+    return KS_ERR_INVALID_PARAMETERS;
+  }
+  const std::lock_guard lock(mutex_);
+  if (!table_) {
+    return KS_ERR_DATABASE;
+  }
+  const EQVKeystoreCode code = table_->Retire(name, version, Now());
+  if (code == KS_SUCCESS) {
+    (void)RefreshLocked();
+  }
+  return code;
+}
+
+std::int32_t QVKeystoreDb::Impl::Get(const std::string& name, SecureBlock& key, QVKeyControlData& ctl,
+                                     std::int32_t version) {
+  if (version < 0) {
+    return KS_ERR_INVALID_PARAMETERS;
+  }
+  const std::lock_guard lock(mutex_);
+  if (!table_) {
+    return KS_ERR_DATABASE;
+  }
+  const auto named = keys_.find(name);
+  if (named == keys_.end()) {
+    return KS_ERR_KEY_NOT_FOUND;
+  }
+  const StoredKey* chosen = nullptr;
+  if (version == 0) {
+    // The active version; failing that the newest live one, which the engines refuse as not
+    // active rather than as missing.
+    for (auto it = named->second.rbegin(); it != named->second.rend() && chosen == nullptr; ++it) {
+      if (it->second.state == kStateActive) {
+        chosen = &it->second;
+      }
+    }
+    for (auto it = named->second.rbegin(); it != named->second.rend() && chosen == nullptr; ++it) {
+      if (it->second.state != kStateDestroyed) {
+        chosen = &it->second;
+      }
+    }
+    if (chosen == nullptr) {
+      return KS_ERR_KEY_NOT_FOUND;
+    }
+  } else {
+    const auto found = named->second.find(version);
+    if (found == named->second.end() || found->second.state == kStateDestroyed) {
+      return KS_ERR_KEY_VERSION_NOT_FOUND;
+    }
+    chosen = &found->second;
+  }
+  SecureBlock material;
+  if (!UnwrapKey(masterKey_, BindingOf(*chosen), chosen->wrapped, material)) {
+    return KS_ERR_CORRUPTED;
+  }
+  QVKeyControlData filled;
+  filled.state = chosen->state;
+  filled.rotationPolicy = 0;
+  filled.formatVersion = kFormatVersion;
+  filled.keyLength = chosen->keyLength;
+  filled.version = chosen->version;
+  filled.usageMask = chosen->usageMask;
+  filled.createdAt = chosen->createdAt;
+  filled.deactivatedAt = chosen->deactivatedAt;
+  filled.symmetric = true;
+  filled.algorithm = chosen->algorithm;
+  key = std::move(material);
+  ctl = std::move(filled);
+  return KS_SUCCESS;
+}
+
+std::int32_t QVKeystoreDb::Impl::Describe(std::vector<QVKeyDescription>& keys) {
+  const std::lock_guard lock(mutex_);
+  if (const std::int32_t code = RefreshLocked(); code != KS_SUCCESS) {
+    return code;
+  }
+  std::vector<QVKeyDescription> described;
+  for (const auto& [name, versions] : keys_) {
+    for (const auto& [version, row] : versions) {
+      described.push_back(
+          {row.name, row.version, row.state, row.algorithm, row.keyLength, row.createdAt, row.deactivatedAt});
+    }
+  }
+  keys = std::move(described);
+  return KS_SUCCESS;
+}
+
+QVKeystoreDb::QVKeystoreDb() : impl_(std::make_unique<Impl>()) {}
+QVKeystoreDb::~QVKeystoreDb() = default;
+
+std::string QVKeystoreDb::getPluginName() { return "QVKeystoreDb"; }
+std::string QVKeystoreDb::getPluginDescription() {
+  return "Keystore in SQLite or PostgreSQL, each key wrapped under a master key";
+}
+std::int32_t QVKeystoreDb::initialize(const zkJson::Value& config) { return impl_->Initialize(config); }
+std::int32_t QVKeystoreDb::refreshKeys(bool /*versionMissing*/) { return impl_->Refresh(); }
+std::int32_t QVKeystoreDb::createKey(const std::string& name, const QVKeyControlData* ctl) {
+  return impl_->Create(name, ctl);
+}
+std::int32_t QVKeystoreDb::createKeyPair(const std::string& /*name*/, const QVKeyControlData* /*ctl*/) {
+  return KS_ERR_NOT_SUPPORTED;
+}
+std::int32_t QVKeystoreDb::destroyKey(const std::string& name, std::int32_t version) {
+  return impl_->Destroy(name, version);
+}
+std::int32_t QVKeystoreDb::getKey(const std::string& name, SecureBlock& key, QVKeyControlData& ctl,
+                                  std::int32_t version) {
+  return impl_->Get(name, key, ctl, version);
+}
+std::int32_t QVKeystoreDb::listKeys(bool flag, std::vector<QVKeyListEntry>& keys) {
+  std::vector<QVKeyDescription> described;
+  if (const std::int32_t code = impl_->Describe(described); code != KS_SUCCESS) {
+    return code;
+  }
+  for (const QVKeyDescription& entry : described) {
+    if (flag || entry.state != kStateDestroyed) {
+      keys.emplace_back(entry.name, entry.version);
+    }
+  }
+  return KS_SUCCESS;
+}
+std::int32_t QVKeystoreDb::reKey(const std::string& name) { return impl_->Rotate(name, std::nullopt); }
+std::int32_t QVKeystoreDb::re_sync() { return impl_->ReSync(); }
+std::int32_t QVKeystoreDb::reKey(const std::string& name, std::int32_t expectedVersion) {
+  return impl_->Rotate(name, expectedVersion);
+}
+std::int32_t QVKeystoreDb::retireKey(const std::string& name, std::int32_t version) {
+  return impl_->Retire(name, version);
+}
+std::int32_t QVKeystoreDb::describeKeys(std::vector<QVKeyDescription>& keys) { return impl_->Describe(keys); }
+
+}  // namespace QVCryptoService

@@ -1,0 +1,117 @@
+#pragma once
+
+// QVKeystoreDb: a keystore whose keys live in a database (SQLite or PostgreSQL), each version
+// wrapped under a master key, so that a product can rotate, retire and destroy keys.
+
+#include <qvcryptoservice/keystore.h>
+#include <qvcryptoservice/qvksdb_export.h>
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace QVCryptoService {
+
+// QVKeyDescription is one version of a key as the keystore's tools show it: no key material.
+struct QVKeyDescription {
+  std::string name;
+  std::int32_t version = 0;
+  // KMIP State: 1 pre-active, 2 active, 3 deactivated, 4 compromised, 5 destroyed.
+  std::int32_t state = 0;
+  std::string algorithm;
+  std::int32_t keyLength = 0;
+  std::int64_t createdAt = 0;
+  std::int64_t deactivatedAt = 0;
+};
+
+// QVKeystoreDb keeps random keys (OpenSSL's generator) by name and version 1, 2, ... in a
+// database. Every version is stored wrapped with AES-256-GCM under the keystore's master key,
+// with its name, version, algorithm and length as associated data: a wrong master key, or a row
+// altered or moved to another name or version, gives KS_ERR_CORRUPTED, never a wrong key.
+//
+// initialize takes a JSON object:
+//   {"backend": "sqlite", "path": FILE,                       (optional; default
+//                                                              <machine root>/keystore/keystore.db)
+//    "busyTimeoutMs": N,                                      (optional, either backend; how long a
+//                                                              change waits for another writer's
+//                                                              lock; 5000)
+//    "masterKey": {"source": "ssv"}}                          (a random master key kept in the
+//                                                              database under this machine's SSV)
+//   {"backend": "postgresql", "connection": "host=... dbname=...",
+//    "masterKey": {"source": "host", "file": PATH}}            (or "env": VARIABLE; the master key
+//                                                              as 64 hexadecimal digits)
+// Unknown members, wrong types or a missing master key give KS_ERR_INVALID_PARAMETERS with
+// nothing created.
+//
+// Keys are read into memory at initialize and by refreshKeys (still wrapped; each getKey
+// unwraps one version into the caller's SecureBlock). A rotation, retirement or destruction made
+// by another process is seen after refreshKeys (until then this process serves what it loaded);
+// the encryption engine calls it by itself when a text names a version it has not seen. Every change is one database transaction. Any database failure gives
+// KS_ERR_DATABASE and changes nothing. Safe for concurrent use by many threads.
+class QVKSDB_EXPORT QVKeystoreDb : public IQVKeyStore {
+ public:
+  QVKeystoreDb();
+  QVKeystoreDb(const QVKeystoreDb&) = delete;
+  QVKeystoreDb& operator=(const QVKeystoreDb&) = delete;
+  ~QVKeystoreDb() override;
+
+  // getPluginName returns "QVKeystoreDb".
+  std::string getPluginName() override;
+  std::string getPluginDescription() override;
+  // initialize opens (and on first use creates) the keystore the configuration names. Returns
+  // KS_SUCCESS; KS_ERR_INVALID_PARAMETERS for a bad configuration (nothing is created);
+  // KS_ERR_DATABASE when the database cannot be reached or read; KS_ERR_SSV_NOT_INITIALIZED when
+  // the master key is to come from an SSV this machine does not have; KS_ERR_CORRUPTED when the
+  // master key is not the one the keystore was made with. Until it succeeds every other
+  // operation returns KS_ERR_DATABASE.
+  std::int32_t initialize(const zkJson::Value& config) override;
+  // refreshKeys reloads the key set from the database: KS_SUCCESS, or KS_ERR_DATABASE with the
+  // previous key set kept.
+  std::int32_t refreshKeys(bool versionMissing) override;
+  // createKey makes version 1 of a new key, active. `ctl` may name the algorithm (default
+  // "aes-256-cbc"; any OpenSSL cipher, or a digest for HMAC keys) and the length (a cipher's own
+  // key length; 32 bytes by default for a digest). KS_ERR_KEY_EXISTS when the name has a version
+  // that is not destroyed; KS_ERR_INVALID_PARAMETERS for an empty name, an unknown algorithm or
+  // a length that does not fit it.
+  std::int32_t createKey(const std::string& name, const QVKeyControlData* ctl = nullptr) override;
+  // createKeyPair returns KS_ERR_NOT_SUPPORTED: this keystore holds secret keys only.
+  std::int32_t createKeyPair(const std::string& name, const QVKeyControlData* ctl = nullptr) override;
+  // destroyKey erases the material of one version (state 5; the version number is never used
+  // again), or of every version when `version` is 0. KS_ERR_KEY_NOT_FOUND for an unknown name,
+  // KS_ERR_KEY_VERSION_NOT_FOUND for a version that does not exist or is already destroyed.
+  std::int32_t destroyKey(const std::string& name, std::int32_t version) override;
+  // getKey unwraps a version into `key`; version 0 is the current one: the active version, or
+  // when none is active the newest version not destroyed (the engines then refuse it as not
+  // active). KS_ERR_KEY_NOT_FOUND for an unknown name, KS_ERR_KEY_VERSION_NOT_FOUND for a
+  // version not known (or destroyed), KS_ERR_CORRUPTED when the stored row does not
+  // authenticate, KS_ERR_INVALID_PARAMETERS for a negative version. Outputs untouched on failure.
+  std::int32_t getKey(const std::string& name, SecureBlock& key, QVKeyControlData& ctl, std::int32_t version) override;
+  // listKeys appends every version that is not destroyed (with `flag`, destroyed ones too),
+  // ordered by name and version.
+  std::int32_t listKeys(bool flag, std::vector<QVKeyListEntry>& keys) override;
+  // reKey makes a new active version of `name`; the previous active version is deactivated
+  // (state 3) and still served for decryption and validation. It is reKey(name, v) with v the
+  // newest version this keystore has loaded.
+  std::int32_t reKey(const std::string& name) override;
+  // re_sync checks the master key against the database again and reloads the key set.
+  std::int32_t re_sync() override;
+
+  // reKey with `expectedVersion` rotates only when the newest version of `name` in the database
+  // is still `expectedVersion`: of several processes rotating the same key at once exactly one
+  // makes a new version; the others get KS_ERR_KEY_VERSION_EXISTS and see the winner's version
+  // (the key set is reloaded). KS_ERR_KEY_NOT_FOUND for an unknown name.
+  std::int32_t reKey(const std::string& name, std::int32_t expectedVersion);
+  // retireKey deactivates one version (state 3): it still decrypts and validates but no longer
+  // encrypts or signs. KS_ERR_KEY_VERSION_NOT_FOUND when it does not exist or is destroyed;
+  // KS_ERR_INVALID_PARAMETERS when it is not pre-active or active.
+  std::int32_t retireKey(const std::string& name, std::int32_t version);
+  // describeKeys replaces `keys` with every version (destroyed ones too), without material.
+  std::int32_t describeKeys(std::vector<QVKeyDescription>& keys);
+
+ private:
+  class Impl;
+  std::unique_ptr<Impl> impl_;
+};
+
+}  // namespace QVCryptoService

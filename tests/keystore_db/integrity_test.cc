@@ -1,0 +1,235 @@
+// What the keystore does with damaged rows, the wrong master key and a bad configuration.
+
+#include "tests/keystore_db/keystore_db_fixture.h"
+
+#include <qvcryptoservice/encryption_functions.h>
+#include <qvcryptoservice/qvpax.h>
+#include <qvcryptoservice/ssv_crypto.h>
+
+#include <cstdlib>
+#include <fstream>
+#include <functional>
+
+namespace keystoredbtest {
+namespace {
+
+using namespace QVCryptoService;
+
+using IntegrityTest = KeystoreDbTest;
+
+TEST_P(IntegrityTest, EveryChangedByteOfAWrappedKeyGivesCorrupted) {
+  auto keystore = Open();
+  ASSERT_EQ(keystore->createKey("k"), KS_SUCCESS);
+  const std::string original = Wrapped("k", 1);
+  ASSERT_EQ(original.size(), 61u);
+  SecureBlock key = {1, 2, 3};
+  QVKeyControlData ctl;
+  for (std::size_t position = 0; position < original.size(); ++position) {
+    std::string changed = original;
+    changed[position] = static_cast<char>(changed[position] ^ 0x01);
+    SetWrapped("k", 1, changed);
+    ASSERT_EQ(keystore->refreshKeys(false), KS_SUCCESS);
+    ASSERT_EQ(keystore->getKey("k", key, ctl, 1), KS_ERR_CORRUPTED) << "byte " << position;
+  }
+  for (std::size_t length : {0, 1, 13, 60, 62}) {
+    std::string resized = original;
+    resized.resize(length, '\0');
+    SetWrapped("k", 1, resized);
+    ASSERT_EQ(keystore->refreshKeys(false), KS_SUCCESS);
+    ASSERT_EQ(keystore->getKey("k", key, ctl, 1), KS_ERR_CORRUPTED)
+        << "length " << length;
+  }
+  EXPECT_EQ(key, (SecureBlock{1, 2, 3}));
+  SetWrapped("k", 1, original);
+  ASSERT_EQ(keystore->refreshKeys(false), KS_SUCCESS);
+  EXPECT_EQ(keystore->getKey("k", key, ctl, 1), KS_SUCCESS);
+}
+
+TEST_P(IntegrityTest, ARowMovedOrRelabelledDoesNotOpen) {
+  auto keystore = Open();
+  ASSERT_EQ(keystore->createKey("a"), KS_SUCCESS);
+  ASSERT_EQ(keystore->createKey("b"), KS_SUCCESS);
+  ASSERT_EQ(keystore->reKey("b"), KS_SUCCESS);
+  SecureBlock key;
+  QVKeyControlData ctl;
+  // b's material under a's name.
+  SetWrapped("a", 1, Wrapped("b", 1));
+  // b's version 1 material as its version 2.
+  SetWrapped("b", 2, Wrapped("b", 1));
+  ASSERT_EQ(keystore->refreshKeys(false), KS_SUCCESS);
+  EXPECT_EQ(keystore->getKey("a", key, ctl, 1), KS_ERR_CORRUPTED);
+  EXPECT_EQ(keystore->getKey("b", key, ctl, 2), KS_ERR_CORRUPTED);
+  EXPECT_EQ(keystore->getKey("b", key, ctl, 0), KS_ERR_CORRUPTED);
+  EXPECT_EQ(keystore->getKey("b", key, ctl, 1), KS_SUCCESS);
+  // The algorithm or the length changed in the row.
+  Sql("UPDATE qvks_keys SET algorithm = 'aes-256-ecb' WHERE name = 'b' AND version = 1");
+  ASSERT_EQ(keystore->refreshKeys(false), KS_SUCCESS);
+  EXPECT_EQ(keystore->getKey("b", key, ctl, 1), KS_ERR_CORRUPTED);
+}
+
+TEST_P(IntegrityTest, TamperedKeyReachesTheEngineAsCorruptedKeystoreData) {
+  auto keystore = Open();
+  ASSERT_EQ(keystore->createKey("QV_ENCYPT_DECRYPT_0"), KS_SUCCESS);
+  std::shared_ptr<QVKeystoreDb> shared(std::move(keystore));
+  ASSERT_TRUE(SetKeystore("ZKSystem", shared));
+  std::string text;
+  ASSERT_EQ(EncryptData(std::string("x"), text, "ZKSystem"), PXA_OK);
+  std::string changed = Wrapped("QV_ENCYPT_DECRYPT_0", 1);
+  changed[20] = static_cast<char>(changed[20] ^ 0x80);
+  SetWrapped("QV_ENCYPT_DECRYPT_0", 1, changed);
+  ASSERT_EQ(shared->refreshKeys(false), KS_SUCCESS);
+  SecureBlock plain;
+  const PxaResult result = DecryptData(text, plain, "ZKSystem");
+  EXPECT_EQ(result, (PxaResult{1} << 32) | KS_ERR_CORRUPTED);
+  EXPECT_EQ(PxaErrorReason(result), "Corrupted keystore data");
+  EXPECT_TRUE(plain.empty());
+  (void)SetKeystore("ZKSystem", std::make_shared<QVKeystoreDb>());
+}
+
+TEST_P(IntegrityTest, AWrongMasterKeyIsRefusedAtInitialize) {
+  {
+    auto keystore = Open();
+    ASSERT_EQ(keystore->createKey("k"), KS_SUCCESS);
+  }
+  const HostKey other = WriteKeyFile("other.hex");
+  QVKeystoreDb wrongHost;
+  EXPECT_EQ(wrongHost.initialize(ConfigWithKeyFile(other.file)), KS_ERR_CORRUPTED);
+  // Made with a host key, opened with the SSV.
+  QVKeystoreDb wrongSource;
+  EXPECT_EQ(wrongSource.initialize(Config("ssv")), KS_ERR_CORRUPTED);
+  // The right key still opens it, and nothing was added by the failed attempts.
+  auto keystore = Open();
+  std::vector<QVKeyListEntry> keys;
+  ASSERT_EQ(keystore->listKeys(true, keys), KS_SUCCESS);
+  EXPECT_EQ(keys, (std::vector<QVKeyListEntry>{{"k", 1}}));
+  EXPECT_EQ(Sql("SELECT count(*) FROM qvks_meta")[0][0], "1");
+  EXPECT_EQ(keystore->re_sync(), KS_SUCCESS);
+  // The check value gone from the database: re_sync notices.
+  Sql("DELETE FROM qvks_meta");
+  EXPECT_EQ(keystore->re_sync(), KS_ERR_CORRUPTED);
+}
+
+TEST_P(IntegrityTest, AMasterKeyMadeAndReadThroughTheEnvironment) {
+  std::string hex;
+  for (const std::uint8_t byte : hostKey_.bytes) {
+    static const char* digits = "0123456789ABCDEF";  // upper case is accepted too
+    hex.push_back(digits[byte >> 4]);
+    hex.push_back(digits[byte & 15]);
+  }
+  ::setenv("QVKS_TEST_MASTER", hex.c_str(), 1);
+  zkJson::Value config = Config("host");
+  config["masterKey"].removeMember("file");
+  config["masterKey"]["env"] = "QVKS_TEST_MASTER";
+  QVKeystoreDb viaEnvironment;
+  ASSERT_EQ(viaEnvironment.initialize(config), KS_SUCCESS);
+  ASSERT_EQ(viaEnvironment.createKey("k"), KS_SUCCESS);
+  // The file holds the same key in lower case: the same keystore opens.
+  auto viaFile = Open();
+  SecureBlock a;
+  SecureBlock b;
+  QVKeyControlData ctl;
+  ASSERT_EQ(viaEnvironment.getKey("k", a, ctl, 1), KS_SUCCESS);
+  ASSERT_EQ(viaFile->getKey("k", b, ctl, 1), KS_SUCCESS);
+  EXPECT_EQ(a, b);
+  ::unsetenv("QVKS_TEST_MASTER");
+}
+
+TEST_P(IntegrityTest, BadConfigurationsGiveInvalidParametersAndCreateNothing) {
+  const std::string keyFile = hostKey_.file.string();
+  const std::string shortKey = (root_->path() / "short.hex").string();
+  const std::string badDigit = (root_->path() / "baddigit.hex").string();
+  std::ofstream(shortKey) << std::string(62, 'a') << "\n";
+  std::ofstream(badDigit) << std::string(63, 'a') << "g\n";
+  ::setenv("QVKS_TEST_SHORT", "abcd", 1);
+  ::unsetenv("QVKS_TEST_UNSET");
+  const zkJson::Value good = Config("host");
+  struct Case {
+    const char* what;
+    std::function<void(zkJson::Value&)> change;
+  };
+  const std::vector<Case> cases = {
+      {"not an object", [](zkJson::Value& c) { c = zkJson::Value("sqlite"); }},
+      {"no backend", [](zkJson::Value& c) { c.removeMember("backend"); }},
+      {"unknown backend", [](zkJson::Value& c) { c["backend"] = "mysql"; }},
+      {"backend not a string", [](zkJson::Value& c) { c["backend"] = 1; }},
+      {"unknown member", [](zkJson::Value& c) { c["pathh"] = "x"; }},
+      {"no master key", [](zkJson::Value& c) { c.removeMember("masterKey"); }},
+      {"master key not an object", [](zkJson::Value& c) { c["masterKey"] = "ssv"; }},
+      {"unknown source", [](zkJson::Value& c) { c["masterKey"]["source"] = "cloud"; }},
+      {"host without file or env", [](zkJson::Value& c) { c["masterKey"].removeMember("file"); }},
+      {"host with file and env", [](zkJson::Value& c) { c["masterKey"]["env"] = "X"; }},
+      {"ssv with a file", [](zkJson::Value& c) { c["masterKey"]["source"] = "ssv"; }},
+      {"unknown master key member", [](zkJson::Value& c) { c["masterKey"]["cache"] = true; }},
+      {"missing key file", [&](zkJson::Value& c) { c["masterKey"]["file"] = keyFile + ".missing"; }},
+      {"short key file", [&](zkJson::Value& c) { c["masterKey"]["file"] = shortKey; }},
+      {"key file with a bad digit", [&](zkJson::Value& c) { c["masterKey"]["file"] = badDigit; }},
+      {"unset variable",
+       [](zkJson::Value& c) {
+         c["masterKey"].removeMember("file");
+         c["masterKey"]["env"] = "QVKS_TEST_UNSET";
+       }},
+      {"short variable",
+       [](zkJson::Value& c) {
+         c["masterKey"].removeMember("file");
+         c["masterKey"]["env"] = "QVKS_TEST_SHORT";
+       }},
+      {"empty path or connection",
+       [](zkJson::Value& c) { c[c["backend"].asString() == "sqlite" ? "path" : "connection"] = ""; }},
+      {"path for postgresql or connection for sqlite",
+       [](zkJson::Value& c) { c[c["backend"].asString() == "sqlite" ? "connection" : "path"] = "x"; }},
+      {"busy timeout not a number", [](zkJson::Value& c) { c["busyTimeoutMs"] = "5s"; }},
+      {"busy timeout negative", [](zkJson::Value& c) { c["busyTimeoutMs"] = -1; }},
+  };
+  for (const Case& c : cases) {
+    zkJson::Value config = good;
+    c.change(config);
+    QVKeystoreDb keystore;
+    EXPECT_EQ(keystore.initialize(config), KS_ERR_INVALID_PARAMETERS) << c.what;
+  }
+  ::unsetenv("QVKS_TEST_SHORT");
+  if (GetParam() == Backend::kSqlite) {
+    EXPECT_FALSE(std::filesystem::exists(sqlitePath_)) << "a refused configuration created the database";
+  } else {
+    EXPECT_TRUE(Sql("SELECT 1 FROM pg_tables WHERE tablename LIKE 'qvks%'").empty())
+        << "a refused configuration created tables";
+  }
+}
+
+TEST_P(IntegrityTest, AnUnreachableDatabaseGivesDatabaseErrorAtInitialize) {
+  zkJson::Value config = Config("host");
+  if (GetParam() == Backend::kSqlite) {
+    config["path"] = (root_->path() / "no-such-directory" / "keys.db").string();
+  } else {
+    // A port nothing listens on: the test cluster's port range starts well above it.
+    config["connection"] = "host=127.0.0.1 port=1 dbname=x user=x connect_timeout=2";
+  }
+  QVKeystoreDb keystore;
+  EXPECT_EQ(keystore.initialize(config), KS_ERR_DATABASE);
+}
+
+INSTANTIATE_TEST_SUITE_P(Backends, IntegrityTest, testing::Values(Backend::kSqlite, Backend::kPostgres),
+                         BackendName);
+
+// SQLite only: the embedded default lives under the machine root.
+TEST(SqliteDefaults, TheDefaultDatabaseIsAPrivateFileUnderTheMachineRoot) {
+  testsupport::TempMachineRoot root;
+  (void)InitLibrary();
+  ASSERT_EQ(QVSSVCrypto::generateSSV(root.string(), false), KS_SUCCESS);
+  zkJson::Value config(zkJson::objectValue);
+  config["backend"] = "sqlite";
+  config["masterKey"]["source"] = "ssv";
+  QVKeystoreDb keystore;
+  ASSERT_EQ(keystore.initialize(config), KS_SUCCESS);
+  ASSERT_EQ(keystore.createKey("k"), KS_SUCCESS);
+  const auto path = root.path() / "keystore" / "keystore.db";
+  ASSERT_TRUE(std::filesystem::exists(path));
+  const auto permissions = std::filesystem::status(path).permissions();
+  EXPECT_EQ(permissions & (std::filesystem::perms::group_all | std::filesystem::perms::others_all),
+            std::filesystem::perms::none);
+  const auto directoryPermissions = std::filesystem::status(path.parent_path()).permissions();
+  EXPECT_EQ(directoryPermissions & (std::filesystem::perms::group_all | std::filesystem::perms::others_all),
+            std::filesystem::perms::none);
+}
+
+}  // namespace
+}  // namespace keystoredbtest

@@ -1,0 +1,236 @@
+#!/usr/bin/env bash
+# End-to-end cases of qvcrypto's keystore commands: key_cli_cases.sh TOOL BACKEND CASE, with
+# BACKEND sqlite or postgresql (a database of its own on the test cluster whose connection
+# string QVKS_PG_CONNINFO_FILE holds). Each case runs in a fresh machine root and checks exit
+# codes, standard output and the one line on standard error of every failure.
+set -uo pipefail
+
+tool=$1
+backend=$2
+case_name=$3
+
+work=$(mktemp -d)
+admin=""
+database=""
+cleanup() {
+  if [[ -n $database ]]; then
+    psql "$admin" -qc "DROP DATABASE IF EXISTS $database WITH (FORCE)" >/dev/null 2>&1
+  fi
+  rm -rf "$work"
+}
+trap cleanup EXIT
+root="$work/root"
+mkdir "$root"
+export QVCRYPTO_MACHINE_ROOT="$root"
+failures=0
+
+fail() {
+  echo "FAIL [$case_name/$backend] $*" >&2
+  failures=$((failures + 1))
+}
+
+run() {
+  local input=$1
+  shift
+  "$tool" "$@" <"$input" >"$work/out" 2>"$work/err"
+  code=$?
+}
+
+expect_failure() {
+  local want=$1 pattern=$2
+  shift 2
+  run "$@"
+  shift
+  [[ $code -eq $want ]] || fail "qvcrypto $*: exit $code, want $want ($(head -c 300 "$work/err"))"
+  [[ ! -s $work/out ]] || fail "qvcrypto $*: wrote $(wc -c <"$work/out") bytes to stdout"
+  local lines
+  lines=$(wc -l <"$work/err")
+  [[ $lines -eq 1 ]] || fail "qvcrypto $*: $lines lines on stderr: $(cat "$work/err")"
+  grep -Eq -- "$pattern" "$work/err" || fail "qvcrypto $*: stderr '$(cat "$work/err")' lacks /$pattern/"
+}
+
+expect_success() {
+  run "$@"
+  shift
+  [[ $code -eq 0 ]] || fail "qvcrypto $*: exit $code ($(cat "$work/err"))"
+}
+
+text() { printf '%s' "$1" >"$work/in"; echo "$work/in"; }
+empty="$work/empty"
+: >"$empty"
+
+# The keystore configuration: SQLite in the work directory under the SSV, or PostgreSQL with a
+# host master key. config_with MASTER_JSON writes another configuration on the same database.
+od -An -N32 -tx1 /dev/urandom | tr -d ' \n' >"$work/master.hex"
+if [[ $backend == postgresql ]]; then
+  admin=$(cat "${QVKS_PG_CONNINFO_FILE:-/nonexistent}" 2>/dev/null)
+  if [[ -z $admin ]]; then
+    echo "no PostgreSQL test cluster (QVKS_PG_CONNINFO_FILE)" >&2
+    exit 1
+  fi
+  database=qvks_cli_$$_$RANDOM
+  psql "$admin" -qc "CREATE DATABASE $database" >/dev/null || exit 1
+  location="\"backend\": \"postgresql\", \"connection\": \"$admin dbname=$database\""
+  master="{\"source\": \"host\", \"file\": \"$work/master.hex\"}"
+else
+  location="\"backend\": \"sqlite\", \"path\": \"$work/keys.db\""
+  master='{"source": "ssv"}'
+fi
+config_with() { printf '{%s, "masterKey": %s}\n' "$location" "$1" >"$work/$2"; echo "$work/$2"; }
+config=$(config_with "$master" keystore.json)
+[[ $backend == sqlite ]] && "$tool" ssv init >/dev/null
+
+case_lifecycle() {
+  expect_success "$empty" key create QV_ENCYPT_DECRYPT_0 --keystore-config "$config"
+  grep -qx "created QV_ENCYPT_DECRYPT_0 version 1 (aes-256-cbc, 32 bytes)" "$work/out" || fail "create: $(cat "$work/out")"
+  expect_success "$empty" key create QV_HMAC_INTEGRITY_0 --keystore-config "$config"
+  grep -qx "created QV_HMAC_INTEGRITY_0 version 1 (sha256, 32 bytes)" "$work/out" || fail "create: $(cat "$work/out")"
+  expect_success "$empty" key create wide --algorithm sha512 --keystore-config "$config"
+  grep -qx "created wide version 1 (sha512, 32 bytes)" "$work/out" || fail "create sha512: $(cat "$work/out")"
+  expect_failure 3 "key create QV_ENCYPT_DECRYPT_0: KEYSTORE key already exists \[0x100000003\]" "$empty" \
+    key create QV_ENCYPT_DECRYPT_0 --keystore-config "$config"
+  expect_failure 3 "key create odd: KEYSTORE invalid parameters" "$empty" key create odd --algorithm rot13 --keystore-config "$config"
+  expect_success "$empty" key rotate QV_ENCYPT_DECRYPT_0 --keystore-config "$config"
+  grep -qx "rotated QV_ENCYPT_DECRYPT_0: version 2 active, version 1 deactivated (still decrypts and validates)" \
+    "$work/out" || fail "rotate: $(cat "$work/out")"
+  expect_success "$empty" key list --keystore-config "$config"
+  [[ $(wc -l <"$work/out") -eq 5 ]] || fail "list: $(cat "$work/out")"
+  grep -Eq '^NAME +VERSION +STATE +ALGORITHM +CREATED +DEACTIVATED$' "$work/out" || fail "list header: $(head -1 "$work/out")"
+  grep -Eq '^QV_ENCYPT_DECRYPT_0 +1 +deactivated +aes-256-cbc +[0-9-]{10}T[0-9:]{8}Z +[0-9-]{10}T' "$work/out" ||
+    fail "list lacks the deactivated version 1: $(cat "$work/out")"
+  grep -Eq '^QV_ENCYPT_DECRYPT_0 +2 +active +aes-256-cbc +[0-9-]{10}T[0-9:]{8}Z +-$' "$work/out" ||
+    fail "list lacks the active version 2: $(cat "$work/out")"
+  # Retiring the active version stops encryption until the next rotation.
+  expect_success "$empty" key retire QV_ENCYPT_DECRYPT_0 2 --keystore-config "$config"
+  expect_failure 3 "encrypt with keystore \"ZKSystem\": PXA key not active" "$(text data)" encrypt --keystore-config "$config"
+  expect_failure 3 "key retire QV_ENCYPT_DECRYPT_0 2: KEYSTORE invalid parameters" "$empty" \
+    key retire QV_ENCYPT_DECRYPT_0 2 --keystore-config "$config"
+  expect_success "$empty" key rotate QV_ENCYPT_DECRYPT_0 --keystore-config "$config"
+  grep -qx "rotated QV_ENCYPT_DECRYPT_0: version 3 active" "$work/out" || fail "rotate after retire: $(cat "$work/out")"
+  expect_success "$(text data)" encrypt --keystore-config "$config"
+  expect_success "$empty" key destroy QV_ENCYPT_DECRYPT_0 all --keystore-config "$config"
+  grep -q "destroyed every version of QV_ENCYPT_DECRYPT_0" "$work/out" || fail "destroy all: $(cat "$work/out")"
+  expect_failure 3 "encrypt with keystore \"ZKSystem\": KEYSTORE key not found" "$(text data)" encrypt --keystore-config "$config"
+  expect_failure 3 "key destroy QV_ENCYPT_DECRYPT_0 version 1: KEYSTORE key version not found" "$empty" \
+    key destroy QV_ENCYPT_DECRYPT_0 1 --keystore-config "$config"
+  expect_failure 3 "key rotate nothing: KEYSTORE key not found" "$empty" key rotate nothing --keystore-config "$config"
+  expect_success "$empty" key list --keystore-config "$config"
+  [[ $(grep -c ' destroyed ' "$work/out") -eq 3 ]] || fail "list after destroy all: $(cat "$work/out")"
+}
+
+case_usage() {
+  for command in "key create" "key rotate" "key list" "key retire" "key destroy" rewrap; do
+    # shellcheck disable=SC2086
+    expect_success "$empty" $command --help
+    grep -q "^usage: qvcrypto $command" "$work/out" || fail "'$command --help' printed no usage line"
+    grep -q -- "--keystore-config FILE: use the database keystore" "$work/out" || fail "'$command --help' lacks the configuration"
+  done
+  while IFS='|' read -r pattern args; do
+    # shellcheck disable=SC2086
+    expect_failure 2 "$pattern" "$empty" $args
+  done <<TABLE
+no keystore given; use --keystore-config|key list
+no keystore given; use --keystore-config|key rotate QV_ENCYPT_DECRYPT_0
+missing argument|key create --keystore-config $config
+missing argument|key retire k --keystore-config $config
+unexpected argument "extra"|key rotate k extra --keystore-config $config
+is not a positive number|key retire k x --keystore-config $config
+is not a positive number|key retire k all --keystore-config $config
+is not a positive number or "all"|key destroy k 0 --keystore-config $config
+is not a positive number or "all"|key destroy k -1 --keystore-config $config
+does not apply|key list --algorithm sha256 --keystore-config $config
+does not apply|hash digest --keystore-config $config
+cannot read keystore configuration $work/missing.json|key list --keystore-config $work/missing.json
+TABLE
+  printf '{"backend": "sqlite",' >"$work/broken.json"
+  expect_failure 2 "keystore configuration $work/broken.json is not JSON" "$empty" key list --keystore-config "$work/broken.json"
+  printf '{"backend": "oracle", "masterKey": {"source": "ssv"}}' >"$work/oracle.json"
+  expect_failure 2 "keystore configuration $work/oracle.json is not valid" "$empty" key list --keystore-config "$work/oracle.json"
+  printf '{"backend": "sqlite", "path": "%s/never.db", "masterKey": {"source": "host", "file": "%s/nokey"}}' \
+    "$work" "$work" >"$work/nokey.json"
+  expect_failure 2 "is not valid" "$empty" key list --keystore-config "$work/nokey.json"
+  [[ ! -e $work/never.db ]] || fail "a refused configuration created its database"
+}
+
+case_rotation() {
+  expect_success "$empty" key create QV_ENCYPT_DECRYPT_0 --keystore-config "$config"
+  expect_success "$empty" key create QV_HMAC_INTEGRITY_0 --keystore-config "$config"
+  expect_success "$(text "meet at noon")" encrypt --keystore-config "$config"
+  cp "$work/out" "$work/old.txt"
+  expect_success "$(text "ledger")" hmac sign --keystore-config "$config"
+  local mac
+  mac=$(cat "$work/out")
+  expect_success "$empty" key rotate QV_ENCYPT_DECRYPT_0 --keystore-config "$config"
+  expect_success "$empty" key rotate QV_HMAC_INTEGRITY_0 --keystore-config "$config"
+  expect_success "$work/old.txt" decrypt --keystore-config "$config"
+  [[ $(cat "$work/out") == "meet at noon" ]] || fail "old text after rotation: '$(cat "$work/out")'"
+  expect_success "$(text "ledger")" hmac verify "$mac" --keystore-config "$config"
+  expect_failure 1 "hmac verify: does not match" "$(text "ledgeR")" hmac verify "$mac" --keystore-config "$config"
+  expect_success "$work/old.txt" rewrap --keystore-config "$config"
+  grep -q "meet at noon" "$work/out" "$work/err" && fail "rewrap printed the plain text"
+  grep -qx "qvcrypto: rewrap: QV_ENCYPT_DECRYPT_0 version 1 -> version 2" "$work/err" || fail "rewrap: $(cat "$work/err")"
+  cp "$work/out" "$work/rewrapped.txt"
+  expect_success "$work/rewrapped.txt" inspect
+  grep -q '"kv": {"value": 2' "$work/out" || fail "rewrapped text is not under version 2: $(cat "$work/out")"
+  expect_success "$empty" key destroy QV_ENCYPT_DECRYPT_0 1 --keystore-config "$config"
+  expect_failure 3 "decrypt with keystore \"ZKSystem\": KEYSTORE key version not found \[0x100000006\]" \
+    "$work/old.txt" decrypt --keystore-config "$config"
+  expect_failure 3 "rewrap: cannot decrypt with QV_ENCYPT_DECRYPT_0 version 1: KEYSTORE key version not found" \
+    "$work/old.txt" rewrap --keystore-config "$config"
+  expect_success "$work/rewrapped.txt" decrypt --keystore-config "$config"
+  [[ $(cat "$work/out") == "meet at noon" ]] || fail "rewrapped text decrypted to '$(cat "$work/out")'"
+  # The built-in keystore cannot read what the database keystore wrote.
+  expect_failure 3 "^qvcrypto: decrypt with keystore" "$work/rewrapped.txt" decrypt
+  # Password texts have no key version to move.
+  printf 'pw\n' >"$work/pw"
+  expect_success "$(text secret)" encrypt --password-file "$work/pw"
+  cp "$work/out" "$work/pw.txt"
+  expect_failure 3 "rewrap: the text was encrypted with a password" "$work/pw.txt" rewrap --keystore-config "$config"
+  expect_failure 3 "rewrap: PXA corrupted data" "$(text "not a text")" rewrap --keystore-config "$config"
+}
+
+case_master_key() {
+  expect_success "$empty" key create k --keystore-config "$config"
+  local other
+  od -An -N32 -tx1 /dev/urandom | tr -d ' \n' >"$work/other.hex"
+  other=$(config_with "{\"source\": \"host\", \"file\": \"$work/other.hex\"}" other.json)
+  expect_failure 3 "keystore $other: Corrupted keystore data \[0x10000000f\]" "$empty" key list --keystore-config "$other"
+  if [[ $backend == sqlite ]]; then
+    # The master key sits in the database under this machine's SSV: another SSV cannot open it,
+    # and without any SSV there is nothing to open it with.
+    expect_success "$empty" ssv init --force
+    expect_failure 3 "Corrupted keystore data" "$empty" key list --keystore-config "$config"
+    rm -rf "$root/registry"
+    expect_failure 3 "KEYSTORE init failure due to SSV not initialized" "$empty" key list --keystore-config "$config"
+  else
+    export QVKS_MASTER
+    QVKS_MASTER=$(cat "$work/master.hex")
+    local via_env
+    via_env=$(config_with '{"source": "host", "env": "QVKS_MASTER"}' env.json)
+    expect_success "$empty" key list --keystore-config "$via_env"
+    grep -Eq '^k +1 +active' "$work/out" || fail "the same key through the environment: $(cat "$work/out")"
+  fi
+}
+
+case_database_down() {
+  if [[ $backend == sqlite ]]; then
+    printf '{"backend": "sqlite", "path": "%s/no/such/dir/keys.db", "masterKey": {"source": "ssv"}}' "$work" >"$work/down.json"
+  else
+    printf '{"backend": "postgresql", "connection": "host=127.0.0.1 port=1 user=x dbname=x", "masterKey": %s}' \
+      "$master" >"$work/down.json"
+  fi
+  expect_failure 3 "KEYSTORE operation failure due to database error \[0x100000001\]" "$empty" \
+    key list --keystore-config "$work/down.json"
+  expect_failure 3 "database error" "$(text data)" encrypt --keystore-config "$work/down.json"
+}
+
+if ! declare -F "case_$case_name" >/dev/null; then
+  echo "unknown case $case_name" >&2
+  exit 2
+fi
+"case_$case_name"
+if [[ $failures -ne 0 ]]; then
+  echo "$failures check(s) failed in $case_name ($backend)" >&2
+  exit 1
+fi
+echo "$case_name ($backend): all checks passed"
