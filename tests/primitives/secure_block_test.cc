@@ -33,8 +33,8 @@ class SecureBlockStorage : public testing::Test {
 };
 
 TEST_F(SecureBlockStorage, PagesAreLockedWhileTheBlockLives) {
-#if defined(__SANITIZE_ADDRESS__)
-  GTEST_SKIP() << "AddressSanitizer intercepts mlock and makes it a no-op";
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+  GTEST_SKIP() << "the sanitizers intercept mlock and make it a no-op";
 #endif
   if (!platform::PageLocksAreObservable()) {
     GTEST_SKIP() << "Wine locks the pages but its QueryWorkingSetEx never reports them as locked";
