@@ -4,6 +4,7 @@
 #include "platform/machine_store.h"
 #include "tests/platform/failing_file_system.h"
 #include "tests/platform/machine_root_fixture.h"
+#include "tests/platform/store_reads.h"
 
 #include <gtest/gtest.h>
 
@@ -18,18 +19,9 @@ namespace fs = std::filesystem;
 using testsupport::ReadBytes;
 using testsupport::WriteBytes;
 
-const std::string kKey = "SOFTWARE\\Classes\\SSV";
-const std::string kValue = "SSV_Data";
-
-std::vector<std::uint8_t> Read(const std::string& key, const std::string& value, std::size_t maxSize,
-                               StoreStatus expected) {
-  SecureBlock content(3, 0xAA);
-  EXPECT_EQ(ReadMachineValue(key, value, maxSize, RegistryView::kNative64, content), expected) << key << " " << value;
-  if (expected != StoreStatus::kOk) {
-    EXPECT_TRUE(content.empty()) << "a failed read left bytes behind";
-  }
-  return std::vector<std::uint8_t>(content.begin(), content.end());
-}
+const std::string& kKey = testsupport::kSsvKey;
+const std::string& kValue = testsupport::kSsvValue;
+constexpr auto Read = testsupport::ReadStoreValue;
 
 class MachineStore : public testing::Test {
  protected:
