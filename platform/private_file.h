@@ -6,10 +6,18 @@
 
 namespace QVCryptoService::platform {
 
-// WritePrivateFile creates `path` (or truncates it) and writes `data` to it, readable and
-// writable by its owner only where the system has file modes (mode 0600, and a symbolic link at
-// `path` is refused); on Windows the file takes the directory's access rules. Returns false when any step fails; the
-// file may then exist with partial content, and the caller removes it.
+// WritePrivateFile creates `path`, which must not exist yet (neither a file nor a symbolic link),
+// and writes `data` to it. The file is private from its creation on: mode 0600 where the system
+// has file modes (O_CREAT|O_EXCL|O_NOFOLLOW), a security descriptor that admits SYSTEM and
+// Administrators only on Windows (CREATE_NEW). Returns false when anything is at `path` already
+// or any step fails; a file this call created is then removed again.
 bool WritePrivateFile(const std::string& path, std::span<const std::uint8_t> data);
+
+// RemoveOwnStaleFile clears `path` for WritePrivateFile: a regular file left there by this
+// account (owned by the caller; on Windows any file, since only administrators may write where
+// the library keeps such files) is removed. Returns true when nothing is at `path` afterwards,
+// false when something that is not ours is there (another user's file, a link, a directory):
+// it is left in place and the caller refuses to go on.
+bool RemoveOwnStaleFile(const std::string& path);
 
 }  // namespace QVCryptoService::platform
