@@ -1,5 +1,6 @@
 #include "cli/commands.h"
 #include "cli/io.h"
+#include "cli/key_source.h"
 #include "cli/password.h"
 #include "cli/tool.h"
 
@@ -18,19 +19,13 @@ using namespace QVCryptoService;
 
 namespace {
 
-std::string KeystoreName(const Invocation& invocation) {
-  const std::string* name = invocation.Value("--keystore");
-  if (name != nullptr && HasPasswordOption(invocation)) {
-    Usage("give either --keystore or a password option, not both");
-  }
-  return name != nullptr ? *name : "ZKSystem";
-}
+// main has registered the key source of the command line under this name (see key_source.h).
+const std::string kKeystore(kDefaultKeystore);
 
 }  // namespace
 
 int RunEncrypt(const Invocation& invocation) {
   const bool withPassword = HasPasswordOption(invocation);
-  const std::string keystore = KeystoreName(invocation);
   // The password is asked before the data is read, so a missing source fails fast.
   const SecureBlock password = withPassword ? ReadPassword(invocation) : SecureBlock();
   const SecureBlock plain = ReadStandardInput();
@@ -40,10 +35,10 @@ int RunEncrypt(const Invocation& invocation) {
     const SecretString passwordText(password);
     result = EncryptWithPassword(plain, passwordText.str(), cipherText);
   } else {
-    result = EncryptData(plain, cipherText, keystore);
+    result = EncryptData(plain, cipherText, kKeystore);
   }
   if (result != PXA_OK) {
-    FailedResult(withPassword ? "encrypt" : "encrypt with keystore \"" + keystore + "\"", result);
+    FailedResult(withPassword ? "encrypt" : "encrypt with keystore \"" + kKeystore + "\"", result);
   }
   WriteStandardOutput(cipherText + "\n");
   return kExitOk;
@@ -51,7 +46,6 @@ int RunEncrypt(const Invocation& invocation) {
 
 int RunDecrypt(const Invocation& invocation) {
   const bool withPassword = HasPasswordOption(invocation);
-  const std::string keystore = KeystoreName(invocation);
   const SecureBlock password = withPassword ? ReadPassword(invocation) : SecureBlock();
   const std::string cipherText = ReadTextArgument(nullptr, "cipher text");
   SecureBlock plain;
@@ -60,17 +54,16 @@ int RunDecrypt(const Invocation& invocation) {
     const SecretString passwordText(password);
     result = DecryptWithPassword(cipherText, passwordText.str(), plain);
   } else {
-    result = DecryptData(cipherText, plain, keystore);
+    result = DecryptData(cipherText, plain, kKeystore);
   }
   if (result != PXA_OK) {
-    FailedResult(withPassword ? "decrypt" : "decrypt with keystore \"" + keystore + "\"", result);
+    FailedResult(withPassword ? "decrypt" : "decrypt with keystore \"" + kKeystore + "\"", result);
   }
   WriteStandardOutput(plain.data(), plain.size());
   return kExitOk;
 }
 
 int RunRewrap(const Invocation& invocation) {
-  const std::string keystore = KeystoreName(invocation);
   const std::string cipherText = ReadTextArgument(CommandArgument(invocation, 0), "cipher text");
   CipherMeta_t meta;
   std::vector<std::uint8_t> bytes;
@@ -84,12 +77,12 @@ int RunRewrap(const Invocation& invocation) {
   const auto engine = QVpax::getInstance()->CryptoIntrf();
   const std::string oldVersion = meta.keyName + " version " + std::to_string(meta.keyVersion);
   SecureBlock plain;
-  PxaResult result = engine->decrypt(keystore, meta.cipherName, meta.keyName, cipherText, plain);
+  PxaResult result = engine->decrypt(kKeystore, meta.cipherName, meta.keyName, cipherText, plain);
   if (result != PXA_OK) {
     FailedResult("rewrap: cannot decrypt with " + oldVersion, result);
   }
   std::string rewrapped;
-  result = engine->encrypt(keystore, meta.cipherName, meta.keyName, std::move(plain), rewrapped);
+  result = engine->encrypt(kKeystore, meta.cipherName, meta.keyName, std::move(plain), rewrapped);
   if (result != PXA_OK) {
     FailedResult("rewrap: cannot encrypt with the current version of " + meta.keyName, result);
   }

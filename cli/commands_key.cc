@@ -3,6 +3,7 @@
 #include "cli/command_table.h"
 #include "cli/commands.h"
 #include "cli/io.h"
+#include "cli/key_source.h"
 #include "cli/tool.h"
 
 #include <qvcryptoservice/keystore_db.h>
@@ -12,8 +13,8 @@
 
 #include <algorithm>
 #include <charconv>
-#include <cstdio>
 #include <chrono>
+#include <cstdio>
 #include <fstream>
 #include <memory>
 #include <sstream>
@@ -246,7 +247,7 @@ void UseKeystoreConfig(const std::string& file) {
   }
   Check("keystore " + file, code);
   Configured() = keystore;
-  (void)SetKeystore("ZKSystem", keystore);
+  (void)SetKeystore(std::string(kDefaultKeystore), keystore);
 }
 
 }  // namespace qvcrypto

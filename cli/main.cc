@@ -5,9 +5,9 @@
 #include "cli/command_table.h"
 #include "cli/commands.h"
 #include "cli/console.h"
+#include "cli/key_source.h"
 #include "cli/tool.h"
 
-#include <qvcryptoservice/keystore_static.h>
 #include <qvcryptoservice/logger.h>
 #include <qvcryptoservice/qvpax.h>
 
@@ -29,6 +29,10 @@ namespace {
 constexpr std::string_view kVersion = "1.0.0";
 
 const std::vector<std::string_view> kPasswordOptions = {"--password-file", "--password-env", "--password-prompt"};
+
+// The options of every command that reaches a keystore key; "--keystore ZKSystem" is the long
+// way of saying --demo-key.
+std::vector<std::string_view> KeystoreOptions() { return {"--keystore-config", kDemoKeyOption, "--keystore"}; }
 
 std::vector<std::string_view> WithPassword(std::vector<std::string_view> options) {
   options.insert(options.end(), kPasswordOptions.begin(), kPasswordOptions.end());
@@ -66,24 +70,24 @@ std::vector<Command> BaseCommands() {
        0,
        RunSsvDecrypt},
       {{"encrypt"},
-       "encrypt [--keystore NAME] [--keystore-config FILE] | [PASSWORD OPTION] < plain > text",
-       "encrypt with the keystore's key (default \"ZKSystem\") or with a password (aes-256-cbc)",
-       WithPassword({"--keystore", "--keystore-config"}),
+       "encrypt --keystore-config FILE | PASSWORD OPTION | --demo-key < plain > text",
+       "encrypt with a keystore's key or with a password (aes-256-cbc)",
+       WithPassword(KeystoreOptions()),
        0,
        0,
        RunEncrypt},
       {{"decrypt"},
-       "decrypt [--keystore NAME] [--keystore-config FILE] | [PASSWORD OPTION] < text > plain",
+       "decrypt --keystore-config FILE | PASSWORD OPTION | --demo-key < text > plain",
        "decrypt what 'encrypt' made",
-       WithPassword({"--keystore", "--keystore-config"}),
+       WithPassword(KeystoreOptions()),
        0,
        0,
        RunDecrypt},
       {{"rewrap"},
-       "rewrap [--keystore NAME] [--keystore-config FILE] [TEXT] > text",
+       "rewrap --keystore-config FILE | --demo-key [TEXT] > text",
        "re-encrypt a keystore text under the current version of its key (the same plain text, never printed), "
        "so that older versions can be retired; the text on stdin when not given",
-       {"--keystore", "--keystore-config"},
+       KeystoreOptions(),
        0,
        1,
        RunRewrap},
@@ -131,16 +135,16 @@ std::vector<Command> BaseCommands() {
        1,
        RunVerifyPassword},
       {{"hmac", "sign"},
-       "hmac sign [--keystore-config FILE] < data",
-       "HMAC-SHA256 record keyed by the \"ZKSystem\" keystore",
-       {"--keystore-config"},
+       "hmac sign --keystore-config FILE | --demo-key < data",
+       "HMAC-SHA256 record keyed by the keystore's integrity key",
+       KeystoreOptions(),
        0,
        0,
        RunHmacSign},
       {{"hmac", "verify"},
-       "hmac verify RECORD [--keystore-config FILE] < data",
+       "hmac verify RECORD --keystore-config FILE | --demo-key < data",
        "exit 0 when the data matches the HMAC record, 1 if not",
-       {"--keystore-config"},
+       KeystoreOptions(),
        1,
        1,
        RunHmacVerify},
@@ -194,6 +198,12 @@ void PrintHelp(const Command* only) {
           "\n--keystore-config FILE: use the database keystore that FILE configures, registered as \"ZKSystem\"\n"
           "(JSON: {\"backend\": \"sqlite\", \"path\": F} or {\"backend\": \"postgresql\", \"connection\": S},\n"
           "with \"masterKey\": {\"source\": \"ssv\"} or {\"source\": \"host\", \"file\": F | \"env\": VAR}).\n";
+    }
+    if (std::find(only->options.begin(), only->options.end(), kDemoKeyOption) != only->options.end()) {
+      text +=
+          "\n--demo-key (or --keystore ZKSystem): use the library's built-in keystore. Its key is in every copy\n"
+          "of the library, so anyone can decrypt or forge what it protects: for trying the tool only. Every\n"
+          "use says so in a warning line on standard error.\n";
     }
   } else {
     text = "usage: qvcrypto [--machine-root DIR] [--verbose] COMMAND [ARGS]\n\ncommands:\n";
@@ -310,10 +320,12 @@ int Run(int argc, const char* const* argv) {
     UseMachineRoot(*root);
   }
   (void)InitLibrary();
-  (void)SetKeystore("ZKSystem", std::make_shared<QVKeystoreStatic>());
-  if (const std::string* file = invocation.Value("--keystore-config")) {
-    UseKeystoreConfig(*file);
+  if (command->run == RunSelftest) {
+    // The self-test checks the library's known answers, the built-in keystore's round trip among
+    // them; that protects nothing of the caller's, so it needs no key option and gives no warning.
+    UseBuiltInKeystoreQuietly();
   }
+  UseKeySource(invocation, *command);
   return command->run(invocation);
 }
 

@@ -30,5 +30,7 @@ cc -std=c11 -o "$work/c_quickstart_pc" "$here/c_quickstart.c" $(PKG_CONFIG_PATH=
 "$work/c_quickstart_pc" >/dev/null
 
 "$prefix/bin/qvcrypto" selftest >/dev/null
-printf 'installed tool works' | "$prefix/bin/qvcrypto" encrypt | "$prefix/bin/qvcrypto" decrypt >/dev/null
+export QVCS_CHECK_PASSWORD='installed tool works'
+printf 'installed tool works' | "$prefix/bin/qvcrypto" encrypt --password-env QVCS_CHECK_PASSWORD |
+  "$prefix/bin/qvcrypto" decrypt --password-env QVCS_CHECK_PASSWORD >/dev/null
 echo "examples built against the installed package and passed"

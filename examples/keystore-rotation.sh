@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # A key rotation with the database keystore, as a terminal session: create the keys, encrypt and
-# sign, rotate, read the old text, rewrap it, destroy the old version, and see the old text fail.
+# sign, rotate, read the old text, rewrap it, destroy the old version, and see the old text fail;
+# on the way, a record signed with the public demo key is refused.
 #
 #   examples/keystore-rotation.sh QVCRYPTO sqlite
 #   examples/keystore-rotation.sh QVCRYPTO postgresql "host=127.0.0.1 port=5432 user=... dbname=..."
@@ -79,6 +80,8 @@ show qvcrypto key rotate QV_HMAC_INTEGRITY_0 --keystore-config keystore.json
 show qvcrypto key list --keystore-config keystore.json
 show "qvcrypto decrypt --keystore-config keystore.json < old.txt; echo"
 show "printf 'ledger line 1' | qvcrypto hmac verify \"\$(cat old.mac)\" --keystore-config keystore.json"
+show "printf 'ledger line 1' | qvcrypto hmac sign --demo-key > forged.mac"
+expect_failure "printf 'ledger line 1' | qvcrypto hmac verify \"\$(cat forged.mac)\" --keystore-config keystore.json"
 show "printf 'meet at one' | qvcrypto encrypt --keystore-config keystore.json > new.txt"
 show "qvcrypto inspect < new.txt | grep '\"kv\"'"
 show "qvcrypto rewrap --keystore-config keystore.json < old.txt > rewrapped.txt"

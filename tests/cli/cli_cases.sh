@@ -2,7 +2,7 @@
 # End-to-end cases of the qvcrypto tool: cli_cases.sh TOOL DATA_DIR CASE. Each case runs the
 # tool against a fresh temporary machine root and checks exit code, standard output and
 # standard error; failures must give exactly one line on standard error and nothing on
-# standard output.
+# standard output. A command that uses the built-in demo key says so first, on a line of its own.
 set -uo pipefail
 
 tool=$1
@@ -15,18 +15,39 @@ root="$work/root"
 mkdir "$root"
 export QVCRYPTO_MACHINE_ROOT="$root"
 failures=0
+demo_warning='qvcrypto: warning: using the built-in demo key, which every copy of this library has; anyone can decrypt or forge what it protects'
+want_warning=0
 
 fail() {
   echo "FAIL [$case_name] $*" >&2
   failures=$((failures + 1))
 }
 
-# run INPUT_FILE ARGS...: runs the tool; sets $code, and leaves $work/out and $work/err.
+# run INPUT_FILE ARGS...: runs the tool; sets $code, and leaves $work/out and $work/err. Checks
+# that the demo-key warning came exactly once as the first line of stderr when the run is wrapped
+# in 'demo', and not at all otherwise; the warning is taken off $work/err.
 run() {
   local input=$1
   shift
   "$tool" "$@" <"$input" >"$work/out" 2>"$work/err"
   code=$?
+  local warnings
+  # (A Windows program may end its stderr lines with CR LF.)
+  warnings=$(tr -d '\r' <"$work/err" | grep -cxF -- "$demo_warning")
+  if [[ $want_warning -eq 0 ]]; then
+    [[ $warnings -eq 0 ]] || fail "qvcrypto $*: warned of the demo key without being asked to use it"
+  elif [[ $warnings -ne 1 || $(head -n 1 "$work/err" | tr -d '\r') != "$demo_warning" ]]; then
+    fail "qvcrypto $*: want the demo-key warning once, first on stderr: $(cat "$work/err")"
+  else
+    sed -i 1d "$work/err"
+  fi
+}
+
+# demo CHECK ARGS...: runs one expect_... check of a command that uses the demo key.
+demo() {
+  want_warning=1
+  "$@"
+  want_warning=0
 }
 
 # expect_failure CODE PATTERN INPUT_FILE ARGS...: the documented code, nothing on stdout and
@@ -101,7 +122,15 @@ not a 64-bit result value|explain 0x1ffffffffffffffff
 not a 64-bit result value|explain 18446744073709551616
 not a 64-bit result value|explain -1
 not a 64-bit result value|explain 12abc
-either --keystore or a password option|encrypt --keystore ZKSystem --password-env HOME
+encrypt: no key given; use --keystore-config FILE, a password option .* or --demo-key|encrypt
+decrypt: no key given; use --keystore-config FILE, a password option .* or --demo-key|decrypt
+rewrap: no key given; use --keystore-config FILE or --demo-key|rewrap
+hmac sign: no key given; use --keystore-config FILE or --demo-key|hmac sign
+hmac verify: no key given; use --keystore-config FILE or --demo-key|hmac verify RECORD
+more than one key given|encrypt --keystore ZKSystem --password-env HOME
+more than one key given|decrypt --demo-key --keystore-config /no/such.json
+more than one key given|hmac verify RECORD --keystore ZKSystem --keystore-config /no/such.json
+unknown keystore "Nope": the tool has only "ZKSystem"|encrypt --keystore Nope
 only one of|encrypt --password-env HOME --password-file /etc/hostname
 given twice|decrypt --keystore A --keystore B
 TABLE
@@ -209,9 +238,9 @@ case_machine_root_problems() {
 
 case_keystore_round_trip() {
   head -c 1000 /dev/urandom >"$work/plain"
-  expect_success "$work/plain" encrypt
+  demo expect_success "$work/plain" encrypt --demo-key
   cp "$work/out" "$work/text"
-  expect_success "$work/text" decrypt --keystore ZKSystem
+  demo expect_success "$work/text" decrypt --keystore ZKSystem
   cmp -s "$work/plain" "$work/out" || fail "keystore round trip changed the data"
   expect_success "$work/text" inspect
   grep -q '"record": "cipher text (keystore key)"' "$work/out" || fail "inspect: $(cat "$work/out")"
@@ -223,11 +252,7 @@ case_keystore_round_trip() {
   # One character changed at the front breaks the record itself.
   local changed
   changed="B$(cut -c2- "$work/text")"
-  expect_failure 3 "decrypt with keystore \"ZKSystem\": PXA corrupted data" "$(text "$changed")" decrypt
-}
-
-case_unknown_keystore() {
-  expect_failure 3 "encrypt with keystore \"Nope\": .*no such keystore registered" "$(text secret)" encrypt --keystore Nope
+  demo expect_failure 3 "decrypt with keystore \"ZKSystem\": PXA corrupted data" "$(text "$changed")" decrypt --demo-key
 }
 
 case_password_round_trip() {
@@ -285,16 +310,16 @@ case_password_prompt() {
 }
 
 case_empty_input() {
-  expect_failure 2 "no cipher text given" "$empty" decrypt
+  demo expect_failure 2 "no cipher text given" "$empty" decrypt --demo-key
   expect_failure 2 "no cipher text given" "$empty" decrypt --password-file "$password_file"
   expect_failure 2 "no SSV text given" "$empty" ssv decrypt
   expect_failure 2 "nothing to decrypt" "$empty" ssv decrypt --binary
   expect_failure 2 "no text to inspect given" "$empty" inspect
   expect_failure 2 "no text to inspect given" "$(text $'  \n')" inspect
   # Empty data is still data: it encrypts and comes back empty.
-  expect_success "$empty" encrypt
+  expect_success "$empty" encrypt --password-file "$password_file"
   cp "$work/out" "$work/text"
-  expect_success "$work/text" decrypt
+  expect_success "$work/text" decrypt --password-file "$password_file"
   [[ ! -s $work/out ]] || fail "empty plain text came back as $(wc -c <"$work/out") bytes"
 }
 
@@ -345,10 +370,10 @@ case_hash_and_verify() {
 
 case_hmac() {
   local record
-  expect_success "$(text "message")" hmac sign
+  demo expect_success "$(text "message")" hmac sign --demo-key
   record=$(cat "$work/out")
-  expect_success "$(text "message")" hmac verify "$record"
-  expect_failure 1 "hmac verify: does not match" "$(text "messagE")" hmac verify "$record"
+  demo expect_success "$(text "message")" hmac verify "$record" --keystore ZKSystem
+  demo expect_failure 1 "hmac verify: does not match" "$(text "messagE")" hmac verify "$record" --demo-key
 }
 
 case_inspect_records() {
@@ -363,7 +388,7 @@ case_inspect_records() {
   expect_success "$work/record" inspect
   grep -q '"record": "hashing record (password hash)"' "$work/out" || fail "password hash: $(cat "$work/out")"
   grep -q '"it": {"value": 10000' "$work/out" || fail "password hash lacks its iterations"
-  expect_success "$(text data)" hmac sign
+  demo expect_success "$(text data)" hmac sign --demo-key
   cp "$work/out" "$work/record"
   expect_success "$work/record" inspect
   grep -q '"record": "signing record (HMAC)"' "$work/out" || fail "hmac: $(cat "$work/out")"
@@ -391,6 +416,26 @@ not a record of this library|eyJ2IjoxfQo=
 neither a JSON record nor an SSV text|AAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAA
 neither a JSON record nor an SSV text|aGVsbG8=
 TABLE
+}
+
+case_keystore_config() {
+  expect_success "$empty" ssv init
+  local config="$work/keystore.json" mac
+  printf '{"backend": "sqlite", "path": "%s/keys.db", "masterKey": {"source": "ssv"}}\n' "$work" >"$config"
+  expect_success "$empty" key create QV_ENCYPT_DECRYPT_0 --keystore-config "$config"
+  expect_success "$empty" key create QV_HMAC_INTEGRITY_0 --keystore-config "$config"
+  # A keystore of one's own gives no warning (run checks that) ...
+  expect_success "$(text "ledger")" encrypt --keystore-config "$config"
+  cp "$work/out" "$work/text"
+  expect_success "$work/text" decrypt --keystore-config "$config"
+  [[ $(cat "$work/out") == ledger ]] || fail "keystore config round trip gave '$(cat "$work/out")'"
+  # ... and what anyone can make with the public demo key does not pass for its work.
+  demo expect_success "$(text "ledger")" hmac sign --demo-key
+  mac=$(cat "$work/out")
+  expect_failure 1 "hmac verify: does not match" "$(text "ledger")" hmac verify "$mac" --keystore-config "$config"
+  demo expect_success "$(text "ledger")" encrypt --demo-key
+  cp "$work/out" "$work/text"
+  expect_failure 3 "decrypt with keystore \"ZKSystem\": " "$work/text" decrypt --keystore-config "$config"
 }
 
 case_selftest() {
