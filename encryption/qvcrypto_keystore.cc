@@ -6,10 +6,11 @@
 #include "encryption/cipher_steps.h"
 #include "encryption/key_retrieval.h"
 #include "frame/result_compose.h"
+#include "primitives/openssl_int.h"
 
 #include <openssl/rand.h>
 
-#include <climits>
+#include <optional>
 #include <string_view>
 
 namespace QVCryptoService {
@@ -133,8 +134,8 @@ void QVCrypto::generateSecureRandom(std::uint64_t count, SecureBlock& out) const
     out.reserve(static_cast<std::size_t>(count));
   }
   // Fills storage beyond size() on purpose: callers size the block first and pass its size.
-  if (count > 0 && count <= static_cast<std::uint64_t>(INT_MAX)) {
-    (void)RAND_bytes(out.data(), static_cast<int>(count));
+  if (const std::optional<int> length = NarrowToOpenSslInt(count); length && *length > 0) {
+    (void)RAND_bytes(out.data(), *length);
   }
 }
 

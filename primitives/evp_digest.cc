@@ -5,6 +5,7 @@
 #include <qvcryptoservice/primitives.h>
 
 #include "frame/result_compose.h"
+#include "primitives/openssl_int.h"
 #include "primitives/ossl_ptr.h"
 
 #include <openssl/evp.h>
@@ -12,6 +13,7 @@
 
 #include <cstring>
 #include <memory>
+#include <optional>
 
 namespace QVCryptoService {
 namespace {
@@ -89,12 +91,13 @@ PxaResult PBKDF2_HMAC(const char* digestName, const char* password, const unsign
   if (password == nullptr || !InputValid(salt, saltLen) || keyLen < 0 || (keyLen > 0 && out == nullptr)) {
     return PXA_ERR_INVALID_ARGUMENTS;
   }
-  // OpenSSL takes the count as a signed int; counts beyond it are refused rather than wrapped.
-  if (iterations > static_cast<std::uint32_t>(INT32_MAX)) {
+  // Counts and passwords beyond what OpenSSL's int takes are refused rather than wrapped.
+  const std::optional<int> iterationCount = NarrowToOpenSslInt(iterations);
+  const std::optional<int> passwordLength = NarrowToOpenSslInt(std::strlen(password));
+  if (!iterationCount || !passwordLength) {
     return PXA_ERR_INVALID_ARGUMENTS;
   }
-  if (PKCS5_PBKDF2_HMAC(password, static_cast<int>(std::strlen(password)), NonNull(salt), saltLen,
-                        static_cast<int>(iterations), digest, keyLen, out) != 1) {
+  if (PKCS5_PBKDF2_HMAC(password, *passwordLength, NonNull(salt), saltLen, *iterationCount, digest, keyLen, out) != 1) {
     return LastOpenSslResult();
   }
   return PXA_OK;
