@@ -6,6 +6,7 @@
 
 #include <openssl/rand.h>
 
+#include <algorithm>
 #include <optional>
 
 namespace QVCryptoService {
@@ -62,13 +63,18 @@ PxaResult DecryptWithRecordIv(const std::string& cipherName, const SecureBlock& 
     return PXA_ERR_INVALID_ARGUMENTS;
   }
   std::vector<std::uint8_t> iv = meta.iv;
-  // The caller's buffer holds at least the cipher text's length, which bounds the plain text.
+  // The cipher text's length bounds the plain text. It is decrypted into locked memory and
+  // reaches the caller's buffer only whole: a failure (a bad padding block, mostly) comes after
+  // all but the last block have been decrypted, and none of that may be left with the caller.
+  // One byte more than needed, so that even an empty cipher text has somewhere to go.
+  SecureBlock plain(length + 1);
   int written = *cipherLength;
   const PxaResult result = EVPDecrypt(cipherName.c_str(), key.data(), *keyLength, iv.data(), *ivLength, cipherText,
-                                      *cipherLength, out, written);
+                                      *cipherLength, plain.data(), written);
   if (result != PXA_OK) {
     return result;
   }
+  std::copy_n(plain.data(), written, out);
   outLength = static_cast<std::size_t>(written);
   return PXA_OK;
 }
