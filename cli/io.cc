@@ -69,11 +69,4 @@ SecretString::SecretString(const SecureBlock& secret) : text_(secret.begin(), se
 
 SecretString::~SecretString() { WipeString(text_); }
 
-void WipeString(std::string& text) {
-  // The whole capacity: a shrunk string may still hold older characters past its size.
-  text.resize(text.capacity());
-  OPENSSL_cleanse(text.data(), text.size());
-  text.clear();
-}
-
 }  // namespace qvcrypto

@@ -5,6 +5,8 @@
 
 #include <qvcryptoservice/secure_block.h>
 
+#include "primitives/secret_string.h"
+
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -40,7 +42,7 @@ class SecretString {
   std::string text_;
 };
 
-// WipeString overwrites and empties a string that held a secret.
-void WipeString(std::string& text);
+// WipeString overwrites and empties a string that held a secret: the library's own.
+using QVCryptoService::WipeString;
 
 }  // namespace qvcrypto

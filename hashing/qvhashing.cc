@@ -162,7 +162,7 @@ PxaResult QVHashing::generateDerivedKey(const std::string& digestName, const std
   const PxaResult derived =
       PBKDF2_HMAC(digestName.c_str(), password.c_str(), reinterpret_cast<const unsigned char*>(salt.data()),
                   kSaltLength, kIterations, kOutputLength, key.data());
-  OPENSSL_cleanse(salt.data(), salt.size());
+  WipeString(salt);
   if (derived != PXA_OK) {
     return derived;
   }

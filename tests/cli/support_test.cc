@@ -137,16 +137,6 @@ TEST(Trim, RemovesWhiteSpaceAtBothEndsOnly) {
   EXPECT_EQ(Trim("\r\n a b \r\n"), "a b");
 }
 
-TEST(WipeString, LeavesNoCharactersBehind) {
-  std::string secret = "a secret long enough to live outside the string object";
-  const std::size_t capacity = secret.capacity();
-  WipeString(secret);
-  EXPECT_TRUE(secret.empty());
-  EXPECT_EQ(secret.capacity(), capacity);
-  secret.resize(capacity);
-  EXPECT_EQ(secret.find_first_not_of('\0'), std::string::npos);
-}
-
 struct PasswordFileCase {
   std::string content;
   std::string password;  // empty: a usage error is expected
