@@ -10,6 +10,7 @@
 
 #include <openssl/rand.h>
 
+#include <algorithm>
 #include <optional>
 #include <string_view>
 
@@ -130,12 +131,23 @@ bool QVCrypto::isQVCrypto(std::string text) const {
 }
 
 void QVCrypto::generateSecureRandom(std::uint64_t count, SecureBlock& out) const {
+  // A count no block can hold is left alone rather than let the block's length error out.
+  if (count > out.max_size()) {
+    return;
+  }
   if (count > out.capacity()) {
     out.reserve(static_cast<std::size_t>(count));
   }
-  // Fills storage beyond size() on purpose: callers size the block first and pass its size.
-  if (const std::optional<int> length = NarrowToOpenSslInt(count); length && *length > 0) {
-    (void)RAND_bytes(out.data(), *length);
+  // Fills storage beyond size() on purpose: callers size the block first and pass its size. The
+  // generator takes an int count, so a larger request is filled a piece at a time.
+  constexpr std::uint64_t kPiece = std::uint64_t{1} << 30;
+  for (std::uint64_t done = 0; done < count;) {
+    const std::optional<int> piece = NarrowToOpenSslInt(std::min(count - done, kPiece));
+    if (!piece) {
+      return;
+    }
+    (void)RAND_bytes(out.data() + done, *piece);
+    done += static_cast<std::uint64_t>(*piece);
   }
 }
 
