@@ -4,6 +4,7 @@
 #include <qvcryptoservice/primitives.h>
 #include <qvcryptoservice/ssv_crypto.h>
 
+#include "primitives/base64_codec.h"
 #include "primitives/secret_string.h"
 #include "ssv/ssv_log.h"
 
@@ -77,8 +78,9 @@ PxaResult QVSSVCrypto::EncryptBySSV(const std::vector<std::string>& groupSecrets
   std::string binary;
   const PxaResult result = EncryptBySSV_Bin(groupSecrets, plain, binary);
   if (result == PXA_OK) {
-    cipherText =
-        base64_encode(reinterpret_cast<const unsigned char*>(binary.data()), static_cast<std::uint32_t>(binary.size()));
+    std::string text;
+    AppendBase64(text, reinterpret_cast<const std::uint8_t*>(binary.data()), binary.size());
+    cipherText = std::move(text);
   }
   return result;
 }
