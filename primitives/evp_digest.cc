@@ -11,6 +11,7 @@
 #include <openssl/evp.h>
 #include <openssl/hmac.h>
 
+#include <climits>
 #include <cstring>
 #include <memory>
 #include <optional>
@@ -91,13 +92,14 @@ PxaResult PBKDF2_HMAC(const char* digestName, const char* password, const unsign
   if (password == nullptr || !InputValid(salt, saltLen) || keyLen < 0 || (keyLen > 0 && out == nullptr)) {
     return PXA_ERR_INVALID_ARGUMENTS;
   }
-  // Counts and passwords beyond what OpenSSL's int takes are refused rather than wrapped.
-  const std::optional<int> iterationCount = NarrowToOpenSslInt(iterations);
+  // OpenSSL takes the count and the password's length as signed ints; what does not fit is
+  // refused rather than wrapped.
   const std::optional<int> passwordLength = NarrowToOpenSslInt(std::strlen(password));
-  if (!iterationCount || !passwordLength) {
+  if (iterations > static_cast<std::uint32_t>(INT_MAX) || !passwordLength) {
     return PXA_ERR_INVALID_ARGUMENTS;
   }
-  if (PKCS5_PBKDF2_HMAC(password, *passwordLength, NonNull(salt), saltLen, *iterationCount, digest, keyLen, out) != 1) {
+  if (PKCS5_PBKDF2_HMAC(password, *passwordLength, NonNull(salt), saltLen, static_cast<int>(iterations), digest, keyLen,
+                        out) != 1) {
     return LastOpenSslResult();
   }
   return PXA_OK;
