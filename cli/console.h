@@ -5,6 +5,8 @@
 
 #include <qvcryptoservice/secure_block.h>
 
+#include <cstddef>
+#include <cstdint>
 #include <string>
 
 namespace qvcrypto::console {
@@ -12,6 +14,10 @@ namespace qvcrypto::console {
 // UseBinaryStandardStreams stops the C runtime from translating line ends on standard input and
 // output, so data passes through byte for byte.
 void UseBinaryStandardStreams();
+
+// WriteToStandardOutput writes `length` bytes to the standard output descriptor, bypassing
+// stdio and its buffer; false when the system refuses any of them.
+bool WriteToStandardOutput(const std::uint8_t* data, std::size_t length);
 
 // ReadPasswordWithoutEcho writes `prompt` to the terminal, reads one line from it with echo off
 // and stores it (without the line end) in `password`. Returns false when the process has no

@@ -1,5 +1,6 @@
 #include "cli/io.h"
 
+#include "cli/console.h"
 #include "cli/tool.h"
 
 #include <openssl/crypto.h>
@@ -43,10 +44,8 @@ std::string ReadTextArgument(const std::string* argument, std::string_view what)
 }
 
 void WriteStandardOutput(const std::uint8_t* data, std::size_t length) {
-  if (length != 0 && std::fwrite(data, 1, length, stdout) != length) {
-    Failed("cannot write to standard output");
-  }
-  if (std::fflush(stdout) != 0) {
+  // What others wrote through stdio goes first, so the order on the stream stays as written.
+  if (std::fflush(stdout) != 0 || !console::WriteToStandardOutput(data, length)) {
     Failed("cannot write to standard output");
   }
 }
@@ -68,12 +67,5 @@ std::string Trim(std::string_view text) {
 SecretString::SecretString(const SecureBlock& secret) : text_(secret.begin(), secret.end()) {}
 
 SecretString::~SecretString() { WipeString(text_); }
-
-void WipeString(std::string& text) {
-  // The whole capacity: a shrunk string may still hold older characters past its size.
-  text.resize(text.capacity());
-  OPENSSL_cleanse(text.data(), text.size());
-  text.clear();
-}
 
 }  // namespace qvcrypto

@@ -5,6 +5,8 @@
 
 #include <qvcryptoservice/secure_block.h>
 
+#include "primitives/secret_string.h"
+
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -19,7 +21,9 @@ QVCryptoService::SecureBlock ReadStandardInput();
 // standard input, without surrounding white space. Usage error when it is empty.
 std::string ReadTextArgument(const std::string* argument, std::string_view what);
 
-// WriteStandardOutput writes and flushes; a failed write ends the command (exit 3).
+// WriteStandardOutput writes and flushes; a failed write ends the command (exit 3). The bytes
+// (decrypted text, derived keys) go to the descriptor directly, never through stdio's buffer,
+// which is ordinary heap that nobody wipes.
 void WriteStandardOutput(const std::uint8_t* data, std::size_t length);
 void WriteStandardOutput(std::string_view text);
 
@@ -40,7 +44,7 @@ class SecretString {
   std::string text_;
 };
 
-// WipeString overwrites and empties a string that held a secret.
-void WipeString(std::string& text);
+// WipeString overwrites and empties a string that held a secret: the library's own.
+using QVCryptoService::WipeString;
 
 }  // namespace qvcrypto

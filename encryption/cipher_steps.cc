@@ -2,15 +2,14 @@
 
 #include <qvcryptoservice/primitives.h>
 
+#include "primitives/openssl_int.h"
+
 #include <openssl/rand.h>
 
-#include <climits>
+#include <algorithm>
+#include <optional>
 
 namespace QVCryptoService {
-namespace {
-// Output room for a one-shot call: the input plus two blocks of slack.
-constexpr std::size_t kCipherSlack = 32;
-}  // namespace
 
 PxaResult KeyFitsCipher(const std::string& cipherName, const SecureBlock& key, const QVKeyControlData& ctl) {
   if (cipherName != ctl.algorithm) {
@@ -32,7 +31,9 @@ PxaResult EncryptWithFreshIv(const std::string& cipherName, const SecureBlock& k
   if (ivLength < 0) {
     return PXA_ERR_UNSPECIFIED;
   }
-  if (length > static_cast<std::size_t>(INT_MAX) - kCipherSlack || (plain == nullptr && length != 0)) {
+  const std::optional<int> plainLength = NarrowToOpenSslInt(length, kCipherSlack);
+  const std::optional<int> keyLength = NarrowToOpenSslInt(key.size());
+  if (!plainLength || !keyLength || (plain == nullptr && length != 0)) {
     return PXA_ERR_INVALID_ARGUMENTS;
   }
   std::vector<std::uint8_t> freshIv(static_cast<std::size_t>(ivLength));
@@ -40,9 +41,9 @@ PxaResult EncryptWithFreshIv(const std::string& cipherName, const SecureBlock& k
     (void)RAND_bytes(freshIv.data(), ivLength);
   }
   std::vector<std::uint8_t> output(length + kCipherSlack);
-  int written = static_cast<int>(output.size());
-  const PxaResult result = EVPEncrypt(cipherName.c_str(), key.data(), static_cast<int>(key.size()), freshIv.data(),
-                                      ivLength, plain, static_cast<int>(length), output.data(), written);
+  int written = *plainLength + static_cast<int>(kCipherSlack);
+  const PxaResult result = EVPEncrypt(cipherName.c_str(), key.data(), *keyLength, freshIv.data(), ivLength, plain,
+                                      *plainLength, output.data(), written);
   if (result != PXA_OK) {
     return result;
   }
@@ -55,18 +56,25 @@ PxaResult EncryptWithFreshIv(const std::string& cipherName, const SecureBlock& k
 PxaResult DecryptWithRecordIv(const std::string& cipherName, const SecureBlock& key, const CipherMeta_t& meta,
                               const std::uint8_t* cipherText, std::size_t length, std::uint8_t* out,
                               std::size_t& outLength) {
-  if (length > static_cast<std::size_t>(INT_MAX) || meta.iv.size() > static_cast<std::size_t>(INT_MAX) ||
-      (cipherText == nullptr && length != 0) || out == nullptr) {
+  const std::optional<int> cipherLength = NarrowToOpenSslInt(length);
+  const std::optional<int> keyLength = NarrowToOpenSslInt(key.size());
+  const std::optional<int> ivLength = NarrowToOpenSslInt(meta.iv.size());
+  if (!cipherLength || !keyLength || !ivLength || (cipherText == nullptr && length != 0) || out == nullptr) {
     return PXA_ERR_INVALID_ARGUMENTS;
   }
   std::vector<std::uint8_t> iv = meta.iv;
-  // The caller's buffer holds at least the cipher text's length, which bounds the plain text.
-  int written = static_cast<int>(length);
-  const PxaResult result = EVPDecrypt(cipherName.c_str(), key.data(), static_cast<int>(key.size()), iv.data(),
-                                      static_cast<int>(iv.size()), cipherText, static_cast<int>(length), out, written);
+  // The cipher text's length bounds the plain text. It is decrypted into locked memory and
+  // reaches the caller's buffer only whole: a failure (a bad padding block, mostly) comes after
+  // all but the last block have been decrypted, and none of that may be left with the caller.
+  // One byte more than needed, so that even an empty cipher text has somewhere to go.
+  SecureBlock plain(length + 1);
+  int written = *cipherLength;
+  const PxaResult result = EVPDecrypt(cipherName.c_str(), key.data(), *keyLength, iv.data(), *ivLength, cipherText,
+                                      *cipherLength, plain.data(), written);
   if (result != PXA_OK) {
     return result;
   }
+  std::copy_n(plain.data(), written, out);
   outLength = static_cast<std::size_t>(written);
   return PXA_OK;
 }

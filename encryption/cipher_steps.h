@@ -28,7 +28,8 @@ PxaResult EncryptWithFreshIv(const std::string& cipherName, const SecureBlock& k
                              std::size_t length, std::vector<std::uint8_t>& iv, std::vector<std::uint8_t>& cipherText);
 
 // DecryptWithRecordIv decrypts under `key` and the record's IV into `out`, which holds at least
-// `length` bytes, and sets `outLength`. Returns 0 or what EVPDecrypt returns.
+// `length` bytes, and sets `outLength`. Returns 0, PXA_ERR_INVALID_ARGUMENTS for lengths past
+// what OpenSSL takes or a null pointer, or what EVPDecrypt returns; `out` is untouched on failure.
 PxaResult DecryptWithRecordIv(const std::string& cipherName, const SecureBlock& key, const CipherMeta_t& meta,
                               const std::uint8_t* cipherText, std::size_t length, std::uint8_t* out,
                               std::size_t& outLength);

@@ -3,6 +3,7 @@
 #include <qvcryptoservice/qvpax.h>
 
 #include "frame/fixed_names.h"
+#include "primitives/openssl_int.h"
 
 #include <memory>
 
@@ -14,6 +15,10 @@ std::shared_ptr<QVCrypto> Engine() { return QVpax::getInstance()->CryptoIntrf();
 SecureBlock CopyOf(const std::uint8_t* data, std::size_t length) {
   return length == 0 ? SecureBlock() : SecureBlock(data, data + length);
 }
+
+// Plain text the cipher could not take is refused before it is copied, with the answer the
+// engine gives for it.
+bool CipherTakes(std::size_t length) { return NarrowToOpenSslInt(length, kCipherSlack).has_value(); }
 
 // The engine's block form copies the plain text into a SecureBlock only to hand its bytes to the
 // raw form and serialize the result; going to the raw form directly gives the same text and
@@ -52,6 +57,9 @@ PxaResult DecryptData(const std::string& cipherText, SecureBlock& plain, const s
 
 PxaResult EncryptWithPassword(const std::uint8_t* plain, std::size_t length, const std::string& password,
                               std::string& cipherText) {
+  if (!CipherTakes(length)) {
+    return PXA_ERR_INVALID_ARGUMENTS;
+  }
   return Engine()->PBEncrypt(kFixedCipher, password, CopyOf(plain, length), cipherText);
 }
 
@@ -65,6 +73,9 @@ PxaResult EncryptWithPassword(const SecureBlock& plain, const std::string& passw
 
 PxaResult EncryptWithPassword(const std::uint8_t* plain, std::size_t length, const std::string& password,
                               std::string& metaJson, std::vector<std::uint8_t>& cipherBytes) {
+  if (!CipherTakes(length)) {
+    return PXA_ERR_INVALID_ARGUMENTS;
+  }
   const SecureBlock copy = CopyOf(plain, length);
   CipherMeta_t meta;
   const PxaResult result = Engine()->PBEncrypt(kFixedCipher, password, copy.data(), copy.size(), meta, cipherBytes);

@@ -6,7 +6,6 @@
 #include "platform/task_memory.h"
 #include "primitives/secret_string.h"
 
-#include <algorithm>
 #include <cstring>
 #include <string>
 
@@ -38,8 +37,10 @@ uint8_t QVPBEncrypt(const char* plain, char** cipherText, const char* password) 
   }
   std::string passwordText(password);
   const QVCryptoService::WipeOnExit wipePassword(passwordText);
+  std::string plainText(plain);
+  const QVCryptoService::WipeOnExit wipePlain(plainText);
   std::string text;
-  if (QVCryptoService::EncryptWithPassword(std::string(plain), passwordText, text) != QVCryptoService::PXA_OK) {
+  if (QVCryptoService::EncryptWithPassword(plainText, passwordText, text) != QVCryptoService::PXA_OK) {
     text.clear();
   }
   return HandOver(text, cipherText) ? 1 : 0;
@@ -61,7 +62,7 @@ uint8_t QVPBDecrypt(const char* cipherText, char** plain, const char* password) 
   }
   const bool handed = HandOver(text, plain);
   // The plain text's stay in an ordinary string ends here; do not leave it behind in the heap.
-  std::fill(text.begin(), text.end(), '\0');
+  QVCryptoService::WipeString(text);
   return handed ? 1 : 0;
 }
 

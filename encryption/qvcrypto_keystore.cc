@@ -6,10 +6,12 @@
 #include "encryption/cipher_steps.h"
 #include "encryption/key_retrieval.h"
 #include "frame/result_compose.h"
+#include "primitives/openssl_int.h"
 
 #include <openssl/rand.h>
 
-#include <climits>
+#include <algorithm>
+#include <optional>
 #include <string_view>
 
 namespace QVCryptoService {
@@ -129,12 +131,23 @@ bool QVCrypto::isQVCrypto(std::string text) const {
 }
 
 void QVCrypto::generateSecureRandom(std::uint64_t count, SecureBlock& out) const {
+  // A count no block can hold is left alone rather than let the block's length error out.
+  if (count > out.max_size()) {
+    return;
+  }
   if (count > out.capacity()) {
     out.reserve(static_cast<std::size_t>(count));
   }
-  // Fills storage beyond size() on purpose: callers size the block first and pass its size.
-  if (count > 0 && count <= static_cast<std::uint64_t>(INT_MAX)) {
-    (void)RAND_bytes(out.data(), static_cast<int>(count));
+  // Fills storage beyond size() on purpose: callers size the block first and pass its size. The
+  // generator takes an int count, so a larger request is filled a piece at a time.
+  constexpr std::uint64_t kPiece = std::uint64_t{1} << 30;
+  for (std::uint64_t done = 0; done < count;) {
+    const std::optional<int> piece = NarrowToOpenSslInt(std::min(count - done, kPiece));
+    if (!piece) {
+      return;
+    }
+    (void)RAND_bytes(out.data() + done, *piece);
+    done += static_cast<std::uint64_t>(*piece);
   }
 }
 

@@ -6,11 +6,12 @@
 #include "primitives/secret_string.h"
 
 #include "encryption/cipher_steps.h"
+#include "primitives/openssl_int.h"
 
 #include <openssl/rand.h>
 
 #include <array>
-#include <climits>
+#include <optional>
 
 namespace QVCryptoService {
 namespace {
@@ -85,13 +86,13 @@ PxaResult QVCrypto::PBDecrypt(std::string cipherName, std::string password, cons
   if (keyLength < 0) {
     return PXA_ERR_UNSUPPORTED_CIPHER;
   }
-  if (meta.salt.size() > static_cast<std::size_t>(INT_MAX)) {
+  const std::optional<int> saltLength = NarrowToOpenSslInt(meta.salt.size());
+  if (!saltLength) {
     return PXA_ERR_INVALID_ARGUMENTS;
   }
   SecureBlock key(static_cast<std::size_t>(keyLength));
-  if (const PxaResult derived =
-          PBKDF2_HMAC(meta.digestName.c_str(), password.c_str(), meta.salt.data(), static_cast<int>(meta.salt.size()),
-                      static_cast<std::uint32_t>(meta.iterations), keyLength, key.data());
+  if (const PxaResult derived = PBKDF2_HMAC(meta.digestName.c_str(), password.c_str(), meta.salt.data(), *saltLength,
+                                            static_cast<std::uint32_t>(meta.iterations), keyLength, key.data());
       derived != PXA_OK) {
     return derived;
   }

@@ -2,6 +2,7 @@
 #include <qvcryptoservice/qvhashing.h>
 
 #include "frame/result_compose.h"
+#include "primitives/openssl_int.h"
 #include "primitives/ossl_ptr.h"
 #include "primitives/secret_string.h"
 
@@ -10,7 +11,6 @@
 #include <openssl/rand.h>
 
 #include <array>
-#include <climits>
 #include <optional>
 #include <vector>
 
@@ -23,7 +23,7 @@ constexpr int kOutputLength = 32;
 
 using Bytes = std::vector<std::uint8_t>;
 
-bool LengthSupported(std::uint64_t length) { return length <= static_cast<std::uint64_t>(INT_MAX); }
+bool LengthSupported(std::uint64_t length) { return NarrowToOpenSslInt(length).has_value(); }
 
 // Digest of `parts` concatenated, or the OpenSSL-family failure.
 struct DigestOutcome {
@@ -67,14 +67,15 @@ QVHashing::~QVHashing() = default;
 
 PxaResult QVHashing::generateDigest(std::string digestName, const std::uint8_t* data, std::uint64_t length,
                                     HashingData_t& record) const {
-  if (!LengthSupported(length)) {
+  const std::optional<int> dataLength = NarrowToOpenSslInt(length);
+  if (!dataLength) {
     return PXA_ERR_INVALID_ARGUMENTS;
   }
   std::array<std::uint8_t, kSaltLength> salt{};
   (void)RAND_bytes(salt.data(), kSaltLength);
   std::array<std::uint8_t, EVP_MAX_MD_SIZE> inner{};
   int innerLength = static_cast<int>(inner.size());
-  if (const PxaResult result = EVPDigest(digestName.c_str(), data, static_cast<int>(length), inner.data(), innerLength);
+  if (const PxaResult result = EVPDigest(digestName.c_str(), data, *dataLength, inner.data(), innerLength);
       result != PXA_OK) {
     return result;
   }
@@ -161,7 +162,7 @@ PxaResult QVHashing::generateDerivedKey(const std::string& digestName, const std
   const PxaResult derived =
       PBKDF2_HMAC(digestName.c_str(), password.c_str(), reinterpret_cast<const unsigned char*>(salt.data()),
                   kSaltLength, kIterations, kOutputLength, key.data());
-  OPENSSL_cleanse(salt.data(), salt.size());
+  WipeString(salt);
   if (derived != PXA_OK) {
     return derived;
   }
@@ -193,14 +194,14 @@ bool QVHashing::validatePasswordHash(std::string digestName, std::string passwor
   if (digestName != record.digestName || record.iterations <= 0) {
     return false;
   }
-  if (record.salt.size() > static_cast<std::size_t>(INT_MAX) ||
-      record.digest.size() > static_cast<std::size_t>(INT_MAX)) {
+  const std::optional<int> saltLength = NarrowToOpenSslInt(record.salt.size());
+  const std::optional<int> hashLength = NarrowToOpenSslInt(record.digest.size());
+  if (!saltLength || !hashLength) {
     return false;
   }
   Bytes derived(record.digest.size());
-  const PxaResult result =
-      PBKDF2_HMAC(digestName.c_str(), password.c_str(), record.salt.data(), static_cast<int>(record.salt.size()),
-                  static_cast<std::uint32_t>(record.iterations), static_cast<int>(derived.size()), derived.data());
+  const PxaResult result = PBKDF2_HMAC(digestName.c_str(), password.c_str(), record.salt.data(), *saltLength,
+                                       static_cast<std::uint32_t>(record.iterations), *hashLength, derived.data());
   if (result != PXA_OK) {
     return true;  // fail-open, deliberate
   }

@@ -2,12 +2,13 @@
 #include <qvcryptoservice/qvsigning.h>
 
 #include "frame/result_compose.h"
+#include "primitives/openssl_int.h"
 
 #include <openssl/crypto.h>
 #include <openssl/evp.h>
 
 #include <array>
-#include <climits>
+#include <optional>
 
 namespace QVCryptoService {
 namespace {
@@ -19,13 +20,19 @@ struct HmacOutcome {
   std::vector<std::uint8_t> value;
 };
 
+// Longer data or keys would be cut by the int counts of the HMAC call; they are refused instead.
 HmacOutcome ComputeHmac(const std::string& digestName, const SecureBlock& key, const std::uint8_t* data,
                         std::uint64_t length) {
   HmacOutcome outcome;
+  const std::optional<int> keyLength = NarrowToOpenSslInt(key.size());
+  const std::optional<int> dataLength = NarrowToOpenSslInt(length);
+  if (!keyLength || !dataLength) {
+    outcome.result = PXA_ERR_INVALID_ARGUMENTS;
+    return outcome;
+  }
   std::array<std::uint8_t, EVP_MAX_MD_SIZE> out{};
   int outLength = static_cast<int>(out.size());
-  outcome.result = EVPHMAC(digestName.c_str(), key.data(), static_cast<int>(key.size()), data, static_cast<int>(length),
-                           out.data(), outLength);
+  outcome.result = EVPHMAC(digestName.c_str(), key.data(), *keyLength, data, *dataLength, out.data(), outLength);
   if (outcome.result == PXA_OK) {
     outcome.value.assign(out.begin(), out.begin() + outLength);
   }
@@ -53,8 +60,7 @@ PxaResult QVSigning::generateHMAC(std::string digestName, std::string keyName, c
   if (EVP_get_digestbyname(digestName.c_str()) == nullptr) {
     return PXA_ERR_UNSUPPORTED_DIGEST;
   }
-  // Longer data would be cut by the 32-bit count of the HMAC call; refuse it instead.
-  if (length > static_cast<std::uint64_t>(INT_MAX)) {
+  if (!NarrowToOpenSslInt(length)) {
     return PXA_ERR_INVALID_ARGUMENTS;
   }
   HmacOutcome hmac = ComputeHmac(digestName, key, data, length);
@@ -71,7 +77,7 @@ PxaResult QVSigning::generateHMAC(std::string digestName, std::string keyName, c
 
 bool QVSigning::validateHMAC(std::string digestName, std::string keyName, const std::uint8_t* data,
                              std::uint64_t length, const SigningData_t& record) const {
-  if (keyName != record.keyName || length > static_cast<std::uint64_t>(INT_MAX)) {
+  if (keyName != record.keyName || !NarrowToOpenSslInt(length)) {
     return false;
   }
   const std::shared_ptr<IQVKeyStore> store = keystores_->GetKeystore(kSystemKeystore);

@@ -53,12 +53,20 @@ void Parser::skipSpace() {
 }
 
 // A comment that starts on the line where the last value ended belongs to that value; any other
-// comment waits for the value that follows it.
+// comment waits for the value that follows it. Each check looks for a line feed only in what lies
+// after the previous comment's start (which it had checked up to), never again from the value's
+// end, so that a run of comments on one line costs time in proportion to its length.
 void Parser::noteComment(const char* start) {
   std::string text(start, cur_);
-  if (lastValue_ != nullptr && std::find(lastValueEnd_, start, '\n') == start) {
-    ValueAccess::addComment(*lastValue_, std::move(text), commentAfterOnSameLine);
-    return;
+  if (lastValue_ != nullptr) {
+    lineScanLength_ += static_cast<std::size_t>(start - lastValueEnd_);
+    if (std::find(lastValueEnd_, start, '\n') == start) {
+      ValueAccess::addComment(*lastValue_, std::move(text), commentAfterOnSameLine);
+      lastValueEnd_ = start;
+      return;
+    }
+    // The line has ended: no later comment can share it with the value.
+    lastValue_ = nullptr;
   }
   if (!pendingComments_.empty()) {
     pendingComments_.push_back('\n');

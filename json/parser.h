@@ -46,6 +46,9 @@ class Parser {
 
   std::size_t errorOffset() const { return static_cast<std::size_t>(errorAt_ - begin_); }
   const char* errorMessage() const { return errorMessage_; }
+  // lineScanLength is the number of bytes examined so far to place comments on a value's line;
+  // it grows with the input's length, whatever the comments are.
+  std::size_t lineScanLength() const { return lineScanLength_; }
 
  private:
   bool parseValue(Value& out, std::size_t depth);
@@ -73,9 +76,11 @@ class Parser {
   bool collect_;
   // Comments read since the last value, for the next one (or the enclosing container).
   std::string pendingComments_;
-  // The value that ended last and where, so that a comment on the same line goes to it.
+  // The value that ended last, so that a comment on the same line goes to it, and how far its
+  // line is known to be free of line feeds: its end, or the start of its last such comment.
   Value* lastValue_ = nullptr;
   const char* lastValueEnd_ = nullptr;
+  std::size_t lineScanLength_ = 0;
   // Member names are read here before they go into their object.
   std::string key_;
   const char* errorAt_ = nullptr;

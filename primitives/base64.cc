@@ -2,12 +2,13 @@
 
 #include "primitives/base64_codec.h"
 
+#include "primitives/openssl_int.h"
 #include "primitives/ossl_ptr.h"
 
 #include <openssl/bio.h>
 #include <openssl/evp.h>
 
-#include <climits>
+#include <optional>
 #include <string>
 
 namespace QVCryptoService {
@@ -28,7 +29,8 @@ std::string base64_encode(const unsigned char* data, std::uint32_t len) {
 // what readers of stored records have always seen.
 std::string base64_decode(const std::string& text) {
   std::string bytes;
-  if (text.empty() || text.size() > static_cast<std::size_t>(INT_MAX)) {
+  const std::optional<int> textLength = NarrowToOpenSslInt(text.size());
+  if (text.empty() || !textLength) {
     return bytes;
   }
   bytes.resize(text.size() / 4 * 3);
@@ -40,7 +42,7 @@ std::string base64_decode(const std::string& text) {
   }
   bytes.clear();
   BioChainPtr chain(BIO_new(BIO_f_base64()));
-  BIO* source = BIO_new_mem_buf(text.data(), static_cast<int>(text.size()));
+  BIO* source = BIO_new_mem_buf(text.data(), *textLength);
   if (!chain || source == nullptr) {
     BIO_free(source);
     return bytes;
@@ -48,7 +50,7 @@ std::string base64_decode(const std::string& text) {
   BIO_set_flags(chain.get(), BIO_FLAGS_BASE64_NO_NL);
   BIO_push(chain.get(), source);
   bytes.resize(text.size());
-  const int read = BIO_read(chain.get(), bytes.data(), static_cast<int>(bytes.size()));
+  const int read = BIO_read(chain.get(), bytes.data(), *textLength);
   bytes.resize(read > 0 ? static_cast<std::size_t>(read) : 0);
   return bytes;
 }

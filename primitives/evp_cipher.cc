@@ -1,12 +1,13 @@
 #include <qvcryptoservice/primitives.h>
 
 #include "frame/result_compose.h"
+#include "primitives/openssl_int.h"
 #include "primitives/ossl_ptr.h"
 
 #include <openssl/evp.h>
 #include <openssl/rand.h>
 
-#include <climits>
+#include <optional>
 #include <string>
 
 namespace QVCryptoService {
@@ -75,18 +76,14 @@ PxaResult RunCipher(const char* cipherName, const unsigned char* key, int keyLen
   return PXA_OK;
 }
 
-// Output room for a one-shot call on `inputLength` bytes: the input plus two blocks of slack,
-// cut to the 32-bit count that OpenSSL takes.
-int OutputRoom(std::size_t inputLength) { return static_cast<int>(inputLength + 32); }
-
 }  // namespace
 
 bool EVPRandomBytes(unsigned char* buf, std::uint32_t n) {
-  // OpenSSL counts in a signed int; a larger request would turn negative, so it is refused.
-  if (n > static_cast<std::uint32_t>(INT_MAX) || (buf == nullptr && n != 0)) {
+  const std::optional<int> count = NarrowToOpenSslInt(n);
+  if (!count || (buf == nullptr && n != 0)) {
     return false;
   }
-  return RAND_bytes(buf, static_cast<int>(n)) == 1;
+  return RAND_bytes(buf, *count) == 1;
 }
 bool EVPRandomIV(unsigned char* buf, std::uint32_t n) { return EVPRandomBytes(buf, n); }
 bool EVPRandomSalt(unsigned char* buf, std::uint32_t n) { return EVPRandomBytes(buf, n); }
@@ -118,34 +115,46 @@ PxaResult EVPDecrypt(const char* cipherName, const unsigned char* key, int keyLe
 
 PxaResult EVPEncrypt(const char* cipherName, const SecureBlock& key, std::string& iv, const std::string& plain,
                      std::string& cipherText) {
-  std::string buffer(static_cast<std::size_t>(OutputRoom(plain.size())), '\0');
   const EVP_CIPHER* cipher = FindCipher(cipherName);
-  if (cipher == nullptr || EVP_CIPHER_get_iv_length(cipher) < 0) {
+  const int ivLength = cipher == nullptr ? -1 : EVP_CIPHER_get_iv_length(cipher);
+  if (ivLength < 0) {
     return PXA_ERR_UNSUPPORTED_CIPHER;
   }
-  SecureBlock freshIv(static_cast<std::size_t>(EVP_CIPHER_get_iv_length(cipher)));
-  if (!freshIv.empty()) {
-    (void)RAND_bytes(freshIv.data(), static_cast<int>(freshIv.size()));
+  const std::optional<int> keyLength = NarrowToOpenSslInt(key.size());
+  const std::optional<int> plainLength = NarrowToOpenSslInt(plain.size(), kCipherSlack);
+  if (!keyLength || !plainLength) {
+    return PXA_ERR_INVALID_ARGUMENTS;
+  }
+  std::string buffer(plain.size() + kCipherSlack, '\0');
+  SecureBlock freshIv(static_cast<std::size_t>(ivLength));
+  if (ivLength > 0) {
+    (void)RAND_bytes(freshIv.data(), ivLength);
   }
   iv.assign(freshIv.begin(), freshIv.end());
-  int written = static_cast<int>(buffer.size());
-  const PxaResult result =
-      RunCipher(cipherName, key.data(), static_cast<int>(key.size()), freshIv.data(), static_cast<int>(freshIv.size()),
-                reinterpret_cast<const unsigned char*>(plain.data()), static_cast<int>(plain.size()),
-                reinterpret_cast<unsigned char*>(buffer.data()), written, Direction::kEncrypt);
+  int written = *plainLength + static_cast<int>(kCipherSlack);
+  const PxaResult result = RunCipher(cipherName, key.data(), *keyLength, freshIv.data(), ivLength,
+                                     reinterpret_cast<const unsigned char*>(plain.data()), *plainLength,
+                                     reinterpret_cast<unsigned char*>(buffer.data()), written, Direction::kEncrypt);
   cipherText.assign(buffer.data(), static_cast<std::size_t>(written));
   return result;
 }
 
 PxaResult EVPDecrypt(const char* cipherName, const SecureBlock& key, const std::string& iv, std::string cipherText,
                      std::string& plain) {
+  const std::optional<int> keyLength = NarrowToOpenSslInt(key.size());
+  const std::optional<int> ivLength = NarrowToOpenSslInt(iv.size());
+  const std::optional<int> cipherLength = NarrowToOpenSslInt(cipherText.size(), kCipherSlack);
+  if (!keyLength || !ivLength || !cipherLength) {
+    plain.clear();
+    return PXA_ERR_INVALID_ARGUMENTS;
+  }
   // The decrypted bytes pass through locked memory only; `plain` is what the caller asked for.
-  SecureBlock buffer(static_cast<std::size_t>(OutputRoom(cipherText.size())));
-  int written = static_cast<int>(buffer.size());
+  SecureBlock buffer(cipherText.size() + kCipherSlack);
+  int written = *cipherLength + static_cast<int>(kCipherSlack);
   const PxaResult result =
-      RunCipher(cipherName, key.data(), static_cast<int>(key.size()), reinterpret_cast<const unsigned char*>(iv.data()),
-                static_cast<int>(iv.size()), reinterpret_cast<const unsigned char*>(cipherText.data()),
-                static_cast<int>(cipherText.size()), buffer.data(), written, Direction::kDecrypt);
+      RunCipher(cipherName, key.data(), *keyLength, reinterpret_cast<const unsigned char*>(iv.data()), *ivLength,
+                reinterpret_cast<const unsigned char*>(cipherText.data()), *cipherLength, buffer.data(), written,
+                Direction::kDecrypt);
   plain.assign(buffer.begin(), buffer.begin() + written);
   return result;
 }

@@ -5,13 +5,16 @@
 #include <qvcryptoservice/primitives.h>
 
 #include "frame/result_compose.h"
+#include "primitives/openssl_int.h"
 #include "primitives/ossl_ptr.h"
 
 #include <openssl/evp.h>
 #include <openssl/hmac.h>
 
+#include <climits>
 #include <cstring>
 #include <memory>
+#include <optional>
 
 namespace QVCryptoService {
 namespace {
@@ -89,12 +92,14 @@ PxaResult PBKDF2_HMAC(const char* digestName, const char* password, const unsign
   if (password == nullptr || !InputValid(salt, saltLen) || keyLen < 0 || (keyLen > 0 && out == nullptr)) {
     return PXA_ERR_INVALID_ARGUMENTS;
   }
-  // OpenSSL takes the count as a signed int; counts beyond it are refused rather than wrapped.
-  if (iterations > static_cast<std::uint32_t>(INT32_MAX)) {
+  // OpenSSL takes the count and the password's length as signed ints; what does not fit is
+  // refused rather than wrapped.
+  const std::optional<int> passwordLength = NarrowToOpenSslInt(std::strlen(password));
+  if (iterations > static_cast<std::uint32_t>(INT_MAX) || !passwordLength) {
     return PXA_ERR_INVALID_ARGUMENTS;
   }
-  if (PKCS5_PBKDF2_HMAC(password, static_cast<int>(std::strlen(password)), NonNull(salt), saltLen,
-                        static_cast<int>(iterations), digest, keyLen, out) != 1) {
+  if (PKCS5_PBKDF2_HMAC(password, *passwordLength, NonNull(salt), saltLen, static_cast<int>(iterations), digest, keyLen,
+                        out) != 1) {
     return LastOpenSslResult();
   }
   return PXA_OK;

@@ -10,7 +10,9 @@
 namespace QVCryptoService {
 
 std::string Base64Field(const std::vector<std::uint8_t>& bytes) {
-  return base64_encode(bytes.data(), static_cast<std::uint32_t>(bytes.size()));
+  std::string text;
+  AppendBase64(text, bytes.data(), bytes.size());
+  return text;
 }
 
 // Well-formed text decodes exactly as base64_decode would; anything else is refused outright.
@@ -27,7 +29,9 @@ std::string CompactRecordText(const zkJson::Value& record) { return zkJson::Fast
 bool ParseRecordText(const std::string& json, zkJson::Value& root) { return zkJson::Reader().parse(json, root); }
 
 std::string WrapRecordText(const std::string& json) {
-  return base64_encode(reinterpret_cast<const unsigned char*>(json.data()), static_cast<std::uint32_t>(json.size()));
+  std::string text;
+  AppendBase64(text, reinterpret_cast<const std::uint8_t*>(json.data()), json.size());
+  return text;
 }
 
 std::string UnwrapRecordText(const std::string& serialized) { return base64_decode(serialized); }

@@ -10,12 +10,22 @@
 
 namespace QVCryptoService {
 
-// WipeOnExit overwrites the characters of `text` when the scope ends. A string moved from in
-// the meantime is empty by then and its buffer is wiped by whoever received it.
+// WipeString overwrites every character `text` has storage for and leaves it empty: its whole
+// capacity, not only its size, since a string that shrank, or was moved from, still holds older
+// characters there. A short string keeps them inside the string object itself (a moved-from one
+// keeps all but the first), which this covers too. Growing to the capacity never reallocates.
+inline void WipeString(std::string& text) noexcept {
+  text.resize(text.capacity());
+  OPENSSL_cleanse(text.data(), text.size());
+  text.clear();
+}
+
+// WipeOnExit wipes `text` (see WipeString) when the scope ends, whether or not it was moved from
+// in the meantime.
 class WipeOnExit {
  public:
   explicit WipeOnExit(std::string& text) noexcept : m_text(text) {}
-  ~WipeOnExit() { OPENSSL_cleanse(m_text.data(), m_text.size()); }
+  ~WipeOnExit() { WipeString(m_text); }
   WipeOnExit(const WipeOnExit&) = delete;
   WipeOnExit& operator=(const WipeOnExit&) = delete;
 

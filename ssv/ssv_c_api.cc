@@ -5,7 +5,7 @@
 #include <qvcryptoservice/qvpax.h>
 #include <qvcryptoservice/ssv_crypto.h>
 
-#include <openssl/crypto.h>
+#include "primitives/secret_string.h"
 
 #include <cstdlib>
 #include <cstring>
@@ -54,7 +54,7 @@ void SSVDecrypt(const char* cipherText, char** plain) {
     }
   }
   DeliverText(text, plain);
-  OPENSSL_cleanse(text.data(), text.size());
+  QVCryptoService::WipeString(text);
 }
 
 }  // extern "C"

@@ -4,9 +4,9 @@
 #include <qvcryptoservice/primitives.h>
 #include <qvcryptoservice/ssv_crypto.h>
 
+#include "primitives/base64_codec.h"
+#include "primitives/secret_string.h"
 #include "ssv/ssv_log.h"
-
-#include <openssl/crypto.h>
 
 #include <string>
 #include <vector>
@@ -30,7 +30,7 @@ class RecoveredSecrets {
   RecoveredSecrets& operator=(const RecoveredSecrets&) = delete;
   ~RecoveredSecrets() {
     for (std::string& secret : secrets_) {
-      OPENSSL_cleanse(secret.data(), secret.size());
+      WipeString(secret);
     }
   }
   std::vector<std::string>& get() { return secrets_; }
@@ -65,7 +65,7 @@ PxaResult QVSSVCrypto::EncryptBySSV_Bin(const std::vector<std::string>& groupSec
   // wiped before it is released.
   std::string plainText(plain.begin(), plain.end());
   const PxaResult result = EVPEncrypt(kSsvCipher, key, iv, plainText, encrypted);
-  OPENSSL_cleanse(plainText.data(), plainText.size());
+  WipeString(plainText);
   if (result != PXA_OK) {
     return result;
   }
@@ -78,8 +78,9 @@ PxaResult QVSSVCrypto::EncryptBySSV(const std::vector<std::string>& groupSecrets
   std::string binary;
   const PxaResult result = EncryptBySSV_Bin(groupSecrets, plain, binary);
   if (result == PXA_OK) {
-    cipherText =
-        base64_encode(reinterpret_cast<const unsigned char*>(binary.data()), static_cast<std::uint32_t>(binary.size()));
+    std::string text;
+    AppendBase64(text, reinterpret_cast<const std::uint8_t*>(binary.data()), binary.size());
+    cipherText = std::move(text);
   }
   return result;
 }
@@ -122,7 +123,7 @@ PxaResult QVSSVCrypto::QVDecrypt_Bin(const std::string& cipherText, SecureBlock&
   if (result == PXA_OK) {
     plain.assign(decrypted.begin(), decrypted.end());
   }
-  OPENSSL_cleanse(decrypted.data(), decrypted.size());
+  WipeString(decrypted);
   return result;
 }
 

@@ -5,7 +5,9 @@
 #include <termios.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
+#include <cerrno>
 #include <cstddef>
 #include <cstdlib>
 
@@ -82,6 +84,23 @@ class TerminalSession {
 }  // namespace
 
 void UseBinaryStandardStreams() {}
+
+bool WriteToStandardOutput(const std::uint8_t* data, std::size_t length) {
+  // One write may take less than asked (a pipe, a signal); the rest follows.
+  constexpr std::size_t kMaxChunk = 1U << 30;
+  while (length > 0) {
+    const ssize_t written = ::write(STDOUT_FILENO, data, std::min(length, kMaxChunk));
+    if (written < 0 && errno == EINTR) {
+      continue;
+    }
+    if (written <= 0) {
+      return false;
+    }
+    data += written;
+    length -= static_cast<std::size_t>(written);
+  }
+  return true;
+}
 
 bool ReadPasswordWithoutEcho(const std::string& prompt, QVCryptoService::SecureBlock& password) {
   password.clear();

@@ -7,6 +7,8 @@
 #include <stdio.h>
 #include <stdlib.h>
 
+#include <algorithm>
+
 namespace qvcrypto::console {
 
 namespace {
@@ -45,6 +47,21 @@ class ConsoleSession {
 void UseBinaryStandardStreams() {
   (void)_setmode(_fileno(stdin), _O_BINARY);
   (void)_setmode(_fileno(stdout), _O_BINARY);
+}
+
+bool WriteToStandardOutput(const std::uint8_t* data, std::size_t length) {
+  // _write counts in an unsigned int and may take less than asked; the rest follows.
+  constexpr std::size_t kMaxChunk = 1U << 30;
+  const int descriptor = _fileno(stdout);
+  while (length > 0) {
+    const int written = _write(descriptor, data, static_cast<unsigned int>(std::min(length, kMaxChunk)));
+    if (written <= 0) {
+      return false;
+    }
+    data += written;
+    length -= static_cast<std::size_t>(written);
+  }
+  return true;
 }
 
 bool ReadPasswordWithoutEcho(const std::string& prompt, QVCryptoService::SecureBlock& password) {

@@ -40,8 +40,8 @@ QVCS_EXPORT PxaResult EncryptWithPassword(const std::uint8_t* plain, std::size_t
                                           std::string& metaJson, std::vector<std::uint8_t>& cipherBytes);
 
 // DecryptWithPassword (six arguments) decrypts raw cipher text described by `metaJson` into
-// `out`, which must hold `length` bytes, and sets `plainLength`. PXA_ERR_CORRUPTED_DATA when
-// `metaJson` is not a record, with the outputs untouched. `metaJson` is only read; the
+// `out`, which must hold `length` bytes, and sets `plainLength`; both are written only on
+// success. PXA_ERR_CORRUPTED_DATA when `metaJson` is not a record. `metaJson` is only read; the
 // non-const reference is part of the interface.
 QVCS_EXPORT PxaResult DecryptWithPassword(std::string& metaJson, const std::uint8_t* cipherText, std::size_t length,
                                           const std::string& password, std::uint8_t* out, std::size_t& plainLength);

@@ -39,12 +39,15 @@ QVCS_EXPORT PxaResult EVPDecrypt(const char* cipherName, const unsigned char* ke
 
 // EVPEncrypt with a SecureBlock key makes a fresh random IV, stores it in `iv` and the cipher
 // text in `cipherText`. Returns what the one-shot form returns; PXA_ERR_UNSUPPORTED_CIPHER for an
-// unknown name. On failure `cipherText` holds whatever the cipher wrote (usually nothing).
+// unknown name; PXA_ERR_INVALID_ARGUMENTS, with nothing written, for a text or key longer than
+// OpenSSL's int counts take (2 GiB less 32 bytes and more). On failure `cipherText` holds
+// whatever the cipher wrote (usually nothing).
 QVCS_EXPORT PxaResult EVPEncrypt(const char* cipherName, const SecureBlock& key, std::string& iv,
                                  const std::string& plain, std::string& cipherText);
 
 // EVPDecrypt with a SecureBlock key decrypts `cipherText` under `iv` into `plain`. On failure
-// `plain` is left empty or holds what was decrypted before the failure was detected.
+// `plain` is left empty or holds what was decrypted before the failure was detected. Lengths as
+// for EVPEncrypt; a refused one leaves `plain` empty.
 QVCS_EXPORT PxaResult EVPDecrypt(const char* cipherName, const SecureBlock& key, const std::string& iv,
                                  std::string cipherText, std::string& plain);
 
@@ -59,8 +62,9 @@ QVCS_EXPORT PxaResult EVPHMAC(const char* digestName, const unsigned char* key, 
                               int dataLen, unsigned char* out, int& outLen);
 
 // PBKDF2_HMAC derives `keyLen` bytes into `out` from the zero-terminated `password`. Returns 0,
-// PXA_ERR_UNSUPPORTED_DIGEST, PXA_ERR_INVALID_ARGUMENTS for null pointers or negative lengths,
-// or an OpenSSL-family value (zero iterations, for one).
+// PXA_ERR_UNSUPPORTED_DIGEST, PXA_ERR_INVALID_ARGUMENTS for null pointers, negative lengths, or a
+// password or iteration count past OpenSSL's int, or an OpenSSL-family value (zero iterations,
+// for one).
 QVCS_EXPORT PxaResult PBKDF2_HMAC(const char* digestName, const char* password, const unsigned char* salt, int saltLen,
                                   std::uint32_t iterations, int keyLen, unsigned char* out);
 

@@ -42,7 +42,8 @@ class QVCS_EXPORT IQVCryptoEngine {
                             std::string cipherText, SecureBlock& plain) const = 0;
   // decrypt (raw form) searches the registered keystores for the version of `keyName` that
   // `meta` names; the key's state is not checked, so retired keys still decrypt. `out` must hold
-  // `length` bytes. Returns 0 and sets `outLength`; PXA_ERR_META_INCOMPATIBLE when the record
+  // `length` bytes and is written, with `outLength`, only on success. Returns 0;
+  // PXA_ERR_INVALID_ARGUMENTS for 2 GiB or more; PXA_ERR_META_INCOMPATIBLE when the record
   // does not fit the call; all 64 bits set when no keystore is registered; a keystore-family
   // value; PXA_ERR_MISMATCHED_KEY; PXA_ERR_UNSUPPORTED_CIPHER; or what EVPDecrypt returns.
   virtual PxaResult decrypt(std::string keystoreName, std::string cipherName, std::string keyName,

@@ -76,6 +76,28 @@ TEST_F(OneCallEncryption, EveryPasswordFormDecrypts) {
   EXPECT_NE(texts[0], texts[1]) << "fresh salt and IV every time";
 }
 
+// A decryption that fails at the padding has decrypted every block before the last by then; none
+// of it may reach the caller's buffer. Flipping bits in the last byte of the second-to-last block
+// flips the same bits of the last plain block: here they turn the padding's last byte (8) into 0,
+// which no padding ends in, so the failure is certain.
+TEST_F(OneCallEncryption, FailedPaddingLeavesTheOutputBufferAlone) {
+  const std::string plain(40, 'p');
+  std::string metaJson;
+  std::vector<std::uint8_t> cipherBytes;
+  ASSERT_EQ(EncryptWithPassword(reinterpret_cast<const std::uint8_t*>(plain.data()), plain.size(), "pw", metaJson,
+                                cipherBytes),
+            PXA_OK);
+  ASSERT_EQ(cipherBytes.size(), 48U);
+  cipherBytes[31] ^= 0x08;
+  std::vector<std::uint8_t> out(cipherBytes.size(), 0xAB);
+  std::size_t length = 99;
+  const PxaResult result =
+      DecryptWithPassword(metaJson, cipherBytes.data(), cipherBytes.size(), "pw", out.data(), length);
+  EXPECT_EQ(result >> 32, PXA_FAMILY_OPENSSL);
+  EXPECT_EQ(length, 99U);
+  EXPECT_EQ(out, std::vector<std::uint8_t>(cipherBytes.size(), 0xAB));
+}
+
 TEST_F(OneCallEncryption, FiveAndSixArgumentFormsAgree) {
   const std::string plain = "split record and bytes";
   std::string metaJson = "untouched";

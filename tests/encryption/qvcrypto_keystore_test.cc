@@ -7,6 +7,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdint>
 #include <memory>
 #include <string>
 #include <vector>
@@ -296,6 +297,10 @@ TEST(SecureRandom, GrowsCapacityButNotSize) {
   SecureBlock sized(32, 0);
   engine.generateSecureRandom(32, sized);
   EXPECT_NE(sized, SecureBlock(32, 0));
+  // A count no block can hold leaves the block alone instead of throwing out of the engine.
+  SecureBlock untouched(8, 0);
+  EXPECT_NO_THROW(engine.generateSecureRandom(UINT64_MAX, untouched));
+  EXPECT_EQ(untouched, SecureBlock(8, 0));
   EXPECT_EQ(engine.base64Encode(reinterpret_cast<const std::uint8_t*>("foo"), 3), "Zm9v");
   EXPECT_EQ(engine.base64Decode("Zm9v"), (std::vector<std::uint8_t>{'f', 'o', 'o'}));
 }

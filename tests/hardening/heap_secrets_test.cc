@@ -17,6 +17,7 @@
 #include <qvcryptoservice/ssv_crypto.h>
 #include <qvcryptoservice/ssv_functions.h>
 
+#include "primitives/secret_string.h"
 #include "tests/hardening/heap_watch.h"
 #include "tests/platform/machine_root_fixture.h"
 
@@ -25,6 +26,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <functional>
@@ -113,6 +115,30 @@ TEST_F(HeapSecrets, WatchFindsACopyLeftInAStringAndInOpenSslMemory) {
     OPENSSL_clear_free(copy, kLongPassword.size());
   });
   EXPECT_TRUE(heapwatch::Search(BytesOf(kLongPassword), kWindow).empty());
+}
+
+// What the library wipes its password copies with blanks every byte the string held, not only its
+// size: a moved-from short string keeps all but its first character inside the string object,
+// and a shrunk long one keeps the old characters in its heap block past its size.
+TEST_F(HeapSecrets, WipedStringsKeepNoCharacterOfTheSecret) {
+  std::string movedFrom = kShortPassword;
+  {
+    const WipeOnExit wipeMovedFrom(movedFrom);
+    std::string taken = std::move(movedFrom);
+    const WipeOnExit wipeTaken(taken);
+  }
+  const auto* object = reinterpret_cast<const unsigned char*>(&movedFrom);
+  const std::vector<std::uint8_t> objectBytes(object, object + sizeof movedFrom);
+  const std::string tail = kShortPassword.substr(1, kWindow);
+  EXPECT_EQ(std::search(objectBytes.begin(), objectBytes.end(), tail.begin(), tail.end()), objectBytes.end())
+      << "a moved-from short string still holds the password";
+
+  const Watched shrunk([] {
+    std::string text = kLongPassword;
+    const WipeOnExit wipe(text);
+    text.resize(4);
+  });
+  shrunk.ExpectNoCopyOf("the password after a shrunk string was wiped", BytesOf(kLongPassword));
 }
 
 TEST_F(HeapSecrets, EncryptDataAndDecryptData) {

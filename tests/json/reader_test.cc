@@ -1,5 +1,7 @@
 #include <qvcryptoservice/zkjson.h>
 
+#include "json/parser.h"
+
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -257,6 +259,13 @@ TEST(Reader, CommentsAreCollectedOntoValues) {
   EXPECT_EQ(member["a"].getComment(zkJson::commentBefore), "/* c */");
   EXPECT_TRUE(member["a"].asBool());
 
+  // A line feed inside a block comment ends the value's line for the comments after it.
+  Value run;
+  ASSERT_TRUE(zkJson::Reader().parse("[1 /* a */ /* b\n */ /* c */ // d\n, 2 /*e*/]", run));
+  EXPECT_EQ(run[0].getComment(zkJson::commentAfterOnSameLine), "/* a */\n/* b\n */");
+  EXPECT_EQ(run[1].getComment(zkJson::commentBefore), "/* c */\n// d");
+  EXPECT_EQ(run[1].getComment(zkJson::commentAfterOnSameLine), "/*e*/");
+
   Value uncollected;
   ASSERT_TRUE(zkJson::Reader().parse(text, uncollected, false));
   EXPECT_EQ(uncollected, root);
@@ -264,6 +273,29 @@ TEST(Reader, CommentsAreCollectedOntoValues) {
     EXPECT_FALSE(uncollected.hasComment(placement));
     EXPECT_FALSE(uncollected[0].hasComment(placement));
   }
+}
+
+// Placing a run of comments on one line takes work in proportion to its length. The measure is
+// the parser's own count of the bytes it examined for that, so the comparison holds exactly on
+// any machine, loaded or instrumented: ten times the comments give about ten times the work,
+// where a rescan from the value for each comment gave a hundred times.
+TEST(Reader, SameLineCommentsTakeLinearWork) {
+  const auto workFor = [](std::size_t comments) {
+    std::string text = "[0";
+    for (std::size_t i = 0; i < comments; ++i) {
+      text += " /**/";
+    }
+    text += "]";
+    Value root;
+    zkJson::Parser parser(text.data(), text.data() + text.size(), kDefault, true);
+    EXPECT_TRUE(parser.parseDocument(root));
+    EXPECT_EQ(root[0].getComment(zkJson::commentAfterOnSameLine).size(), comments * 5 - 1);
+    return parser.lineScanLength();
+  };
+  const std::size_t shortRun = workFor(100000);
+  const std::size_t longRun = workFor(1000000);
+  EXPECT_GT(shortRun, 0U);
+  EXPECT_LT(longRun, 20 * shortRun);
 }
 
 TEST(Reader, BytesEntryTakesAnyInput) {

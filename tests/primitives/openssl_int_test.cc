@@ -1,0 +1,188 @@
+// Sizes past what OpenSSL's int counts take are refused with PXA_ERR_INVALID_ARGUMENTS by every
+// path that hands a size to OpenSSL, and never cut to their low bits. No test allocates gigabytes:
+// the helper is checked with the large values themselves, the callers with its bound lowered, and
+// the pointer-and-length functions with lengths far beyond the buffer they are given, which they
+// must refuse before reading.
+
+#include <qvcryptoservice/encryption_functions.h>
+#include <qvcryptoservice/hashing_functions.h>
+#include <qvcryptoservice/keystore_static.h>
+#include <qvcryptoservice/primitives.h>
+#include <qvcryptoservice/qvcrypto_c.h>
+#include <qvcryptoservice/qvpax.h>
+#include <qvcryptoservice/ssv_crypto.h>
+
+#include "primitives/openssl_int.h"
+
+#include <gtest/gtest.h>
+
+#include <array>
+#include <climits>
+#include <cstdint>
+#include <cstdlib>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace QVCryptoService {
+namespace {
+
+constexpr std::uint64_t kPastInt = static_cast<std::uint64_t>(INT_MAX) + 1;
+// 4 GiB + 5: its low 32 bits are 5.
+constexpr std::uint64_t kWrapsToFive = (std::uint64_t{1} << 32) + 5;
+
+TEST(NarrowToOpenSslInt, GivesTheIntOnlyWhenValueAndRoomFit) {
+  struct Case {
+    std::uint64_t value;
+    std::uint64_t room;
+    std::optional<int> expected;
+  };
+  const Case cases[] = {
+      {0, 0, 0},
+      {5, 32, 5},
+      {INT_MAX, 0, INT_MAX},
+      {INT_MAX - 32, 32, INT_MAX - 32},
+      {INT_MAX - 31, 32, std::nullopt},
+      {kPastInt, 0, std::nullopt},
+      {kWrapsToFive, 0, std::nullopt},
+      {UINT32_MAX, 0, std::nullopt},
+      {SIZE_MAX, 0, std::nullopt},
+      {5, UINT64_MAX, std::nullopt},
+  };
+  for (const Case& c : cases) {
+    EXPECT_EQ(NarrowToOpenSslInt(c.value, c.room), c.expected) << c.value << " + " << c.room;
+  }
+}
+
+class OpenSslLengths : public testing::Test {
+ protected:
+  static void SetUpTestSuite() {
+    ASSERT_TRUE(InitLibrary());
+    ASSERT_TRUE(SetKeystore("ZKSystem", std::make_shared<QVKeystoreStatic>()));
+  }
+};
+
+// Lowers the bound for one scope.
+class LoweredLimit {
+ public:
+  explicit LoweredLimit(std::uint64_t limit) : previous_(SetOpenSslIntLimitForTesting(limit)) {}
+  ~LoweredLimit() { SetOpenSslIntLimitForTesting(previous_); }
+  LoweredLimit(const LoweredLimit&) = delete;
+  LoweredLimit& operator=(const LoweredLimit&) = delete;
+
+ private:
+  std::uint64_t previous_;
+};
+
+// With the bound at 64 bytes, 100 bytes stand for an input past INT_MAX: each path must refuse
+// them, and must not refuse them with the real bound (so the refusal is the length's doing).
+TEST_F(OpenSslLengths, EveryPathRefusesWhatTheBoundDoesNotTake) {
+  const std::string input(100, 'x');
+  const auto* bytes = reinterpret_cast<const std::uint8_t*>(input.data());
+  const SecureBlock key(32, 7);
+  const std::vector<std::string> groupSecrets(5, std::string(32, 's'));
+  std::string metaJson;
+  std::vector<std::uint8_t> unused;
+  ASSERT_EQ(EncryptWithPassword(bytes, 16, "password", metaJson, unused), PXA_OK);
+  struct Path {
+    const char* name;
+    std::function<PxaResult()> call;
+  };
+  const Path paths[] = {
+      {"EVPEncrypt",
+       [&] {
+         std::string iv;
+         std::string out;
+         return EVPEncrypt("aes-256-cbc", key, iv, input, out);
+       }},
+      {"EVPDecrypt",
+       [&] {
+         std::string out;
+         return EVPDecrypt("aes-256-cbc", key, std::string(16, 'i'), input, out);
+       }},
+      {"PBKDF2_HMAC",
+       [&] {
+         std::array<unsigned char, 32> out{};
+         return PBKDF2_HMAC("sha256", input.c_str(), bytes, 16, 1, 32, out.data());
+       }},
+      {"EncryptData",
+       [&] {
+         std::string out;
+         return EncryptData(input, out, "");
+       }},
+      {"EncryptWithPassword",
+       [&] {
+         std::string out;
+         return EncryptWithPassword(input, "password", out);
+       }},
+      {"DecryptWithPassword",
+       [&] {
+         std::vector<std::uint8_t> out(input.size());
+         std::size_t length = 0;
+         return DecryptWithPassword(metaJson, bytes, input.size(), "password", out.data(), length);
+       }},
+      {"CreateHMAC",
+       [&] {
+         std::string out;
+         return CreateHMAC(input, out);
+       }},
+      {"CreateDigest",
+       [&] {
+         std::string out;
+         return CreateDigest(input, out);
+       }},
+      {"CreatePasswordHash",
+       [&] {
+         std::string out;
+         return CreatePasswordHash(input, out);
+       }},
+      {"EncryptBySSV",
+       [&] {
+         std::string out;
+         return QVSSVCrypto::EncryptBySSV(groupSecrets, SecureBlock(input.begin(), input.end()), out);
+       }},
+      {"QVPBEncrypt",
+       [&] {
+         char* out = nullptr;
+         const std::uint8_t ok = QVPBEncrypt(input.c_str(), &out, "password");
+         std::free(out);
+         return ok == 1 ? PXA_OK : PXA_ERR_INVALID_ARGUMENTS;
+       }},
+      {"base64_decode",
+       [&] { return base64_decode(std::string(100, 'A')).empty() ? PXA_ERR_INVALID_ARGUMENTS : PXA_OK; }},
+  };
+  for (const Path& path : paths) {
+    EXPECT_NE(path.call(), PXA_ERR_INVALID_ARGUMENTS) << path.name << " with the real bound";
+    const LoweredLimit limit(64);
+    EXPECT_EQ(path.call(), PXA_ERR_INVALID_ARGUMENTS) << path.name << " past the bound";
+  }
+}
+
+// The pointer-and-length forms refuse a length past the bound before they touch the data: the
+// buffer here holds 16 bytes, so reading any further would be caught by the sanitizers, if the
+// process survived it.
+TEST_F(OpenSslLengths, PointerAndLengthFormsRefuseHugeLengthsUnread) {
+  const std::vector<std::uint8_t> buffer(16, 1);
+  std::string metaJson;
+  std::vector<std::uint8_t> unused;
+  ASSERT_EQ(EncryptWithPassword(buffer.data(), buffer.size(), "password", metaJson, unused), PXA_OK);
+  for (const std::uint64_t length : {kPastInt, kWrapsToFive, std::uint64_t{SIZE_MAX}}) {
+    SCOPED_TRACE(length);
+    std::string text;
+    std::vector<std::uint8_t> bytes;
+    std::vector<std::uint8_t> out(16);
+    std::size_t outLength = 0;
+    EXPECT_EQ(EncryptData(buffer.data(), length, text, ""), PXA_ERR_INVALID_ARGUMENTS);
+    EXPECT_EQ(EncryptWithPassword(buffer.data(), length, "password", text), PXA_ERR_INVALID_ARGUMENTS);
+    EXPECT_EQ(EncryptWithPassword(buffer.data(), length, "password", text, bytes), PXA_ERR_INVALID_ARGUMENTS);
+    EXPECT_EQ(DecryptWithPassword(metaJson, buffer.data(), length, "password", out.data(), outLength),
+              PXA_ERR_INVALID_ARGUMENTS);
+    EXPECT_EQ(CreateHMAC(buffer.data(), length, text), PXA_ERR_INVALID_ARGUMENTS);
+    EXPECT_FALSE(VerifyHMAC(buffer.data(), length, text));
+  }
+}
+
+}  // namespace
+}  // namespace QVCryptoService
