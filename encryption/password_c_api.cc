@@ -4,6 +4,7 @@
 #include <qvcryptoservice/qvcrypto_c.h>
 
 #include "platform/task_memory.h"
+#include "primitives/c_boundary.h"
 #include "primitives/secret_string.h"
 
 #include <cstring>
@@ -35,35 +36,38 @@ uint8_t QVPBEncrypt(const char* plain, char** cipherText, const char* password) 
   if (plain == nullptr || password == nullptr) {
     return 0;
   }
-  std::string passwordText(password);
-  const QVCryptoService::WipeOnExit wipePassword(passwordText);
-  std::string plainText(plain);
-  const QVCryptoService::WipeOnExit wipePlain(plainText);
-  std::string text;
-  if (QVCryptoService::EncryptWithPassword(plainText, passwordText, text) != QVCryptoService::PXA_OK) {
-    text.clear();
-  }
-  return HandOver(text, cipherText) ? 1 : 0;
+  return QVCryptoService::RunForC<uint8_t>(0, [&]() -> uint8_t {
+    std::string passwordText(password);
+    const QVCryptoService::WipeOnExit wipePassword(passwordText);
+    std::string plainText(plain);
+    const QVCryptoService::WipeOnExit wipePlain(plainText);
+    std::string text;
+    if (QVCryptoService::EncryptWithPassword(plainText, passwordText, text) != QVCryptoService::PXA_OK) {
+      text.clear();
+    }
+    return HandOver(text, cipherText) ? 1 : 0;
+  });
 }
 
 uint8_t QVPBDecrypt(const char* cipherText, char** plain, const char* password) {
   if (cipherText == nullptr || password == nullptr) {
     return 0;
   }
-  const std::string serialized(cipherText);
-  std::string passwordText(password);
-  const QVCryptoService::WipeOnExit wipePassword(passwordText);
-  std::string text;
-  if (!serialized.empty()) {
-    QVCryptoService::SecureBlock block;
-    if (QVCryptoService::DecryptWithPassword(serialized, passwordText, block) == QVCryptoService::PXA_OK) {
-      text.assign(block.begin(), block.end());
+  return QVCryptoService::RunForC<uint8_t>(0, [&]() -> uint8_t {
+    const std::string serialized(cipherText);
+    std::string passwordText(password);
+    const QVCryptoService::WipeOnExit wipePassword(passwordText);
+    std::string text;
+    // The plain text's stay in an ordinary string ends with this call; do not leave it behind.
+    const QVCryptoService::WipeOnExit wipeText(text);
+    if (!serialized.empty()) {
+      QVCryptoService::SecureBlock block;
+      if (QVCryptoService::DecryptWithPassword(serialized, passwordText, block) == QVCryptoService::PXA_OK) {
+        text.assign(block.begin(), block.end());
+      }
     }
-  }
-  const bool handed = HandOver(text, plain);
-  // The plain text's stay in an ordinary string ends here; do not leave it behind in the heap.
-  QVCryptoService::WipeString(text);
-  return handed ? 1 : 0;
+    return HandOver(text, plain) ? 1 : 0;
+  });
 }
 
 }  // extern "C"

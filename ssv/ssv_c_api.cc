@@ -5,6 +5,7 @@
 #include <qvcryptoservice/qvpax.h>
 #include <qvcryptoservice/ssv_crypto.h>
 
+#include "primitives/c_boundary.h"
 #include "primitives/secret_string.h"
 
 #include <cstdlib>
@@ -37,24 +38,36 @@ extern "C" {
 
 void SSVEncrypt(const char* plain, char** cipherText) {
   std::string text;
-  if (plain != nullptr) {
-    const QVCryptoService::SecureBlock block(plain, plain + std::strlen(plain));
-    (void)QVCryptoService::QVpax::getInstance()->SSVCryptoIntrf()->QVEncrypt(block, text);
+  const bool done = QVCryptoService::RunForC(false, [&] {
+    if (plain != nullptr) {
+      const QVCryptoService::SecureBlock block(plain, plain + std::strlen(plain));
+      (void)QVCryptoService::QVpax::getInstance()->SSVCryptoIntrf()->QVEncrypt(block, text);
+    }
+    return true;
+  });
+  if (!done) {
+    text.clear();
   }
   DeliverText(text, cipherText);
 }
 
 void SSVDecrypt(const char* cipherText, char** plain) {
   std::string text;
-  if (cipherText != nullptr) {
-    QVCryptoService::SecureBlock block;
-    if (QVCryptoService::QVpax::getInstance()->SSVCryptoIntrf()->QVDecrypt(std::string(cipherText), block) ==
-        QVCryptoService::PXA_OK) {
-      text.assign(block.begin(), block.end());
+  const QVCryptoService::WipeOnExit wipeText(text);
+  const bool done = QVCryptoService::RunForC(false, [&] {
+    if (cipherText != nullptr) {
+      QVCryptoService::SecureBlock block;
+      if (QVCryptoService::QVpax::getInstance()->SSVCryptoIntrf()->QVDecrypt(std::string(cipherText), block) ==
+          QVCryptoService::PXA_OK) {
+        text.assign(block.begin(), block.end());
+      }
     }
+    return true;
+  });
+  if (!done) {
+    QVCryptoService::WipeString(text);
   }
   DeliverText(text, plain);
-  QVCryptoService::WipeString(text);
 }
 
 }  // extern "C"

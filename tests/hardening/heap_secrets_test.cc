@@ -280,5 +280,24 @@ TEST_F(HeapSecrets, SsvFunctions) {
   std::free(roundTrip);
 }
 
+// An exhausted heap must not unwind into a C caller, whose process it would end: the C functions
+// report their failure instead.
+TEST_F(HeapSecrets, CFunctionsFailRatherThanThrowWhenMemoryRunsOut) {
+  testsupport::TempMachineRoot root;
+  ASSERT_EQ(QVSSVCrypto::generateSSV(root.string(), true), KS_SUCCESS);
+  const std::string plain(std::size_t{1} << 20, 'p');
+  char* cipherText = nullptr;
+  char* ssvText = nullptr;
+  heapwatch::RefuseAllocationsFrom(plain.size());
+  const std::uint8_t encrypted = QVPBEncrypt(plain.c_str(), &cipherText, "password");
+  SSVEncrypt(plain.c_str(), &ssvText);
+  heapwatch::RefuseAllocationsFrom(0);
+  EXPECT_EQ(encrypted, 0);
+  EXPECT_EQ(cipherText, nullptr);
+  ASSERT_NE(ssvText, nullptr);
+  EXPECT_STREQ(ssvText, "");
+  std::free(ssvText);
+}
+
 }  // namespace
 }  // namespace QVCryptoService

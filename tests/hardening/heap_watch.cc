@@ -38,6 +38,7 @@ Header* g_live = nullptr;
 Grave* g_graves = nullptr;
 bool g_watching = false;
 bool g_hooksInstalled = false;
+std::atomic<std::size_t> g_refusedFrom{0};
 
 class Locked {
  public:
@@ -152,6 +153,8 @@ void Begin() {
   g_watching = true;
 }
 
+void RefuseAllocationsFrom(std::size_t size) { g_refusedFrom = size; }
+
 void End() {
   const Locked locked;
   g_watching = false;
@@ -191,7 +194,8 @@ std::vector<Finding> Search(std::span<const std::uint8_t> secret, std::size_t wi
 // The global allocation functions of the test binary. Aligned forms keep their own path: the
 // library never asks for over-aligned blocks holding secrets.
 void* operator new(std::size_t size) {
-  void* payload = heapwatch::Allocate(size == 0 ? 1 : size, false);
+  const std::size_t refusedFrom = heapwatch::g_refusedFrom;
+  void* payload = refusedFrom != 0 && size >= refusedFrom ? nullptr : heapwatch::Allocate(size == 0 ? 1 : size, false);
   if (payload == nullptr) {
     throw std::bad_alloc();
   }

@@ -32,6 +32,10 @@ void Begin();
 // End closes the watch.
 void End();
 
+// RefuseAllocationsFrom makes operator new fail (std::bad_alloc) for every block of `size` bytes
+// or more, as an exhausted heap would; 0 lifts the limit.
+void RefuseAllocationsFrom(std::size_t size);
+
 // Search returns every place in the blocks freed during the last watch, or allocated during it
 // and still live, that holds `window` consecutive bytes of `secret`.
 std::vector<Finding> Search(std::span<const std::uint8_t> secret, std::size_t window);
