@@ -391,20 +391,16 @@ std::int32_t QVKeystoreDb::Impl::Get(const std::string& name, SecureBlock& key, 
   }
   const StoredKey* chosen = nullptr;
   if (version == 0) {
-    // The active version; failing that the newest live one, which the engines refuse as not
-    // active rather than as missing.
+    // The active version, or none: a retired key must neither encrypt nor sign.
+    bool live = false;
     for (auto it = named->second.rbegin(); it != named->second.rend() && chosen == nullptr; ++it) {
+      live = live || it->second.state != kStateDestroyed;
       if (it->second.state == kStateActive) {
         chosen = &it->second;
       }
     }
-    for (auto it = named->second.rbegin(); it != named->second.rend() && chosen == nullptr; ++it) {
-      if (it->second.state != kStateDestroyed) {
-        chosen = &it->second;
-      }
-    }
     if (chosen == nullptr) {
-      return KS_ERR_KEY_NOT_FOUND;
+      return live ? KS_ERR_KEY_VERSION_NOT_FOUND : KS_ERR_KEY_NOT_FOUND;
     }
   } else {
     const auto found = named->second.find(version);

@@ -81,11 +81,13 @@ class QVKSDB_EXPORT QVKeystoreDb : public IQVKeyStore {
   // again), or of every version when `version` is 0. KS_ERR_KEY_NOT_FOUND for an unknown name,
   // KS_ERR_KEY_VERSION_NOT_FOUND for a version that does not exist or is already destroyed.
   std::int32_t destroyKey(const std::string& name, std::int32_t version) override;
-  // getKey unwraps a version into `key`; version 0 is the current one: the active version, or
-  // when none is active the newest version not destroyed (the engines then refuse it as not
-  // active). KS_ERR_KEY_NOT_FOUND for an unknown name, KS_ERR_KEY_VERSION_NOT_FOUND for a
-  // version not known (or destroyed), KS_ERR_CORRUPTED when the stored row does not
-  // authenticate, KS_ERR_INVALID_PARAMETERS for a negative version. Outputs untouched on failure.
+  // getKey unwraps a version into `key`; version 0 is the current one, which is the active
+  // version and nothing else: a key whose versions are all retired (deactivated) no longer
+  // encrypts or signs. KS_ERR_KEY_NOT_FOUND for an unknown name or one whose every version is
+  // destroyed, KS_ERR_KEY_VERSION_NOT_FOUND for a version not known (or destroyed) and for
+  // version 0 when no version is active (a deactivated version still opens by its number, for
+  // decryption and validation), KS_ERR_CORRUPTED when the stored row does not authenticate,
+  // KS_ERR_INVALID_PARAMETERS for a negative version. Outputs untouched on failure.
   std::int32_t getKey(const std::string& name, SecureBlock& key, QVKeyControlData& ctl, std::int32_t version) override;
   // listKeys appends every version that is not destroyed (with `flag`, destroyed ones too),
   // ordered by name and version.

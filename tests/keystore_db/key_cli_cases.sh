@@ -100,9 +100,14 @@ case_lifecycle() {
     fail "list lacks the deactivated version 1: $(cat "$work/out")"
   grep -Eq '^QV_ENCYPT_DECRYPT_0 +2 +active +aes-256-cbc +[0-9-]{10}T[0-9:]{8}Z +-$' "$work/out" ||
     fail "list lacks the active version 2: $(cat "$work/out")"
-  # Retiring the active version stops encryption until the next rotation.
+  # Retiring the active version stops encryption and signing until the next rotation.
   expect_success "$empty" key retire QV_ENCYPT_DECRYPT_0 2 --keystore-config "$config"
-  expect_failure 3 "encrypt with keystore \"ZKSystem\": PXA key not active" "$(text data)" encrypt --keystore-config "$config"
+  expect_failure 3 "encrypt with keystore \"ZKSystem\": KEYSTORE key version not found" "$(text data)" \
+    encrypt --keystore-config "$config"
+  expect_success "$empty" key retire QV_HMAC_INTEGRITY_0 1 --keystore-config "$config"
+  grep -qx "retired QV_HMAC_INTEGRITY_0 version 1 (still decrypts and validates; no longer encrypts or signs)" \
+    "$work/out" || fail "retire: $(cat "$work/out")"
+  expect_failure 3 "hmac sign: KEYSTORE key version not found" "$(text data)" hmac sign --keystore-config "$config"
   expect_failure 3 "key retire QV_ENCYPT_DECRYPT_0 2: KEYSTORE invalid parameters" "$empty" \
     key retire QV_ENCYPT_DECRYPT_0 2 --keystore-config "$config"
   expect_success "$empty" key rotate QV_ENCYPT_DECRYPT_0 --keystore-config "$config"
