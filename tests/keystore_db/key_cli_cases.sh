@@ -184,8 +184,12 @@ case_rotation() {
     "$work/old.txt" rewrap --keystore-config "$config"
   expect_success "$work/rewrapped.txt" decrypt --keystore-config "$config"
   [[ $(cat "$work/out") == "meet at noon" ]] || fail "rewrapped text decrypted to '$(cat "$work/out")'"
-  # The built-in keystore cannot read what the database keystore wrote.
-  expect_failure 3 "^qvcrypto: decrypt with keystore" "$work/rewrapped.txt" decrypt
+  # The built-in keystore cannot read what the database keystore wrote. Its key is the wrong one,
+  # but unauthenticated CBC under a wrong key passes the padding check about once in 256 texts,
+  # so the exit code is not certain: only that the plain text does not come out.
+  run "$work/rewrapped.txt" decrypt
+  [[ $code -eq 0 || $code -eq 3 ]] || fail "decrypt with the built-in keystore: exit $code ($(cat "$work/err"))"
+  grep -q "meet at noon" "$work/out" && fail "the built-in keystore decrypted a database-keystore text"
   # Password texts have no key version to move.
   printf 'pw\n' >"$work/pw"
   expect_success "$(text secret)" encrypt --password-file "$work/pw"
