@@ -6,6 +6,7 @@
 #include "frame/keystore_db/keystore_config.h"
 #include "frame/keystore_db/master_key.h"
 #include "frame/keystore_db/schema.h"
+#include "platform/private_database_file.h"
 
 #include <openssl/evp.h>
 #include <openssl/rand.h>
@@ -191,11 +192,8 @@ std::int32_t QVKeystoreDb::Impl::Initialize(const zkJson::Value& value) {
       return KS_ERR_INVALID_PARAMETERS;
     }
     if (config.sqlitePath == DefaultSqlitePath()) {
-      std::error_code ignored;
-      const std::filesystem::path directory = std::filesystem::path(config.sqlitePath).parent_path();
-      if (std::filesystem::create_directories(directory, ignored)) {
-        std::filesystem::permissions(directory, std::filesystem::perms::owner_all, ignored);
-      }
+      // Made private from the start; should it fail, opening the file below reports it.
+      (void)platform::MakePrivateDirectories(std::filesystem::path(config.sqlitePath).parent_path().string());
     }
     db = OpenSqlite(config.sqlitePath, config.busyTimeoutMs, error);
   } else {

@@ -32,7 +32,11 @@ struct QVKeyDescription {
 //
 // initialize takes a JSON object:
 //   {"backend": "sqlite", "path": FILE,                       (optional; default
-//                                                              <machine root>/keystore/keystore.db)
+//                                                              <machine root>/keystore/keystore.db;
+//                                                              created mode 0600, or else a
+//                                                              regular file of this account
+//                                                              that group and others cannot
+//                                                              write, not a symbolic link)
 //    "busyTimeoutMs": N,                                      (optional, either backend; how long a
 //                                                              change waits for another writer's
 //                                                              lock; 5000)
@@ -61,7 +65,8 @@ class QVKSDB_EXPORT QVKeystoreDb : public IQVKeyStore {
   std::string getPluginDescription() override;
   // initialize opens (and on first use creates) the keystore the configuration names. Returns
   // KS_SUCCESS; KS_ERR_INVALID_PARAMETERS for a bad configuration (nothing is created);
-  // KS_ERR_DATABASE when the database cannot be reached or read; KS_ERR_SSV_NOT_INITIALIZED when
+  // KS_ERR_DATABASE when the database cannot be reached or read (or the SQLite file is not a
+  // private file of this account); KS_ERR_SSV_NOT_INITIALIZED when
   // the master key is to come from an SSV this machine does not have; KS_ERR_CORRUPTED when the
   // master key is not the one the keystore was made with. Until it succeeds every other
   // operation returns KS_ERR_DATABASE.

@@ -6,9 +6,14 @@
 #include <qvcryptoservice/qvpax.h>
 #include <qvcryptoservice/ssv_crypto.h>
 
+#include <pwd.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include <cstdlib>
 #include <fstream>
 #include <functional>
+#include <iostream>
 
 namespace keystoredbtest {
 namespace {
@@ -36,8 +41,7 @@ TEST_P(IntegrityTest, EveryChangedByteOfAWrappedKeyGivesCorrupted) {
     resized.resize(length, '\0');
     SetWrapped("k", 1, resized);
     ASSERT_EQ(keystore->refreshKeys(false), KS_SUCCESS);
-    ASSERT_EQ(keystore->getKey("k", key, ctl, 1), KS_ERR_CORRUPTED)
-        << "length " << length;
+    ASSERT_EQ(keystore->getKey("k", key, ctl, 1), KS_ERR_CORRUPTED) << "length " << length;
   }
   EXPECT_EQ(key, (SecureBlock{1, 2, 3}));
   SetWrapped("k", 1, original);
@@ -207,8 +211,7 @@ TEST_P(IntegrityTest, AnUnreachableDatabaseGivesDatabaseErrorAtInitialize) {
   EXPECT_EQ(keystore.initialize(config), KS_ERR_DATABASE);
 }
 
-INSTANTIATE_TEST_SUITE_P(Backends, IntegrityTest, testing::Values(Backend::kSqlite, Backend::kPostgres),
-                         BackendName);
+INSTANTIATE_TEST_SUITE_P(Backends, IntegrityTest, testing::Values(Backend::kSqlite, Backend::kPostgres), BackendName);
 
 // SQLite only: the embedded default lives under the machine root.
 TEST(SqliteDefaults, TheDefaultDatabaseIsAPrivateFileUnderTheMachineRoot) {
@@ -229,6 +232,67 @@ TEST(SqliteDefaults, TheDefaultDatabaseIsAPrivateFileUnderTheMachineRoot) {
   const auto directoryPermissions = std::filesystem::status(path.parent_path()).permissions();
   EXPECT_EQ(directoryPermissions & (std::filesystem::perms::group_all | std::filesystem::perms::others_all),
             std::filesystem::perms::none);
+}
+
+// SQLite only: the keystore opens a file of its own, private from its creation, and nothing
+// another account could have placed or could write.
+TEST(SqliteFile, OnlyAPrivateFileOfThisAccountIsOpened) {
+  testsupport::TempMachineRoot root;
+  (void)InitLibrary();
+  ASSERT_EQ(QVSSVCrypto::generateSSV(root.string(), false), KS_SUCCESS);
+  const auto configFor = [](const std::filesystem::path& path) {
+    zkJson::Value config(zkJson::objectValue);
+    config["backend"] = "sqlite";
+    config["path"] = path.string();
+    config["masterKey"]["source"] = "ssv";
+    return config;
+  };
+  using std::filesystem::perms;
+  const auto privateFile = [](const std::filesystem::path& path, perms mode) {
+    std::ofstream(path).close();
+    std::filesystem::permissions(path, mode);
+  };
+  const std::filesystem::path absent = root.path() / "absent.db";
+  struct Case {
+    const char* what;
+    std::function<void(const std::filesystem::path&)> place;
+  };
+  std::vector<Case> cases = {
+      {"group-writable",
+       [&](const auto& path) { privateFile(path, perms::owner_read | perms::owner_write | perms::group_write); }},
+      {"writable by others",
+       [&](const auto& path) { privateFile(path, perms::owner_read | perms::owner_write | perms::others_write); }},
+      {"a symbolic link to a private file",
+       [&](const auto& path) {
+         privateFile(root.path() / "target.db", perms::owner_read | perms::owner_write);
+         std::filesystem::create_symlink(root.path() / "target.db", path);
+       }},
+      {"a symbolic link to nothing", [&](const auto& path) { std::filesystem::create_symlink(absent, path); }},
+  };
+  const passwd* nobody = getpwnam("nobody");
+  if (geteuid() == 0 && nobody != nullptr) {
+    cases.push_back({"owned by another user", [&](const auto& path) {
+                       privateFile(path, perms::owner_read | perms::owner_write);
+                       ASSERT_EQ(chown(path.c_str(), nobody->pw_uid, nobody->pw_gid), 0);
+                     }});
+  } else {
+    std::cout << "not checked: a file of another user (needs root to give one away)\n";
+  }
+  int index = 0;
+  for (const Case& c : cases) {
+    const std::filesystem::path path = root.path() / ("case" + std::to_string(index++) + ".db");
+    c.place(path);
+    QVKeystoreDb keystore;
+    EXPECT_EQ(keystore.initialize(configFor(path)), KS_ERR_DATABASE) << c.what;
+  }
+  EXPECT_FALSE(std::filesystem::exists(std::filesystem::symlink_status(absent))) << "a link's target was created";
+  // A new file is private whatever the umask.
+  const mode_t umaskBefore = umask(0);
+  QVKeystoreDb keystore;
+  const std::int32_t created = keystore.initialize(configFor(root.path() / "new.db"));
+  umask(umaskBefore);
+  ASSERT_EQ(created, KS_SUCCESS);
+  EXPECT_EQ(std::filesystem::status(root.path() / "new.db").permissions(), perms::owner_read | perms::owner_write);
 }
 
 }  // namespace
