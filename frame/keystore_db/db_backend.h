@@ -50,6 +50,7 @@ class DbBackend {
 
   // Begin starts a transaction. `forWrite` takes the database's write lock at once where the
   // database has one, so that a read-check-write sequence cannot interleave with another writer.
+  // A transaction that is not for writing reads one consistent snapshot in all its statements.
   virtual DbStatus Begin(bool forWrite) = 0;
   virtual DbStatus Commit() = 0;
   // Rollback ends a transaction without its changes; harmless when none is open.

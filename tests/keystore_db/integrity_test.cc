@@ -65,10 +65,97 @@ TEST_P(IntegrityTest, ARowMovedOrRelabelledDoesNotOpen) {
   EXPECT_EQ(keystore->getKey("b", key, ctl, 2), KS_ERR_CORRUPTED);
   EXPECT_EQ(keystore->getKey("b", key, ctl, 0), KS_ERR_CORRUPTED);
   EXPECT_EQ(keystore->getKey("b", key, ctl, 1), KS_SUCCESS);
-  // The algorithm or the length changed in the row.
-  Sql("UPDATE qvks_keys SET algorithm = 'aes-256-ecb' WHERE name = 'b' AND version = 1");
-  ASSERT_EQ(keystore->refreshKeys(false), KS_SUCCESS);
-  EXPECT_EQ(keystore->getKey("b", key, ctl, 1), KS_ERR_CORRUPTED);
+}
+
+// Edits of the key set by someone who can write the database but has no master key. Each starts
+// from "k" with version 1 deactivated and version 2 active, loaded by `live`. The keystore that
+// loaded the set before refuses to reload it and goes on serving what it had; a keystore opened
+// afterwards refuses it at initialize or, for material from another keystore, at getKey.
+TEST_P(IntegrityTest, EditsOfTheKeySetGiveCorrupted) {
+  struct Case {
+    const char* what;
+    std::function<void(QVKeystoreDb& live)> edit;
+    // False where a keystore opened afterwards cannot tell: a whole older key set put back.
+    bool newKeystoreSees = true;
+  };
+  const std::string row = "name = 'k' AND version = ";
+  const std::vector<Case> cases = {
+      {"a deactivated version made active again",
+       [&](QVKeystoreDb&) { Sql("UPDATE qvks_keys SET state = 2 WHERE " + row + "1"); }},
+      {"the newest version deleted", [&](QVKeystoreDb&) { Sql("DELETE FROM qvks_keys WHERE " + row + "2"); }},
+      {"a version's algorithm changed",
+       [&](QVKeystoreDb&) { Sql("UPDATE qvks_keys SET algorithm = 'aes-256-ecb' WHERE " + row + "1"); }},
+      {"a destroyed version restored from an earlier copy",
+       [&](QVKeystoreDb& live) {
+         const std::string earlier = Wrapped("k", 1);
+         ASSERT_EQ(live.destroyKey("k", 1), KS_SUCCESS);
+         Sql("UPDATE qvks_keys SET state = 3 WHERE " + row + "1");
+         SetWrapped("k", 1, earlier);
+       }},
+      {"the generation lowered",
+       [&](QVKeystoreDb&) {
+         std::string summary = StoredMeta("key-set");
+         ASSERT_EQ(summary.size(), 41u);
+         ASSERT_EQ(summary[8], 2) << "create and rotate make generations 1 and 2 after the empty set's 0";
+         summary[8] = 1;
+         SetStoredMeta("key-set", summary);
+       }},
+      {"the summary's tag changed",
+       [&](QVKeystoreDb&) {
+         std::string summary = StoredMeta("key-set");
+         summary.back() = static_cast<char>(summary.back() ^ 0x01);
+         SetStoredMeta("key-set", summary);
+       }},
+      {"the summary deleted", [&](QVKeystoreDb&) { Sql("DELETE FROM qvks_meta WHERE item = 'key-set'"); }},
+      {"the keystore id changed", [&](QVKeystoreDb&) { SetStoredMeta("keystore-id", std::string(16, '\x5a')); }},
+      {"an earlier key set put back whole, summary and all",
+       [&](QVKeystoreDb& live) {
+         const std::string summary = StoredMeta("key-set");
+         ASSERT_EQ(live.reKey("k"), KS_SUCCESS);
+         Sql("DELETE FROM qvks_keys WHERE " + row + "3");
+         Sql("UPDATE qvks_keys SET state = 2, deactivated_at = 0 WHERE " + row + "2");
+         SetStoredMeta("key-set", summary);
+       },
+       false},
+      {"the key set replaced by another keystore's under the same master key, one key's material copied",
+       [&](QVKeystoreDb&) {
+         const std::string copied = Wrapped("k", 2);
+         Sql("DELETE FROM qvks_keys");
+         Sql("DELETE FROM qvks_meta");
+         auto other = Open();
+         ASSERT_EQ(other->createKey("k"), KS_SUCCESS);
+         ASSERT_EQ(other->reKey("k"), KS_SUCCESS);
+         SetWrapped("k", 2, copied);
+       }},
+  };
+  (void)Open();  // the tables, emptied for every case
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.what);
+    Sql("DELETE FROM qvks_keys");
+    Sql("DELETE FROM qvks_meta");
+    auto live = Open();
+    ASSERT_EQ(live->createKey("k"), KS_SUCCESS);
+    ASSERT_EQ(live->reKey("k"), KS_SUCCESS);
+    c.edit(*live);
+    SecureBlock before;
+    QVKeyControlData beforeCtl;
+    ASSERT_EQ(live->getKey("k", before, beforeCtl, 0), KS_SUCCESS);
+    EXPECT_EQ(live->refreshKeys(false), KS_ERR_CORRUPTED);
+    EXPECT_EQ(live->re_sync(), KS_ERR_CORRUPTED);
+    SecureBlock after;
+    QVKeyControlData afterCtl;
+    ASSERT_EQ(live->getKey("k", after, afterCtl, 0), KS_SUCCESS);
+    EXPECT_EQ(afterCtl.version, beforeCtl.version);
+    EXPECT_EQ(after, before);
+    if (c.newKeystoreSees) {
+      QVKeystoreDb opened;
+      std::int32_t code = opened.initialize(Config());
+      if (code == KS_SUCCESS) {
+        code = opened.getKey("k", after, afterCtl, 0);
+      }
+      EXPECT_EQ(code, KS_ERR_CORRUPTED);
+    }
+  }
 }
 
 TEST_P(IntegrityTest, TamperedKeyReachesTheEngineAsCorruptedKeystoreData) {
@@ -106,8 +193,12 @@ TEST_P(IntegrityTest, AWrongMasterKeyIsRefusedAtInitialize) {
   std::vector<QVKeyListEntry> keys;
   ASSERT_EQ(keystore->listKeys(true, keys), KS_SUCCESS);
   EXPECT_EQ(keys, (std::vector<QVKeyListEntry>{{"k", 1}}));
-  EXPECT_EQ(Sql("SELECT count(*) FROM qvks_meta")[0][0], "1");
+  EXPECT_EQ(Sql("SELECT count(*) FROM qvks_meta")[0][0], "3");
   EXPECT_EQ(keystore->re_sync(), KS_SUCCESS);
+  // A database of the earlier format, without keystore id and summary, is refused, not misread.
+  Sql("DELETE FROM qvks_meta WHERE item IN ('keystore-id', 'key-set')");
+  QVKeystoreDb older;
+  EXPECT_EQ(older.initialize(Config()), KS_ERR_NOT_SUPPORTED);
   // The check value gone from the database: re_sync notices.
   Sql("DELETE FROM qvks_meta");
   EXPECT_EQ(keystore->re_sync(), KS_ERR_CORRUPTED);
