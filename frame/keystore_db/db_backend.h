@@ -50,6 +50,7 @@ class DbBackend {
 
   // Begin starts a transaction. `forWrite` takes the database's write lock at once where the
   // database has one, so that a read-check-write sequence cannot interleave with another writer.
+  // A transaction that is not for writing reads one consistent snapshot in all its statements.
   virtual DbStatus Begin(bool forWrite) = 0;
   virtual DbStatus Commit() = 0;
   // Rollback ends a transaction without its changes; harmless when none is open.
@@ -65,8 +66,10 @@ class DbBackend {
   virtual std::string_view RowLockClause() const = 0;
 };
 
-// OpenSqlite opens (creating when absent) the database file at `path`, waiting up to
-// `busyTimeoutMs` for another process's lock. Null with `error` set when it cannot.
+// OpenSqlite opens the database file at `path`, waiting up to `busyTimeoutMs` for another
+// process's lock. An absent file is created private (mode 0600); an existing one must be a
+// regular file of this account that group and others cannot write. Null with `error` set when
+// it cannot.
 std::unique_ptr<DbBackend> OpenSqlite(const std::string& path, int busyTimeoutMs, std::string& error);
 // OpenPostgres connects with a libpq connection string; a row lock held by another session is
 // waited for up to `lockTimeoutMs`. Null with `error` set when it cannot connect.

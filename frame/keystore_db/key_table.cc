@@ -35,9 +35,7 @@ bool ParseKeyRow(const DbRow& row, StoredKey& key) {
          ParseNumber(row[7], key.deactivatedAt);
 }
 
-EQVKeystoreCode CodeOf(DbStatus status) {
-  return status == DbStatus::kCorrupt ? KS_ERR_CORRUPTED : KS_ERR_DATABASE;
-}
+EQVKeystoreCode CodeOf(DbStatus status) { return status == DbStatus::kCorrupt ? KS_ERR_CORRUPTED : KS_ERR_DATABASE; }
 
 }  // namespace
 
@@ -83,26 +81,98 @@ EQVKeystoreCode KeyTable::CreateSchema() {
   });
 }
 
-EQVKeystoreCode KeyTable::LoadAll(std::vector<StoredKey>& keys) {
-  std::vector<StoredKey> loaded;
-  const EQVKeystoreCode code = Transaction(false, KS_ERR_DATABASE, [&](EQVKeystoreCode& outcome) {
-    loaded.clear();
-    std::vector<DbRow> rows;
-    const DbStatus status = db_.Execute(kSelectAllKeys, {}, &rows);
-    if (status != DbStatus::kOk) {
+DbStatus KeyTable::AllRows(std::vector<StoredKey>& rows, EQVKeystoreCode& outcome) {
+  rows.clear();
+  std::vector<DbRow> found;
+  if (const DbStatus status = db_.Execute(kSelectAllKeys, {}, &found); status != DbStatus::kOk) {
+    return status;
+  }
+  for (const DbRow& row : found) {
+    StoredKey key;
+    if (!ParseKeyRow(row, key)) {
+      outcome = KS_ERR_CORRUPTED;
+      return DbStatus::kOk;
+    }
+    rows.push_back(std::move(key));
+  }
+  return DbStatus::kOk;
+}
+
+DbStatus KeyTable::CheckedKeySet(bool forChange, std::vector<StoredKey>& rows, std::uint64_t& generation,
+                                 EQVKeystoreCode& outcome) {
+  if (!seal_) {
+    outcome = KS_ERR_UNSPECIFIED;
+    return DbStatus::kOk;
+  }
+  std::vector<DbRow> summary;
+  const std::string sql = std::string(kSelectMeta) + (forChange ? std::string(db_.RowLockClause()) : std::string());
+  if (const DbStatus status = db_.Execute(sql, {DbParam::Text(std::string(kMetaKeySet))}, &summary);
+      status != DbStatus::kOk) {
+    return status;
+  }
+  // Another keystore's tables put in place of this one's, even under the same master key.
+  std::vector<DbRow> id;
+  if (const DbStatus status = db_.Execute(kSelectMeta, {DbParam::Text(std::string(kMetaKeystoreId))}, &id);
+      status != DbStatus::kOk) {
+    return status;
+  }
+  if (id.size() != 1 || id[0].size() != 1 || id[0][0].null || id[0][0].bytes != seal_->keystoreId()) {
+    outcome = KS_ERR_CORRUPTED;
+    return DbStatus::kOk;
+  }
+  if (const DbStatus status = AllRows(rows, outcome); status != DbStatus::kOk || outcome != KS_SUCCESS) {
+    return status;
+  }
+  const std::optional<std::uint64_t> opened = summary.size() == 1 && summary[0].size() == 1 && !summary[0][0].null
+                                                  ? seal_->Open(summary[0][0].bytes, rows)
+                                                  : std::nullopt;
+  if (!opened || *opened < highestGeneration_) {
+    outcome = KS_ERR_CORRUPTED;
+    return DbStatus::kOk;
+  }
+  generation = *opened;
+  return DbStatus::kOk;
+}
+
+EQVKeystoreCode KeyTable::Change(std::optional<EQVKeystoreCode> onConflict,
+                                 const std::function<DbStatus(EQVKeystoreCode&)>& body) {
+  std::uint64_t sealed = 0;
+  const EQVKeystoreCode code = Transaction(true, onConflict, [&](EQVKeystoreCode& outcome) {
+    std::vector<StoredKey> rows;
+    std::uint64_t generation = 0;
+    DbStatus status = CheckedKeySet(true, rows, generation, outcome);
+    if (status == DbStatus::kOk && outcome == KS_SUCCESS) {
+      status = body(outcome);
+    }
+    if (status == DbStatus::kOk && outcome == KS_SUCCESS) {
+      status = AllRows(rows, outcome);
+    }
+    if (status != DbStatus::kOk || outcome != KS_SUCCESS) {
       return status;
     }
-    for (const DbRow& row : rows) {
-      StoredKey key;
-      if (!ParseKeyRow(row, key)) {
-        outcome = KS_ERR_CORRUPTED;
-        break;
-      }
-      loaded.push_back(std::move(key));
+    const std::optional<std::string> summary =
+        generation < std::numeric_limits<std::uint64_t>::max() ? seal_->Seal(generation + 1, rows) : std::nullopt;
+    if (!summary) {
+      outcome = KS_ERR_UNSPECIFIED;
+      return DbStatus::kOk;
     }
-    return DbStatus::kOk;
+    sealed = generation + 1;
+    return db_.Execute(kUpdateMeta, {DbParam::Text(std::string(kMetaKeySet)), DbParam::Blob(*summary)}, nullptr);
   });
   if (code == KS_SUCCESS) {
+    highestGeneration_ = std::max(highestGeneration_, sealed);
+  }
+  return code;
+}
+
+EQVKeystoreCode KeyTable::LoadAll(std::vector<StoredKey>& keys) {
+  std::vector<StoredKey> loaded;
+  std::uint64_t generation = 0;
+  const EQVKeystoreCode code = Transaction(false, KS_ERR_DATABASE, [&](EQVKeystoreCode& outcome) {
+    return CheckedKeySet(false, loaded, generation, outcome);
+  });
+  if (code == KS_SUCCESS) {
+    highestGeneration_ = std::max(highestGeneration_, generation);
     keys = std::move(loaded);
   }
   return code;
@@ -118,9 +188,8 @@ EQVKeystoreCode KeyTable::ReadMeta(const std::vector<std::string>& items,
       if (status != DbStatus::kOk) {
         return status;
       }
-      found[index] = rows.empty() || rows[0].empty() || rows[0][0].null
-                         ? std::nullopt
-                         : std::optional<std::string>(rows[0][0].bytes);
+      found[index] = rows.empty() || rows[0].empty() || rows[0][0].null ? std::nullopt
+                                                                        : std::optional<std::string>(rows[0][0].bytes);
     }
     return DbStatus::kOk;
   });
@@ -177,7 +246,7 @@ DbStatus InsertRow(DbBackend& db, const StoredKey& row) {
 }  // namespace
 
 EQVKeystoreCode KeyTable::CreateFirst(StoredKey& row, const MakeWrapped& wrap) {
-  return Transaction(true, KS_ERR_KEY_EXISTS, [&](EQVKeystoreCode& outcome) {
+  return Change(KS_ERR_KEY_EXISTS, [&](EQVKeystoreCode& outcome) {
     std::vector<VersionInfo> versions;
     if (const DbStatus status = LockedVersions(row.name, versions); status != DbStatus::kOk) {
       return status;
@@ -202,7 +271,7 @@ EQVKeystoreCode KeyTable::CreateFirst(StoredKey& row, const MakeWrapped& wrap) {
 
 EQVKeystoreCode KeyTable::Rotate(const std::string& name, std::int32_t expectedVersion, std::int64_t now,
                                  StoredKey& row, const MakeWrapped& wrap) {
-  return Transaction(true, KS_ERR_KEY_VERSION_EXISTS, [&](EQVKeystoreCode& outcome) {
+  return Change(KS_ERR_KEY_VERSION_EXISTS, [&](EQVKeystoreCode& outcome) {
     std::vector<VersionInfo> versions;
     if (const DbStatus status = LockedVersions(name, versions); status != DbStatus::kOk) {
       return status;
@@ -243,7 +312,7 @@ EQVKeystoreCode KeyTable::Rotate(const std::string& name, std::int32_t expectedV
 }
 
 EQVKeystoreCode KeyTable::Destroy(const std::string& name, std::int32_t version, std::int64_t now) {
-  return Transaction(true, KS_ERR_DATABASE, [&](EQVKeystoreCode& outcome) {
+  return Change(KS_ERR_DATABASE, [&](EQVKeystoreCode& outcome) {
     std::vector<VersionInfo> versions;
     if (const DbStatus status = LockedVersions(name, versions); status != DbStatus::kOk) {
       return status;
@@ -255,8 +324,8 @@ EQVKeystoreCode KeyTable::Destroy(const std::string& name, std::int32_t version,
     bool destroyedAny = false;
     for (const VersionInfo& info : versions) {
       if ((version == 0 || info.version == version) && info.state != kStateDestroyed) {
-        const DbStatus status = db_.Execute(
-            kDestroyVersion, {DbParam::Text(name), DbParam::Int(info.version), DbParam::Int(now)}, nullptr);
+        const DbStatus status =
+            db_.Execute(kDestroyVersion, {DbParam::Text(name), DbParam::Int(info.version), DbParam::Int(now)}, nullptr);
         if (status != DbStatus::kOk) {
           return status;
         }
@@ -271,7 +340,7 @@ EQVKeystoreCode KeyTable::Destroy(const std::string& name, std::int32_t version,
 }
 
 EQVKeystoreCode KeyTable::Retire(const std::string& name, std::int32_t version, std::int64_t now) {
-  return Transaction(true, KS_ERR_DATABASE, [&](EQVKeystoreCode& outcome) {
+  return Change(KS_ERR_DATABASE, [&](EQVKeystoreCode& outcome) {
     std::vector<VersionInfo> versions;
     if (const DbStatus status = LockedVersions(name, versions); status != DbStatus::kOk) {
       return status;

@@ -3,8 +3,16 @@
 // The keystore's rows and the transactions that change them. Each public operation is one
 // database transaction (retried when the database asks for it) and reports an EQVKeystoreCode:
 // KS_ERR_DATABASE for any failure of the database, in which case nothing was changed.
+//
+// Once UseSeal has been called, the rows are checked against the key-set summary whenever they
+// are read, and every change rewrites the summary in its own transaction with the next
+// generation: KS_ERR_CORRUPTED when they do not agree, or when the summary's generation is lower
+// than one this table has already seen. Changes lock the summary first, so that they are
+// serialised across processes.
 
 #include "frame/keystore_db/db_backend.h"
+#include "frame/keystore_db/key_set_seal.h"
+#include "frame/keystore_db/stored_key.h"
 
 #include <qvcryptoservice/result.h>
 
@@ -16,25 +24,6 @@
 
 namespace QVCryptoService::keystore_db {
 
-inline constexpr std::int32_t kStatePreActive = 1;
-inline constexpr std::int32_t kStateActive = 2;
-inline constexpr std::int32_t kStateDeactivated = 3;
-inline constexpr std::int32_t kStateCompromised = 4;
-inline constexpr std::int32_t kStateDestroyed = 5;
-
-// StoredKey is one row of qvks_keys; `wrapped` is empty once the version is destroyed.
-struct StoredKey {
-  std::string name;
-  std::int32_t version = 0;
-  std::int32_t state = 0;
-  std::string algorithm;
-  std::int32_t keyLength = 0;
-  std::int32_t usageMask = 0;
-  std::int64_t createdAt = 0;
-  std::int64_t deactivatedAt = 0;
-  std::string wrapped;
-};
-
 // MakeWrapped returns the wrapped material for a new row (its version is only known inside the
 // transaction), or nothing when wrapping failed.
 using MakeWrapped = std::function<std::optional<std::string>(const StoredKey& row)>;
@@ -44,6 +33,8 @@ class KeyTable {
   explicit KeyTable(DbBackend& db) : db_(db) {}
 
   EQVKeystoreCode CreateSchema();
+  void UseSeal(KeySetSeal seal) { seal_.emplace(std::move(seal)); }
+  // LoadAll reads every row, checked against the summary; `keys` is replaced only on success.
   EQVKeystoreCode LoadAll(std::vector<StoredKey>& keys);
   // ReadMeta reads the listed items; a missing item is left empty.
   EQVKeystoreCode ReadMeta(const std::vector<std::string>& items, std::vector<std::optional<std::string>>& values);
@@ -78,9 +69,22 @@ class KeyTable {
   // what a unique-key conflict means for this change; without one the change is tried again.
   EQVKeystoreCode Transaction(bool forWrite, std::optional<EQVKeystoreCode> onConflict,
                               const std::function<DbStatus(EQVKeystoreCode&)>& body);
+  // Change is Transaction for a change of the key set: the summary is locked and checked before
+  // `body` and sealed over the rows as the body left them after it.
+  EQVKeystoreCode Change(std::optional<EQVKeystoreCode> onConflict,
+                         const std::function<DbStatus(EQVKeystoreCode&)>& body);
+  // CheckedKeySet reads the summary (locked for a change) and every row; `outcome` is
+  // KS_ERR_CORRUPTED when they do not agree.
+  DbStatus CheckedKeySet(bool forChange, std::vector<StoredKey>& rows, std::uint64_t& generation,
+                         EQVKeystoreCode& outcome);
+  DbStatus AllRows(std::vector<StoredKey>& rows, EQVKeystoreCode& outcome);
   DbStatus LockedVersions(const std::string& name, std::vector<VersionInfo>& versions);
 
   DbBackend& db_;
+  std::optional<KeySetSeal> seal_;
+  // The highest generation this table has read or written: a lower one is an older key set put
+  // back in place.
+  std::uint64_t highestGeneration_ = 0;
 };
 
 }  // namespace QVCryptoService::keystore_db

@@ -1,5 +1,7 @@
 #include "frame/keystore_db/key_wrap.h"
 
+#include "frame/keystore_db/field_encoding.h"
+
 #include "primitives/ossl_ptr.h"
 
 #include <openssl/evp.h>
@@ -10,41 +12,37 @@
 namespace QVCryptoService::keystore_db {
 namespace {
 
-constexpr std::uint8_t kFormat = 0x01;
+// The wrap format changed when the keystore id joined the associated data; the master check's
+// did not.
+constexpr std::uint8_t kKeyFormat = 0x02;
+constexpr std::uint8_t kCheckFormat = 0x01;
 constexpr std::size_t kNonceLength = 12;
 constexpr std::size_t kTagLength = 16;
-constexpr std::string_view kKeyContext = "QVKeystoreDb key v1";
+constexpr std::string_view kKeyContext = "QVKeystoreDb key v2";
 constexpr std::string_view kCheckContext = "QVKeystoreDb master key check v1";
-
-void AppendNumber(std::string& out, std::uint32_t value) {
-  for (int shift = 24; shift >= 0; shift -= 8) {
-    out.push_back(static_cast<char>((value >> shift) & 0xff));
-  }
-}
 
 // Length-prefixed fields, so that no two different rows produce the same associated data.
 std::string AssociatedData(const KeyBinding& binding) {
   std::string data(kKeyContext);
-  AppendNumber(data, static_cast<std::uint32_t>(binding.name.size()));
-  data.append(binding.name);
-  AppendNumber(data, static_cast<std::uint32_t>(binding.version));
-  AppendNumber(data, static_cast<std::uint32_t>(binding.algorithm.size()));
-  data.append(binding.algorithm);
-  AppendNumber(data, static_cast<std::uint32_t>(binding.keyLength));
+  AppendField(data, binding.keystoreId);
+  AppendField(data, binding.name);
+  AppendNumber32(data, binding.version);
+  AppendField(data, binding.algorithm);
+  AppendNumber32(data, binding.keyLength);
   return data;
 }
 
 const unsigned char* Bytes(std::string_view text) { return reinterpret_cast<const unsigned char*>(text.data()); }
 
-bool Seal(const SecureBlock& masterKey, std::string_view aad, const std::uint8_t* plain, std::size_t length,
-          std::string& sealed) {
+bool Seal(const SecureBlock& masterKey, std::uint8_t format, std::string_view aad, const std::uint8_t* plain,
+          std::size_t length, std::string& sealed) {
   if (masterKey.size() != kMasterKeyLength || length > static_cast<std::size_t>(INT_MAX) - 32 ||
       aad.size() > static_cast<std::size_t>(INT_MAX)) {
     return false;
   }
   std::string out(1 + kNonceLength + length + kTagLength, '\0');
   auto* base = reinterpret_cast<unsigned char*>(out.data());
-  base[0] = kFormat;
+  base[0] = format;
   unsigned char* nonce = base + 1;
   unsigned char* body = nonce + kNonceLength;
   if (RAND_bytes(nonce, static_cast<int>(kNonceLength)) != 1) {
@@ -65,10 +63,10 @@ bool Seal(const SecureBlock& masterKey, std::string_view aad, const std::uint8_t
 }
 
 // Opens into locked memory; the plain bytes reach `plain` only after the tag has been checked.
-bool Open(const SecureBlock& masterKey, std::string_view aad, const std::string& sealed, std::size_t expectedLength,
-          SecureBlock& plain) {
+bool Open(const SecureBlock& masterKey, std::uint8_t format, std::string_view aad, const std::string& sealed,
+          std::size_t expectedLength, SecureBlock& plain) {
   if (masterKey.size() != kMasterKeyLength || sealed.size() != 1 + kNonceLength + expectedLength + kTagLength ||
-      static_cast<std::uint8_t>(sealed[0]) != kFormat || aad.size() > static_cast<std::size_t>(INT_MAX)) {
+      static_cast<std::uint8_t>(sealed[0]) != format || aad.size() > static_cast<std::size_t>(INT_MAX)) {
     return false;
   }
   const auto* nonce = Bytes(sealed) + 1;
@@ -100,23 +98,24 @@ bool WrapKey(const SecureBlock& masterKey, const KeyBinding& binding, const Secu
   if (binding.keyLength < 0 || key.size() != static_cast<std::size_t>(binding.keyLength)) {
     return false;
   }
-  return Seal(masterKey, AssociatedData(binding), key.data(), key.size(), wrapped);
+  return Seal(masterKey, kKeyFormat, AssociatedData(binding), key.data(), key.size(), wrapped);
 }
 
 bool UnwrapKey(const SecureBlock& masterKey, const KeyBinding& binding, const std::string& wrapped, SecureBlock& key) {
   if (binding.keyLength <= 0) {
     return false;
   }
-  return Open(masterKey, AssociatedData(binding), wrapped, static_cast<std::size_t>(binding.keyLength), key);
+  return Open(masterKey, kKeyFormat, AssociatedData(binding), wrapped, static_cast<std::size_t>(binding.keyLength),
+              key);
 }
 
 bool MakeMasterCheck(const SecureBlock& masterKey, std::string& check) {
-  return Seal(masterKey, kCheckContext, nullptr, 0, check);
+  return Seal(masterKey, kCheckFormat, kCheckContext, nullptr, 0, check);
 }
 
 bool VerifyMasterCheck(const SecureBlock& masterKey, const std::string& check) {
   SecureBlock nothing;
-  return Open(masterKey, kCheckContext, check, 0, nothing);
+  return Open(masterKey, kCheckFormat, kCheckContext, check, 0, nothing);
 }
 
 }  // namespace QVCryptoService::keystore_db

@@ -1,10 +1,12 @@
 #pragma once
 
 // Wrapping of stored keys under the keystore's master key: AES-256-GCM with a fresh 96-bit
-// nonce per wrap. What a row says about its key (name, version, algorithm, length) is the
-// associated data, so a row that was altered or moved to another key no longer opens.
+// nonce per wrap. The keystore's random id and what a row says about its key (name, version,
+// algorithm, length) are the associated data, so a row that was altered, moved to another key
+// or copied from another keystore under the same master key no longer opens.
 //
-// Stored form: 0x01 (format), nonce (12 bytes), cipher text (the key's length), tag (16 bytes).
+// Stored form: 0x02 (format), nonce (12 bytes), cipher text (the key's length), tag (16 bytes).
+// Rows of the earlier format 0x01 (no keystore id) do not open.
 
 #include <qvcryptoservice/secure_block.h>
 
@@ -17,6 +19,7 @@ namespace QVCryptoService::keystore_db {
 inline constexpr std::size_t kMasterKeyLength = 32;
 
 struct KeyBinding {
+  std::string_view keystoreId;
   std::string_view name;
   std::int32_t version = 0;
   std::string_view algorithm;

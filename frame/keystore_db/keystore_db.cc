@@ -6,6 +6,7 @@
 #include "frame/keystore_db/keystore_config.h"
 #include "frame/keystore_db/master_key.h"
 #include "frame/keystore_db/schema.h"
+#include "platform/private_database_file.h"
 
 #include <openssl/evp.h>
 #include <openssl/rand.h>
@@ -29,8 +30,7 @@ constexpr std::int32_t kUsageEncrypt = 4;
 constexpr std::int32_t kFormatVersion = 0x01000000;
 
 std::int64_t Now() {
-  return std::chrono::duration_cast<std::chrono::seconds>(std::chrono::system_clock::now().time_since_epoch())
-      .count();
+  return std::chrono::duration_cast<std::chrono::seconds>(std::chrono::system_clock::now().time_since_epoch()).count();
 }
 
 bool ValidName(const std::string& name) {
@@ -64,7 +64,11 @@ std::int32_t KeyShape(const QVKeyControlData* ctl, StoredKey& row) {
   return KS_ERR_INVALID_PARAMETERS;
 }
 
-KeyBinding BindingOf(const StoredKey& row) { return {row.name, row.version, row.algorithm, row.keyLength}; }
+constexpr std::size_t kKeystoreIdLength = 16;
+
+KeyBinding BindingOf(const std::string& keystoreId, const StoredKey& row) {
+  return {keystoreId, row.name, row.version, row.algorithm, row.keyLength};
+}
 
 }  // namespace
 
@@ -85,31 +89,35 @@ class QVKeystoreDb::Impl {
 
   std::int32_t RefreshLocked();
   static std::map<std::string, Versions> Index(std::vector<StoredKey> rows);
-  // EstablishMasterKey finds (or, for a new keystore, makes) the master key and checks it
-  // against the database.
-  std::int32_t EstablishMasterKey(KeyTable& table, const KeystoreConfig& config, SecureBlock& masterKey);
-  std::optional<std::string> Wrap(const SecureBlock& masterKey, const StoredKey& row);
+  // EstablishMasterKey finds (or, for a new keystore, makes) the master key and the keystore's
+  // id, and checks the master key against the database.
+  std::int32_t EstablishMasterKey(KeyTable& table, const KeystoreConfig& config, SecureBlock& masterKey,
+                                  std::string& keystoreId);
+  std::optional<std::string> Wrap(const StoredKey& row);
 
   std::mutex mutex_;
   std::unique_ptr<DbBackend> db_;
   std::unique_ptr<KeyTable> table_;
   KeystoreConfig config_;
   SecureBlock masterKey_;
+  std::string keystoreId_;
   std::map<std::string, Versions> keys_;
 };
 
-std::optional<std::string> QVKeystoreDb::Impl::Wrap(const SecureBlock& masterKey, const StoredKey& row) {
+std::optional<std::string> QVKeystoreDb::Impl::Wrap(const StoredKey& row) {
   SecureBlock material(static_cast<std::size_t>(row.keyLength));
   std::string wrapped;
-  if (RAND_bytes(material.data(), row.keyLength) != 1 || !WrapKey(masterKey, BindingOf(row), material, wrapped)) {
+  if (RAND_bytes(material.data(), row.keyLength) != 1 ||
+      !WrapKey(masterKey_, BindingOf(keystoreId_, row), material, wrapped)) {
     return std::nullopt;
   }
   return wrapped;
 }
 
 std::int32_t QVKeystoreDb::Impl::EstablishMasterKey(KeyTable& table, const KeystoreConfig& config,
-                                                   SecureBlock& masterKey) {
-  const std::vector<std::string> items = {std::string(kMetaMasterCheck), std::string(kMetaMasterUnderSsv)};
+                                                    SecureBlock& masterKey, std::string& keystoreId) {
+  const std::vector<std::string> items = {std::string(kMetaMasterCheck), std::string(kMetaMasterUnderSsv),
+                                          std::string(kMetaKeystoreId), std::string(kMetaKeySet)};
   // Twice at most: a new keystore stores its master key (unless another process just did), then
   // everyone reads back what is stored and uses that.
   for (int pass = 0; pass < 2; ++pass) {
@@ -119,6 +127,8 @@ std::int32_t QVKeystoreDb::Impl::EstablishMasterKey(KeyTable& table, const Keyst
     }
     const std::optional<std::string>& check = meta[0];
     const std::optional<std::string>& underSsv = meta[1];
+    const std::optional<std::string>& storedId = meta[2];
+    const std::optional<std::string>& keySet = meta[3];
     const bool fromSsv = config.masterKeySource == MasterKeySource::kSsv;
     SecureBlock candidate;
     std::vector<std::pair<std::string, std::string>> toStore;
@@ -149,7 +159,14 @@ std::int32_t QVKeystoreDb::Impl::EstablishMasterKey(KeyTable& table, const Keyst
       if (!VerifyMasterCheck(candidate, *check)) {
         return KS_ERR_CORRUPTED;
       }
+      if (!storedId && !keySet) {
+        return KS_ERR_NOT_SUPPORTED;  // made before keys were bound to a keystore id and a summary
+      }
+      if (!storedId || storedId->size() != kKeystoreIdLength) {
+        return KS_ERR_CORRUPTED;
+      }
       masterKey = std::move(candidate);
+      keystoreId = *storedId;
       return KS_SUCCESS;
     }
     if (pass == 1) {
@@ -160,6 +177,17 @@ std::int32_t QVKeystoreDb::Impl::EstablishMasterKey(KeyTable& table, const Keyst
       return KS_ERR_UNSPECIFIED;
     }
     toStore.emplace_back(kMetaMasterCheck, std::move(newCheck));
+    // A new keystore: its id, and the summary of its empty key set.
+    std::string newId(kKeystoreIdLength, '\0');
+    if (RAND_bytes(reinterpret_cast<unsigned char*>(newId.data()), static_cast<int>(newId.size())) != 1) {
+      return KS_ERR_UNSPECIFIED;
+    }
+    const std::optional<std::string> emptySet = KeySetSeal(candidate, newId).Seal(0, {});
+    if (!emptySet) {
+      return KS_ERR_UNSPECIFIED;
+    }
+    toStore.emplace_back(kMetaKeystoreId, std::move(newId));
+    toStore.emplace_back(kMetaKeySet, *emptySet);
     if (const EQVKeystoreCode code = table.InsertMetaIfAbsent(toStore); code != KS_SUCCESS) {
       return code;
     }
@@ -191,11 +219,8 @@ std::int32_t QVKeystoreDb::Impl::Initialize(const zkJson::Value& value) {
       return KS_ERR_INVALID_PARAMETERS;
     }
     if (config.sqlitePath == DefaultSqlitePath()) {
-      std::error_code ignored;
-      const std::filesystem::path directory = std::filesystem::path(config.sqlitePath).parent_path();
-      if (std::filesystem::create_directories(directory, ignored)) {
-        std::filesystem::permissions(directory, std::filesystem::perms::owner_all, ignored);
-      }
+      // Made private from the start; should it fail, opening the file below reports it.
+      (void)platform::MakePrivateDirectories(std::filesystem::path(config.sqlitePath).parent_path().string());
     }
     db = OpenSqlite(config.sqlitePath, config.busyTimeoutMs, error);
   } else {
@@ -209,9 +234,11 @@ std::int32_t QVKeystoreDb::Impl::Initialize(const zkJson::Value& value) {
     return code;
   }
   SecureBlock masterKey;
-  if (const std::int32_t code = EstablishMasterKey(*table, config, masterKey); code != KS_SUCCESS) {
+  std::string keystoreId;
+  if (const std::int32_t code = EstablishMasterKey(*table, config, masterKey, keystoreId); code != KS_SUCCESS) {
     return code;
   }
+  table->UseSeal(KeySetSeal(masterKey, keystoreId));
   std::vector<StoredKey> rows;
   if (const EQVKeystoreCode code = table->LoadAll(rows); code != KS_SUCCESS) {
     return code;
@@ -221,6 +248,7 @@ std::int32_t QVKeystoreDb::Impl::Initialize(const zkJson::Value& value) {
   table_ = std::move(table);
   config_ = std::move(config);
   masterKey_ = std::move(masterKey);
+  keystoreId_ = std::move(keystoreId);
   keys_ = Index(std::move(rows));
   return KS_SUCCESS;
 }
@@ -281,8 +309,7 @@ std::int32_t QVKeystoreDb::Impl::Create(const std::string& name, const QVKeyCont
   if (!table_) {
     return KS_ERR_DATABASE;
   }
-  const EQVKeystoreCode code =
-      table_->CreateFirst(row, [this](const StoredKey& pending) { return Wrap(masterKey_, pending); });
+  const EQVKeystoreCode code = table_->CreateFirst(row, [this](const StoredKey& pending) { return Wrap(pending); });
   if (code == KS_SUCCESS) {
     keys_[name][row.version] = row;
   }
@@ -309,9 +336,8 @@ std::int32_t QVKeystoreDb::Impl::Rotate(const std::string& name, std::optional<s
   }
   const std::int64_t now = Now();
   StoredKey row;
-  const EQVKeystoreCode code = table_->Rotate(name, *expectedVersion, now, row, [this](const StoredKey& pending) {
-    return Wrap(masterKey_, pending);
-  });
+  const EQVKeystoreCode code =
+      table_->Rotate(name, *expectedVersion, now, row, [this](const StoredKey& pending) { return Wrap(pending); });
   if (code == KS_SUCCESS) {
     const auto named = keys_.find(name);
     if (named == keys_.end()) {
@@ -391,20 +417,16 @@ std::int32_t QVKeystoreDb::Impl::Get(const std::string& name, SecureBlock& key, 
   }
   const StoredKey* chosen = nullptr;
   if (version == 0) {
-    // The active version; failing that the newest live one, which the engines refuse as not
-    // active rather than as missing.
+    // The active version, or none: a retired key must neither encrypt nor sign.
+    bool live = false;
     for (auto it = named->second.rbegin(); it != named->second.rend() && chosen == nullptr; ++it) {
+      live = live || it->second.state != kStateDestroyed;
       if (it->second.state == kStateActive) {
         chosen = &it->second;
       }
     }
-    for (auto it = named->second.rbegin(); it != named->second.rend() && chosen == nullptr; ++it) {
-      if (it->second.state != kStateDestroyed) {
-        chosen = &it->second;
-      }
-    }
     if (chosen == nullptr) {
-      return KS_ERR_KEY_NOT_FOUND;
+      return live ? KS_ERR_KEY_VERSION_NOT_FOUND : KS_ERR_KEY_NOT_FOUND;
     }
   } else {
     const auto found = named->second.find(version);
@@ -414,7 +436,7 @@ std::int32_t QVKeystoreDb::Impl::Get(const std::string& name, SecureBlock& key, 
     chosen = &found->second;
   }
   SecureBlock material;
-  if (!UnwrapKey(masterKey_, BindingOf(*chosen), chosen->wrapped, material)) {
+  if (!UnwrapKey(masterKey_, BindingOf(keystoreId_, *chosen), chosen->wrapped, material)) {
     return KS_ERR_CORRUPTED;
   }
   QVKeyControlData filled;

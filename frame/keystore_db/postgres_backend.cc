@@ -63,13 +63,13 @@ class PostgresBackend final : public DbBackend {
     (void)PQsetNoticeProcessor(connection_.get(), IgnoreNotice, nullptr);
     // Zero would mean "wait for ever" to the server, unlike the SQLite busy timeout.
     const int timeout = lockTimeoutMs_ > 0 ? lockTimeoutMs_ : 1;
-    return Execute("SELECT set_config('lock_timeout', $1, false)", {DbParam::Text(std::to_string(timeout))},
-                   nullptr);
+    return Execute("SELECT set_config('lock_timeout', $1, false)", {DbParam::Text(std::to_string(timeout))}, nullptr);
   }
 
-  DbStatus Begin(bool /*forWrite*/) override {
+  DbStatus Begin(bool forWrite) override {
     // Writers lock the rows they read (SELECT ... FOR UPDATE) and the unique key catches two
-    // writers adding the same row; the default isolation is enough for that.
+    // writers adding the same row; the default isolation is enough for that. A reader takes one
+    // snapshot for all its statements, so that the key set and its summary agree.
     if (PQstatus(connection_.get()) != CONNECTION_OK) {
       PQreset(connection_.get());
       if (PQstatus(connection_.get()) != CONNECTION_OK) {
@@ -80,7 +80,7 @@ class PostgresBackend final : public DbBackend {
         return status;
       }
     }
-    return Execute("BEGIN", {}, nullptr);
+    return Execute(forWrite ? "BEGIN" : "BEGIN ISOLATION LEVEL REPEATABLE READ READ ONLY", {}, nullptr);
   }
   DbStatus Commit() override {
     const DbStatus status = Execute("COMMIT", {}, nullptr);
@@ -90,8 +90,7 @@ class PostgresBackend final : public DbBackend {
     return status;
   }
   void Rollback() noexcept override {
-    if (PQstatus(connection_.get()) == CONNECTION_OK &&
-        PQtransactionStatus(connection_.get()) != PQTRANS_IDLE) {
+    if (PQstatus(connection_.get()) == CONNECTION_OK && PQtransactionStatus(connection_.get()) != PQTRANS_IDLE) {
       PQclear(PQexec(connection_.get(), "ROLLBACK"));
     }
   }

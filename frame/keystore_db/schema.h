@@ -4,8 +4,9 @@
 // binary column type differs (BytesType of the backend).
 //
 // qvks_meta holds the master key's check value (and, for the SSV source, the master key wrapped
-// under the SSV). qvks_keys holds one row per version of a key; a destroyed version keeps its
-// row, without material, so that its number is never handed out again.
+// under the SSV), the keystore's random id and the key-set summary (key_set_seal.h). qvks_keys
+// holds one row per version of a key; a destroyed version keeps its row, without material, so
+// that its number is never handed out again.
 
 #include <string>
 #include <string_view>
@@ -26,15 +27,21 @@ inline std::vector<std::string> SchemaStatements(std::string_view bytesType) {
       " usage_mask INTEGER NOT NULL,"
       " created_at BIGINT NOT NULL,"
       " deactivated_at BIGINT NOT NULL,"
-      " wrapped " + bytes + ","
-      " PRIMARY KEY (name, version))",
+      " wrapped " +
+          bytes +
+          ","
+          " PRIMARY KEY (name, version))",
   };
 }
 
 inline constexpr std::string_view kMetaMasterCheck = "master-check";
 inline constexpr std::string_view kMetaMasterUnderSsv = "master-under-ssv";
+inline constexpr std::string_view kMetaKeystoreId = "keystore-id";
+inline constexpr std::string_view kMetaKeySet = "key-set";
 
+// The backend's RowLockClause may follow it, to serialise the changes that rewrite the item.
 inline constexpr std::string_view kSelectMeta = "SELECT value FROM qvks_meta WHERE item = $1";
+inline constexpr std::string_view kUpdateMeta = "UPDATE qvks_meta SET value = $2 WHERE item = $1";
 // Inserted only when absent, so that two processes creating one keystore agree on its master key.
 inline constexpr std::string_view kInsertMetaIfAbsent =
     "INSERT INTO qvks_meta (item, value) VALUES ($1, $2) ON CONFLICT (item) DO NOTHING";

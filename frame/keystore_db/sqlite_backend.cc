@@ -2,10 +2,11 @@
 
 #include "frame/keystore_db/db_backend.h"
 
+#include "platform/private_database_file.h"
+
 #include <sqlite3.h>
 
 #include <climits>
-#include <filesystem>
 #include <memory>
 
 namespace QVCryptoService::keystore_db {
@@ -60,9 +61,7 @@ class SqliteBackend final : public DbBackend {
  public:
   explicit SqliteBackend(ConnectionPtr connection) : connection_(std::move(connection)) {}
 
-  DbStatus Begin(bool forWrite) override {
-    return Run(forWrite ? "BEGIN IMMEDIATE" : "BEGIN");
-  }
+  DbStatus Begin(bool forWrite) override { return Run(forWrite ? "BEGIN IMMEDIATE" : "BEGIN"); }
   DbStatus Commit() override {
     const DbStatus status = Run("COMMIT");
     if (status != DbStatus::kOk) {
@@ -168,23 +167,28 @@ class SqliteBackend final : public DbBackend {
 }  // namespace
 
 std::unique_ptr<DbBackend> OpenSqlite(const std::string& path, int busyTimeoutMs, std::string& error) {
-  std::error_code ignored;
-  const bool existed = std::filesystem::exists(path, ignored);
+  // The keys in it are wrapped, but names, versions and states are nobody else's business, and
+  // a file someone else can write is one whose key set they can roll back.
+  if (!platform::PreparePrivateDatabaseFile(path, error)) {
+    return nullptr;
+  }
   sqlite3* raw = nullptr;
   const int code =
-      sqlite3_open_v2(path.c_str(), &raw, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOMUTEX, nullptr);
+      sqlite3_open_v2(path.c_str(), &raw, SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOFOLLOW | SQLITE_OPEN_NOMUTEX, nullptr);
   ConnectionPtr connection(raw);
   if (code != SQLITE_OK) {
     error = std::string("cannot open ") + path + ": " + (raw != nullptr ? sqlite3_errmsg(raw) : sqlite3_errstr(code));
     return nullptr;
   }
-  if (!existed) {
-    // The keys in it are wrapped, but names, versions and states are nobody else's business.
-    std::filesystem::permissions(path, std::filesystem::perms::owner_read | std::filesystem::perms::owner_write,
-                                 ignored);
-  }
   (void)sqlite3_busy_timeout(connection.get(), busyTimeoutMs);
   (void)sqlite3_extended_result_codes(connection.get(), 1);
+  // Destroyed material is overwritten in the file, not merely unlinked from the tree; whatever
+  // the SQLite build's default is.
+  if (const int pragma = sqlite3_exec(connection.get(), "PRAGMA secure_delete = ON", nullptr, nullptr, nullptr);
+      pragma != SQLITE_OK) {
+    error = std::string("cannot set secure_delete on ") + path + ": " + sqlite3_errmsg(connection.get());
+    return nullptr;
+  }
   return std::make_unique<SqliteBackend>(std::move(connection));
 }
 

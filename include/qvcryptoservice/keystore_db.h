@@ -27,12 +27,37 @@ struct QVKeyDescription {
 
 // QVKeystoreDb keeps random keys (OpenSSL's generator) by name and version 1, 2, ... in a
 // database. Every version is stored wrapped with AES-256-GCM under the keystore's master key,
-// with its name, version, algorithm and length as associated data: a wrong master key, or a row
-// altered or moved to another name or version, gives KS_ERR_CORRUPTED, never a wrong key.
+// with the keystore's random id and the version's name, version, algorithm and length as
+// associated data: a wrong master key, or a row altered, moved to another name or version or
+// copied from another keystore (even one under the same master key), gives KS_ERR_CORRUPTED,
+// never a wrong key.
+//
+// The key set as a whole is authenticated too. The database holds a summary of it: a MAC under a
+// key derived from the master key over the keystore id, a generation counter that every change
+// raises, and every version's name, version, state, algorithm, length and usage. Each change
+// rewrites it in its own transaction; initialize, refreshKeys, re_sync, listKeys and
+// describeKeys check it, and answer KS_ERR_CORRUPTED (keeping the key set loaded before) when
+// someone who can write the database but lacks the master key has changed a state (made a
+// deactivated version active again, say), deleted or added a version, put a destroyed version
+// back from an older copy, changed an algorithm, length or usage, replaced the keystore id, or
+// edited or removed the summary. An older key set put back whole, summary and all, is refused
+// too, as long as this keystore object has already seen a later generation.
+//
+// What is not protected: the generation counter is remembered only in memory, so a keystore
+// opened afresh (a new process, a restart) cannot tell a restored backup of the whole database,
+// or an older key set put back whole, from the current one; that needs the counter kept
+// somewhere the database's writers cannot reach, which this keystore does not do. Creation and
+// deactivation times are not covered. Whoever holds the master key can make any key set. A
+// deleted or damaged database denies service (KS_ERR_DATABASE or KS_ERR_CORRUPTED) but never
+// yields a wrong key.
 //
 // initialize takes a JSON object:
 //   {"backend": "sqlite", "path": FILE,                       (optional; default
-//                                                              <machine root>/keystore/keystore.db)
+//                                                              <machine root>/keystore/keystore.db;
+//                                                              created mode 0600, or else a
+//                                                              regular file of this account
+//                                                              that group and others cannot
+//                                                              write, not a symbolic link)
 //    "busyTimeoutMs": N,                                      (optional, either backend; how long a
 //                                                              change waits for another writer's
 //                                                              lock; 5000)
@@ -47,8 +72,10 @@ struct QVKeyDescription {
 // Keys are read into memory at initialize and by refreshKeys (still wrapped; each getKey
 // unwraps one version into the caller's SecureBlock). A rotation, retirement or destruction made
 // by another process is seen after refreshKeys (until then this process serves what it loaded);
-// the encryption engine calls it by itself when a text names a version it has not seen. Every change is one database transaction. Any database failure gives
-// KS_ERR_DATABASE and changes nothing. Safe for concurrent use by many threads.
+// the encryption engine calls it by itself when a text names a version it has not seen. Every
+// change is one database transaction, and changes are serialised across processes on the
+// summary. Any database failure gives KS_ERR_DATABASE and changes nothing. Safe for concurrent
+// use by many threads.
 class QVKSDB_EXPORT QVKeystoreDb : public IQVKeyStore {
  public:
   QVKeystoreDb();
@@ -61,13 +88,17 @@ class QVKSDB_EXPORT QVKeystoreDb : public IQVKeyStore {
   std::string getPluginDescription() override;
   // initialize opens (and on first use creates) the keystore the configuration names. Returns
   // KS_SUCCESS; KS_ERR_INVALID_PARAMETERS for a bad configuration (nothing is created);
-  // KS_ERR_DATABASE when the database cannot be reached or read; KS_ERR_SSV_NOT_INITIALIZED when
+  // KS_ERR_DATABASE when the database cannot be reached or read (or the SQLite file is not a
+  // private file of this account); KS_ERR_SSV_NOT_INITIALIZED when
   // the master key is to come from an SSV this machine does not have; KS_ERR_CORRUPTED when the
-  // master key is not the one the keystore was made with. Until it succeeds every other
-  // operation returns KS_ERR_DATABASE.
+  // master key is not the one the keystore was made with or the key set does not match its
+  // summary; KS_ERR_NOT_SUPPORTED for a database of an earlier format of this keystore (no
+  // keystore id and summary), which is not read. Until it succeeds every other operation
+  // returns KS_ERR_DATABASE.
   std::int32_t initialize(const zkJson::Value& config) override;
-  // refreshKeys reloads the key set from the database: KS_SUCCESS, or KS_ERR_DATABASE with the
-  // previous key set kept.
+  // refreshKeys reloads the key set from the database: KS_SUCCESS; KS_ERR_CORRUPTED when it does
+  // not match its summary or is older than one already seen, KS_ERR_DATABASE when it cannot be
+  // read, both with the previous key set kept.
   std::int32_t refreshKeys(bool versionMissing) override;
   // createKey makes version 1 of a new key, active. `ctl` may name the algorithm (default
   // "aes-256-cbc"; any OpenSSL cipher, or a digest for HMAC keys) and the length (a cipher's own
@@ -81,11 +112,13 @@ class QVKSDB_EXPORT QVKeystoreDb : public IQVKeyStore {
   // again), or of every version when `version` is 0. KS_ERR_KEY_NOT_FOUND for an unknown name,
   // KS_ERR_KEY_VERSION_NOT_FOUND for a version that does not exist or is already destroyed.
   std::int32_t destroyKey(const std::string& name, std::int32_t version) override;
-  // getKey unwraps a version into `key`; version 0 is the current one: the active version, or
-  // when none is active the newest version not destroyed (the engines then refuse it as not
-  // active). KS_ERR_KEY_NOT_FOUND for an unknown name, KS_ERR_KEY_VERSION_NOT_FOUND for a
-  // version not known (or destroyed), KS_ERR_CORRUPTED when the stored row does not
-  // authenticate, KS_ERR_INVALID_PARAMETERS for a negative version. Outputs untouched on failure.
+  // getKey unwraps a version into `key`; version 0 is the current one, which is the active
+  // version and nothing else: a key whose versions are all retired (deactivated) no longer
+  // encrypts or signs. KS_ERR_KEY_NOT_FOUND for an unknown name or one whose every version is
+  // destroyed, KS_ERR_KEY_VERSION_NOT_FOUND for a version not known (or destroyed) and for
+  // version 0 when no version is active (a deactivated version still opens by its number, for
+  // decryption and validation), KS_ERR_CORRUPTED when the stored row does not authenticate,
+  // KS_ERR_INVALID_PARAMETERS for a negative version. Outputs untouched on failure.
   std::int32_t getKey(const std::string& name, SecureBlock& key, QVKeyControlData& ctl, std::int32_t version) override;
   // listKeys appends every version that is not destroyed (with `flag`, destroyed ones too),
   // ordered by name and version.
@@ -94,7 +127,8 @@ class QVKSDB_EXPORT QVKeystoreDb : public IQVKeyStore {
   // (state 3) and still served for decryption and validation. It is reKey(name, v) with v the
   // newest version this keystore has loaded.
   std::int32_t reKey(const std::string& name) override;
-  // re_sync checks the master key against the database again and reloads the key set.
+  // re_sync checks the master key against the database again and reloads the key set (with the
+  // answers of refreshKeys).
   std::int32_t re_sync() override;
 
   // reKey with `expectedVersion` rotates only when the newest version of `name` in the database

@@ -72,8 +72,8 @@ std::string PgAdminConnection() {
   std::string connection;
   std::getline(in, connection);
   if (connection.empty()) {
-    ADD_FAILURE() << "no PostgreSQL test cluster: QVKS_PG_CONNINFO_FILE="
-                  << (file != nullptr ? file : "(unset)") << " (run through ctest, which starts one)";
+    ADD_FAILURE() << "no PostgreSQL test cluster: QVKS_PG_CONNINFO_FILE=" << (file != nullptr ? file : "(unset)")
+                  << " (run through ctest, which starts one)";
   }
   return connection;
 }
@@ -214,22 +214,39 @@ std::vector<std::vector<std::optional<std::string>>> KeystoreDbTest::Sql(const s
   return rows;
 }
 
-std::string KeystoreDbTest::Wrapped(const std::string& name, int version) const {
-  const std::string hex = GetParam() == Backend::kSqlite ? "lower(hex(wrapped))" : "encode(wrapped, 'hex')";
-  const auto rows = Sql("SELECT " + hex + " FROM qvks_keys WHERE name = $1 AND version = " + std::to_string(version),
-                        {name});
+std::string KeystoreDbTest::StoredBytes(const std::string& column, const std::string& table, const std::string& where,
+                                        const std::vector<std::string>& params) const {
+  const std::string hex =
+      GetParam() == Backend::kSqlite ? "lower(hex(" + column + "))" : "encode(" + column + ", 'hex')";
+  const auto rows = Sql("SELECT " + hex + " FROM " + table + " WHERE " + where, params);
   if (rows.size() != 1 || !rows[0][0]) {
-    ADD_FAILURE() << "no stored material for " << name << " version " << version;
+    ADD_FAILURE() << "no stored " << column << " in " << table << " where " << where;
     return {};
   }
   return FromHex(*rows[0][0]);
 }
 
-void KeystoreDbTest::SetWrapped(const std::string& name, int version, const std::string& bytes) const {
+void KeystoreDbTest::StoreBytes(const std::string& column, const std::string& table, const std::string& where,
+                                const std::vector<std::string>& params, const std::string& bytes) const {
   std::vector<std::uint8_t> raw(bytes.begin(), bytes.end());
   const std::string literal = GetParam() == Backend::kSqlite ? "X'" + Hex(raw) + "'" : "'\\x" + Hex(raw) + "'::bytea";
-  Sql("UPDATE qvks_keys SET wrapped = " + literal + " WHERE name = $1 AND version = " + std::to_string(version),
-      {name});
+  Sql("UPDATE " + table + " SET " + column + " = " + literal + " WHERE " + where, params);
+}
+
+std::string KeystoreDbTest::Wrapped(const std::string& name, int version) const {
+  return StoredBytes("wrapped", "qvks_keys", "name = $1 AND version = " + std::to_string(version), {name});
+}
+
+void KeystoreDbTest::SetWrapped(const std::string& name, int version, const std::string& bytes) const {
+  StoreBytes("wrapped", "qvks_keys", "name = $1 AND version = " + std::to_string(version), {name}, bytes);
+}
+
+std::string KeystoreDbTest::StoredMeta(const std::string& item) const {
+  return StoredBytes("value", "qvks_meta", "item = $1", {item});
+}
+
+void KeystoreDbTest::SetStoredMeta(const std::string& item, const std::string& bytes) const {
+  StoreBytes("value", "qvks_meta", "item = $1", {item}, bytes);
 }
 
 bool KeystoreDbTest::LockAndWait(const std::string& statements, int lockedSignal, int releaseWait) const {

@@ -52,6 +52,9 @@ class KeystoreDbTest : public testing::TestWithParam<Backend> {
   // SetWrapped replaces a row's stored material.
   void SetWrapped(const std::string& name, int version, const std::string& bytes) const;
   std::string Wrapped(const std::string& name, int version) const;
+  // StoredMeta and SetStoredMeta read and replace an item of qvks_meta, as raw bytes.
+  std::string StoredMeta(const std::string& item) const;
+  void SetStoredMeta(const std::string& item, const std::string& bytes) const;
   // LockAndWait runs `statements` on a connection of its own, writes one byte to `lockedSignal`
   // and keeps the connection (and its locks) until `releaseWait` reaches end of file.
   bool LockAndWait(const std::string& statements, int lockedSignal, int releaseWait) const;
@@ -63,6 +66,12 @@ class KeystoreDbTest : public testing::TestWithParam<Backend> {
   HostKey hostKey_;
 
  private:
+  // StoredBytes reads one binary column of the one row `where` selects; StoreBytes replaces it.
+  std::string StoredBytes(const std::string& column, const std::string& table, const std::string& where,
+                          const std::vector<std::string>& params) const;
+  void StoreBytes(const std::string& column, const std::string& table, const std::string& where,
+                  const std::vector<std::string>& params, const std::string& bytes) const;
+
   std::string databaseName_;
 };
 

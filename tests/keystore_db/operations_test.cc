@@ -53,12 +53,14 @@ TEST_P(OperationsTest, VersionsAndStatesFollowRotationRetirementAndDestruction) 
 
   ASSERT_EQ(keystore->reKey("orders", 2), KS_SUCCESS);
   ASSERT_EQ(keystore->retireKey("orders", 3), KS_SUCCESS);
-  ASSERT_EQ(keystore->getKey("orders", key, ctl, 0), KS_SUCCESS);
-  EXPECT_EQ(ctl.version, 3) << "with no active version, version 0 is the newest live one";
+  // Version 0 is the active version or nothing: a retired key is no longer handed out as current.
+  SecureBlock untouched = {7};
+  EXPECT_EQ(keystore->getKey("orders", untouched, ctl, 0), KS_ERR_KEY_VERSION_NOT_FOUND);
+  EXPECT_EQ(untouched, (SecureBlock{7}));
+  ASSERT_EQ(keystore->getKey("orders", key, ctl, 3), KS_SUCCESS);
   EXPECT_EQ(ctl.state, 3);
   ASSERT_EQ(keystore->destroyKey("orders", 3), KS_SUCCESS);
-  ASSERT_EQ(keystore->getKey("orders", key, ctl, 0), KS_SUCCESS);
-  EXPECT_EQ(ctl.version, 2);
+  EXPECT_EQ(keystore->getKey("orders", key, ctl, 0), KS_ERR_KEY_VERSION_NOT_FOUND);
 
   std::vector<QVKeyListEntry> live;
   ASSERT_EQ(keystore->listKeys(false, live), KS_SUCCESS);
@@ -172,8 +174,8 @@ TEST_P(OperationsTest, KeysAreRandomAndOnlyStoredWrapped) {
   EXPECT_NE(Wrapped("a", 1).substr(1, 12), Wrapped("b", 1).substr(1, 12)) << "nonce reused";
 }
 
-// The stored form is fixed (format byte, 96-bit nonce, AES-256-GCM over the key with the row as
-// associated data): a row sealed here by hand with OpenSSL must open to its key.
+// The stored form is fixed (format byte, 96-bit nonce, AES-256-GCM over the key with the
+// keystore's id and the row as associated data): a row sealed here by hand with OpenSSL must open to its key.
 TEST_P(OperationsTest, AHandSealedRowOpensToItsKey) {
   auto keystore = Open();
   const std::string name = "hand";
@@ -182,13 +184,18 @@ TEST_P(OperationsTest, AHandSealedRowOpensToItsKey) {
   for (std::size_t index = 0; index < key.size(); ++index) {
     key[index] = static_cast<std::uint8_t>(0xa0 + index);
   }
+  ASSERT_EQ(keystore->createKey(name), KS_SUCCESS);
+  const std::string keystoreId = StoredMeta("keystore-id");
+  ASSERT_EQ(keystoreId.size(), 16u);
   const std::vector<std::uint8_t> nonce = {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12};
-  std::string aad = "QVKeystoreDb key v1";
+  std::string aad = "QVKeystoreDb key v2";
   const auto put = [&aad](std::uint32_t value) {
     for (int shift = 24; shift >= 0; shift -= 8) {
       aad.push_back(static_cast<char>((value >> shift) & 0xff));
     }
   };
+  put(static_cast<std::uint32_t>(keystoreId.size()));
+  aad += keystoreId;
   put(static_cast<std::uint32_t>(name.size()));
   aad += name;
   put(1);
@@ -196,7 +203,7 @@ TEST_P(OperationsTest, AHandSealedRowOpensToItsKey) {
   aad += algorithm;
   put(32);
   std::string sealed(1 + 12 + 32 + 16, '\0');
-  sealed[0] = 1;
+  sealed[0] = 2;
   std::copy(nonce.begin(), nonce.end(), sealed.begin() + 1);
   auto* out = reinterpret_cast<unsigned char*>(sealed.data()) + 13;
   EVP_CIPHER_CTX* context = EVP_CIPHER_CTX_new();
@@ -210,7 +217,6 @@ TEST_P(OperationsTest, AHandSealedRowOpensToItsKey) {
   ASSERT_EQ(EVP_CIPHER_CTX_ctrl(context, EVP_CTRL_GCM_GET_TAG, 16, out + 32), 1);
   EVP_CIPHER_CTX_free(context);
 
-  ASSERT_EQ(keystore->createKey(name), KS_SUCCESS);
   SetWrapped(name, 1, sealed);
   ASSERT_EQ(keystore->refreshKeys(false), KS_SUCCESS);
   SecureBlock opened;
@@ -253,8 +259,7 @@ TEST_P(OperationsTest, OperationsBeforeInitializeAnswerDatabaseError) {
   EXPECT_EQ(keystore.getPluginName(), "QVKeystoreDb");
 }
 
-INSTANTIATE_TEST_SUITE_P(Backends, OperationsTest, testing::Values(Backend::kSqlite, Backend::kPostgres),
-                         BackendName);
+INSTANTIATE_TEST_SUITE_P(Backends, OperationsTest, testing::Values(Backend::kSqlite, Backend::kPostgres), BackendName);
 
 }  // namespace
 }  // namespace keystoredbtest

@@ -104,14 +104,21 @@ TEST_P(RotationTest, OldTextsDecryptAndValidateNewOnesUseTheNewVersionDestroying
   EXPECT_TRUE(VerifyHMAC(std::string("ledger line 1"), hmacV2));
 }
 
-TEST_P(RotationTest, RetiredCurrentVersionRefusesEncryptionUntilTheNextRotation) {
+TEST_P(RotationTest, RetiredCurrentVersionRefusesEncryptionAndSigningUntilTheNextRotation) {
   std::string text;
   ASSERT_EQ(EncryptData(std::string("x"), text, "ZKSystem"), PXA_OK);
+  std::string mac;
+  ASSERT_EQ(CreateHMAC(std::string("ledger"), mac), PXA_OK);
   ASSERT_EQ(keystore_->retireKey(kEncryptionKey, 0), KS_SUCCESS);
+  ASSERT_EQ(keystore_->retireKey(kIntegrityKey, 0), KS_SUCCESS);
   std::string refused;
-  EXPECT_EQ(EncryptData(std::string("y"), refused, "ZKSystem"), PXA_ERR_KEY_NOT_ACTIVE);
+  EXPECT_EQ(EncryptData(std::string("y"), refused, "ZKSystem"), kKeystoreFamily | KS_ERR_KEY_VERSION_NOT_FOUND);
   EXPECT_TRUE(refused.empty());
+  EXPECT_EQ(CreateHMAC(std::string("ledger"), refused), kKeystoreFamily | KS_ERR_KEY_VERSION_NOT_FOUND);
+  EXPECT_TRUE(refused.empty());
+  // What they made before still decrypts and validates.
   EXPECT_EQ(Decrypted(text), "x");
+  EXPECT_TRUE(VerifyHMAC(std::string("ledger"), mac));
   ASSERT_EQ(keystore_->reKey(kEncryptionKey), KS_SUCCESS);
   ASSERT_EQ(EncryptData(std::string("y"), text, "ZKSystem"), PXA_OK);
   EXPECT_EQ(CipherKeyVersion(text), 2);
@@ -155,8 +162,7 @@ TEST_P(SsvRotationTest, RotationWorksWithTheSsvMasterKey) {
   EXPECT_EQ(first, second);
 }
 
-INSTANTIATE_TEST_SUITE_P(Backends, SsvRotationTest, testing::Values(Backend::kSqlite, Backend::kPostgres),
-                         BackendName);
+INSTANTIATE_TEST_SUITE_P(Backends, SsvRotationTest, testing::Values(Backend::kSqlite, Backend::kPostgres), BackendName);
 
 }  // namespace
 }  // namespace keystoredbtest
