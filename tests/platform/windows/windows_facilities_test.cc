@@ -21,6 +21,7 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <span>
 #include <vector>
 
 namespace QVCryptoService::platform {
@@ -147,6 +148,16 @@ TEST_F(WindowsPrivateFile, RefusesAnythingAlreadyThereAndLeavesItAlone) {
   EXPECT_EQ(testsupport::ReadBytes(file), std::vector<std::uint8_t>(100, 1));
   EXPECT_TRUE(fs::is_directory(directory));
   EXPECT_FALSE(fs::exists(m_directory / "missing"));
+}
+
+TEST_F(WindowsPrivateFile, AFailedWriteLeavesNoFileBehind) {
+  // Memory the process may not read makes WriteFile fail after the file was created.
+  void* unreadable = VirtualAlloc(nullptr, 4096, MEM_COMMIT | MEM_RESERVE, PAGE_NOACCESS);
+  ASSERT_NE(unreadable, nullptr);
+  const fs::path path = m_directory / "unwritten";
+  EXPECT_FALSE(WritePrivateFile(path.string(), std::span(static_cast<const std::uint8_t*>(unreadable), 4096)));
+  EXPECT_FALSE(fs::exists(path));
+  (void)VirtualFree(unreadable, 0, MEM_RELEASE);
 }
 
 TEST_F(WindowsPrivateFile, RemoveOwnStaleFileClearsAFileAndRefusesADirectory) {
