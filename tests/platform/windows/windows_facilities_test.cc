@@ -1,6 +1,6 @@
 // The Windows side of the platform layer, against the real facilities (under Wine, those of a
-// fresh prefix): the HKLM store and its value type, the system directory, private files and their
-// descriptor, and the COM task allocator.
+// fresh prefix): the HKLM store, its value type and the descriptor of the key it creates, the
+// system directory, private files and their descriptor, and the COM task allocator.
 
 #include "platform/machine_store.h"
 #include "platform/private_file.h"
@@ -87,6 +87,18 @@ TEST_F(RegistryStore, LegacyLocationsWrittenByOthersAreRead) {
     EXPECT_EQ(Read(key, "Quorvel_Data", 100, StoreStatus::kOk), bytes) << key;
   }
   EXPECT_FALSE(m_machine.HasValue(kKey, kValue)) << "reading wrote the current location";
+}
+
+TEST_F(RegistryStore, TheKeyItCreatesAdmitsSystemAndAdministratorsOnly) {
+  ASSERT_EQ(WriteMachineValue(kKey, kValue, std::vector<std::uint8_t>{1}), StoreStatus::kOk);
+  HKEY key = nullptr;
+  ASSERT_EQ(RegOpenKeyExA(HKEY_LOCAL_MACHINE, kKey.c_str(), 0, READ_CONTROL, &key), ERROR_SUCCESS);
+  std::vector<BYTE> descriptor(4096);
+  DWORD size = static_cast<DWORD>(descriptor.size());
+  const LONG error = RegGetKeySecurity(key, DACL_SECURITY_INFORMATION, descriptor.data(), &size);
+  (void)RegCloseKey(key);
+  ASSERT_EQ(error, ERROR_SUCCESS);
+  EXPECT_EQ(DaclText(descriptor.data()), "D:P(A;;KA;;;SY)(A;;KA;;;BA)");
 }
 
 TEST(WindowsSystemDirectory, IsTheOnesGetSystemDirectoryNames) {
