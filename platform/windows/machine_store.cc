@@ -1,5 +1,7 @@
 #include "platform/machine_store.h"
 
+#include "platform/windows/security_descriptor.h"
+
 #include <windows.h>
 
 #include <algorithm>
@@ -84,10 +86,25 @@ StoreStatus WriteMachineValue(const std::string& keyPath, const std::string& val
   const std::wstring key = Widen(keyPath);
   RegistryKey handle;
   if (RegOpenKeyExW(HKEY_LOCAL_MACHINE, key.c_str(), 0, KEY_ALL_ACCESS, handle.receive()) != ERROR_SUCCESS) {
-    const LONG error = RegCreateKeyExW(HKEY_LOCAL_MACHINE, key.c_str(), 0, nullptr, 0, KEY_ALL_ACCESS, nullptr,
-                                       handle.receive(), nullptr);
+    // A key made here admits SYSTEM and Administrators only instead of inheriting its parent's ACL.
+    AdministratorsOnlyDescriptor descriptor(SecuredObject::kRegistryKey);
+    if (!descriptor.valid()) {
+      return StoreStatus::kOtherError;
+    }
+    DWORD disposition = 0;
+    LONG error = RegCreateKeyExW(HKEY_LOCAL_MACHINE, key.c_str(), 0, nullptr, 0, KEY_ALL_ACCESS,
+                                 descriptor.attributes(), handle.receive(), &disposition);
     if (error != ERROR_SUCCESS) {
       return WriteStatusOf(error);
+    }
+    // Wine's RegCreateKeyExW ignores the security attributes, so the DACL of a new key is set once
+    // more through its handle; on Windows this writes what the key already has.
+    if (disposition == REG_CREATED_NEW_KEY) {
+      error = RegSetKeySecurity(handle.get(), DACL_SECURITY_INFORMATION, descriptor.get());
+      if (error != ERROR_SUCCESS) {
+        (void)RegDeleteKeyW(HKEY_LOCAL_MACHINE, key.c_str());
+        return WriteStatusOf(error);
+      }
     }
   }
   return WriteStatusOf(RegSetValueExW(handle.get(), Widen(valueName).c_str(), 0, REG_BINARY, data.data(),

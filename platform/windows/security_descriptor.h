@@ -1,0 +1,35 @@
+#pragma once
+
+// The security descriptor of everything the library creates to hold a secret on Windows: the
+// registry key of the machine store and the staging file. Its DACL admits SYSTEM and the
+// Administrators group with full control and nobody else, and it is protected, so nothing is
+// inherited from the parent key or directory.
+
+#include <windows.h>
+
+namespace QVCryptoService::platform {
+
+enum class SecuredObject {
+  kFile,
+  kRegistryKey,
+};
+
+class AdministratorsOnlyDescriptor {
+ public:
+  explicit AdministratorsOnlyDescriptor(SecuredObject object) noexcept;
+  ~AdministratorsOnlyDescriptor();
+  AdministratorsOnlyDescriptor(const AdministratorsOnlyDescriptor&) = delete;
+  AdministratorsOnlyDescriptor& operator=(const AdministratorsOnlyDescriptor&) = delete;
+
+  // False when the descriptor could not be built; the object must then not be created.
+  bool valid() const noexcept { return m_descriptor != nullptr; }
+  PSECURITY_DESCRIPTOR get() const noexcept { return m_descriptor; }
+  // The attributes to create the object with: the descriptor, no handle inheritance.
+  SECURITY_ATTRIBUTES* attributes() noexcept { return &m_attributes; }
+
+ private:
+  PSECURITY_DESCRIPTOR m_descriptor = nullptr;
+  SECURITY_ATTRIBUTES m_attributes{};
+};
+
+}  // namespace QVCryptoService::platform
