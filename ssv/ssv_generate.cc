@@ -44,11 +44,10 @@ EQVKeystoreCode QVSSVCrypto::generateSSV(const std::string& directory, bool forc
   if (!platform::MachinePathProblem().empty()) {
     return KS_ERR_NO_SSV_PERMISSION;
   }
-  if (!force && SsvExists()) {
-    return KS_SUCCESS;
-  }
   // Looking, making and storing happen under one machine-wide lock, so that processes that start
-  // at the same time store one record between them and all report it.
+  // at the same time store one record between them and all report it. The look comes under the
+  // lock too: another process's staging file counts as an SSV, but is gone before its record is
+  // stored, so a look past the lock could report a record that nobody can load yet.
   const platform::MachineLock lock;
   if (lock.status() != platform::StoreStatus::kOk) {
     return StoreResultCode(lock.status());
