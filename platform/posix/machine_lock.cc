@@ -19,12 +19,25 @@ StoreStatus StatusOfError(int error) {
   return error == EACCES || error == EPERM ? StoreStatus::kAccessDenied : StoreStatus::kOtherError;
 }
 
+// MakeMachineRoot creates the root and any missing directory above it with mode 0700, as the
+// store does for the directories of its keys.
+int MakeMachineRoot(const std::string& root) {
+  for (std::size_t end = root.find('/', 1);; end = root.find('/', end + 1)) {
+    if (::mkdir(root.substr(0, end).c_str(), 0700) != 0 && errno != EEXIST) {
+      return errno;
+    }
+    if (end == std::string::npos) {
+      return 0;
+    }
+  }
+}
+
 }  // namespace
 
 MachineLock::MachineLock() : m_handle(-1), m_status(StoreStatus::kOtherError) {
   const std::string root = MachineRoot();
-  if (::mkdir(root.c_str(), 0700) != 0 && errno != EEXIST) {
-    m_status = StatusOfError(errno);
+  if (const int error = MakeMachineRoot(root); error != 0) {
+    m_status = StatusOfError(error);
     return;
   }
   const std::string path = root + "/ssv.lock";
