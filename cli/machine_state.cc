@@ -14,7 +14,15 @@ std::string SsvStagingDirectory() { return platform::SystemDirectory(); }
 
 std::string SsvStagingFile() { return StagingFilePath(SsvStagingDirectory()); }
 
-std::string MachineRootProblem() { return platform::MachinePathProblem(); }
+std::string MachineRootProblem() {
+  std::string problem = platform::MachinePathProblem();
+  for (const SsvStoreLocation& location : kSsvStoreLocations) {
+    if (problem.empty()) {
+      problem = platform::MachineValueProblem(location.key, location.value);
+    }
+  }
+  return problem;
+}
 
 bool StagingFileHolds(const std::string& componentId) {
   SecureBlock record;

@@ -16,8 +16,9 @@ std::string SsvStagingDirectory();
 // exactly one record.
 std::string SsvStagingFile();
 
-// MachineRootProblem is empty when the machine root can be trusted, else one line naming the
-// path and what is wrong with it ("machine root /x is writable by group or others").
+// MachineRootProblem is empty when the machine root and the paths to the SSV's store locations
+// can be trusted, else one line naming the path and what is wrong with it ("machine root /x is
+// writable by group or others").
 std::string MachineRootProblem();
 
 // StagingFileHolds is true when the staging file holds exactly one record with `componentId`:

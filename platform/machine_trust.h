@@ -20,6 +20,10 @@ namespace QVCryptoService::platform {
 // writes from administrators and SYSTEM only, which the operating system enforces.
 std::string MachinePathProblem(const std::string& below = "");
 
+// MachineValueProblem is MachinePathProblem for the path of the machine store's value
+// `valueName` of key `keyPath` ("SOFTWARE\Classes\SSV").
+std::string MachineValueProblem(const std::string& keyPath, const std::string& valueName);
+
 enum class TrustedRead {
   kOk,
   kMissing,

@@ -49,7 +49,7 @@ bool KeyComponents(const std::string& keyPath, std::vector<std::string>& compone
 
 // The key's directory relative to the machine root: "registry/SOFTWARE/Classes/SSV".
 std::string RelativeKeyDirectory(const std::vector<std::string>& components) {
-  std::string directory = "registry";
+  std::string directory = kRegistryDirectory;
   for (const std::string& component : components) {
     directory += '/';
     directory += component;
@@ -62,8 +62,8 @@ std::string KeyDirectory(const std::vector<std::string>& components) {
 }
 
 // Refuses a value whose root, directories or file others could have written or replaced.
-bool ValuePathTrusted(const std::vector<std::string>& components, const std::string& valueName) {
-  return MachinePathProblem(RelativeKeyDirectory(components) + "/" + valueName).empty();
+bool ValuePathTrusted(const std::string& keyPath, const std::string& valueName) {
+  return MachineValueProblem(keyPath, valueName).empty();
 }
 
 // CreateDirectories makes `directory` and every missing directory above it, each with mode 0700.
@@ -89,7 +89,7 @@ StoreStatus ReadMachineValue(const std::string& keyPath, const std::string& valu
   if (!KeyComponents(keyPath, components) || !IsPlainName(valueName)) {
     return StoreStatus::kOtherError;
   }
-  if (!ValuePathTrusted(components, valueName)) {
+  if (!ValuePathTrusted(keyPath, valueName)) {
     return StoreStatus::kAccessDenied;
   }
   // One byte more than allowed tells a value that is too long from one that fits exactly.
@@ -119,7 +119,7 @@ StoreStatus StoreValue(const std::string& keyPath, const std::string& valueName,
   if (!KeyComponents(keyPath, components) || !IsPlainName(valueName)) {
     return StoreStatus::kOtherError;
   }
-  if (!ValuePathTrusted(components, valueName)) {
+  if (!ValuePathTrusted(keyPath, valueName)) {
     return StoreStatus::kAccessDenied;
   }
   StoreFileSystem& fileSystem = CurrentStoreFileSystem();

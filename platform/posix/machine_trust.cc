@@ -7,6 +7,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <climits>
 #include <cstdlib>
@@ -120,6 +121,12 @@ std::string MachinePathProblem(const std::string& below) {
     start = end == std::string::npos ? below.size() : end + 1;
   }
   return problem;
+}
+
+std::string MachineValueProblem(const std::string& keyPath, const std::string& valueName) {
+  std::string below = std::string(kRegistryDirectory) + "/" + keyPath + "/" + valueName;
+  std::replace(below.begin(), below.end(), '\\', '/');
+  return MachinePathProblem(below);
 }
 
 int ReadTrustedFileAt(const std::string& path, std::size_t limit, SecureBlock& content) {

@@ -10,6 +10,8 @@ namespace QVCryptoService::platform {
 // administrators and SYSTEM may write; Windows enforces that, so there is nothing to refuse.
 std::string MachinePathProblem(const std::string& /*below*/) { return {}; }
 
+std::string MachineValueProblem(const std::string& /*keyPath*/, const std::string& /*valueName*/) { return {}; }
+
 TrustedRead ReadTrustedFile(const std::string& path, std::size_t limit, SecureBlock& content) {
   content.clear();
   const HANDLE file =
