@@ -9,6 +9,9 @@ tool=$1
 data=$2
 case_name=$3
 
+# The tool refuses a machine root that group or others may write; keep a umask of 002 from
+# making one.
+umask 022
 work=$(mktemp -d)
 trap 'chmod -R u+rwx "$work" 2>/dev/null; rm -rf "$work"' EXIT
 root="$work/root"
