@@ -1,13 +1,13 @@
 #include "cli/commands.h"
 #include "cli/console.h"
 #include "cli/io.h"
+#include "cli/machine_state.h"
 #include "cli/tool.h"
 
 #include <qvcryptoservice/qvpax.h>
 #include <qvcryptoservice/ssv_crypto.h>
 #include <qvcryptoservice/ssv_functions.h>
 
-#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -17,15 +17,27 @@ using namespace QVCryptoService;
 
 namespace {
 
-// The staging file only passes through; the temporary directory is writable everywhere.
-std::string StagingDirectory() { return std::filesystem::temp_directory_path().string(); }
+// RefuseUntrustedRoot names the reason when the library has refused the machine root.
+void RefuseUntrustedRoot(const std::string& operation, const std::string& consequence) {
+  const std::string problem = machine::MachineRootProblem();
+  if (!problem.empty()) {
+    Failed(operation + ": " + problem + "; " + consequence);
+  }
+}
 
 }  // namespace
 
 int RunSsvInit(const Invocation& invocation) {
   const bool force = invocation.Has("--force");
-  const EQVKeystoreCode code = QVSSVCrypto::generateSSV(StagingDirectory(), force);
+  // The staging file passes through the machine root, which only this account and root may write.
+  const EQVKeystoreCode code = QVSSVCrypto::generateSSV(machine::SsvStagingDirectory(), force);
   if (code != KS_SUCCESS) {
+    RefuseUntrustedRoot("ssv init", "refusing to read or store an SSV record there");
+    if (code == KS_ERR_SSV_NOT_INITIALIZED) {
+      FailedResult("ssv init: cannot stage the SSV record as " + machine::SsvStagingFile() +
+                       " (something there that is not a file of this account is refused)",
+                   KeystoreResult(code));
+    }
     FailedResult("ssv init: cannot store the SSV record at " + console::SsvRecordLocation(), KeystoreResult(code));
   }
   const std::string componentId = QVpax::getInstance()->SSVCryptoIntrf()->getComponentId();
@@ -41,6 +53,7 @@ int RunSsvStatus(const Invocation& /*invocation*/) {
   const auto engine = QVpax::getInstance()->SSVCryptoIntrf();
   const std::string componentId = engine->getComponentId();
   if (componentId.empty()) {
+    RefuseUntrustedRoot("ssv status", "its SSV record is not used");
     Failed("ssv status: no readable SSV record at " + location + " (run 'qvcrypto ssv init')");
   }
   std::vector<std::string> secrets;
@@ -53,7 +66,10 @@ int RunSsvStatus(const Invocation& /*invocation*/) {
     Failed("ssv status: the SSV record at " + location + " (component id " + componentId + ") does not recombine: " +
            PxaErrorReason(KeystoreResult(code != KS_SUCCESS ? code : KS_ERR_INVALID_SSV_DATA)));
   }
-  WriteStandardOutput("record:       " + location + "\ncomponent id: " + componentId +
+  // A staging file of exactly one record wins over the store; say which of the two was loaded.
+  const std::string source =
+      machine::StagingFileHolds(componentId) ? "staging file " + machine::SsvStagingFile() : "store " + location;
+  WriteStandardOutput("record:       " + location + "\nloaded from:  " + source + "\ncomponent id: " + componentId +
                       "\nshares:       recombine (5 of 5 groups)\n");
   return kExitOk;
 }
@@ -65,6 +81,7 @@ int RunSsvEncrypt(const Invocation& invocation) {
   const PxaResult result = invocation.Has("--binary") ? EncryptWithSSV_Bin(plainText.str(), cipherText)
                                                       : EncryptWithSSV(plainText.str(), cipherText);
   if (result != PXA_OK) {
+    RefuseUntrustedRoot("ssv encrypt", "its SSV record is not used");
     FailedResult("ssv encrypt", result);
   }
   if (!invocation.Has("--binary")) {
@@ -89,6 +106,7 @@ int RunSsvDecrypt(const Invocation& invocation) {
   SecureBlock plain;
   const PxaResult result = binary ? DecryptWithSSV_Bin(cipherText, plain) : DecryptWithSSV(cipherText, plain);
   if (result != PXA_OK) {
+    RefuseUntrustedRoot("ssv decrypt", "its SSV record is not used");
     FailedResult("ssv decrypt", result);
   }
   WriteStandardOutput(plain.data(), plain.size());

@@ -50,7 +50,8 @@ std::vector<Command> BaseCommands() {
        RunSsvInit},
       {{"ssv", "status"},
        "ssv status",
-       "where the SSV record lives, its component id, and whether its shares recombine (exit 3 when not)",
+       "where the SSV record lives and whether it was loaded from there or from the staging file, its "
+       "component id, and whether its shares recombine (exit 3 when not)",
        {},
        0,
        0,

@@ -2,6 +2,7 @@
 #include "cli/console.h"
 #include "cli/io.h"
 #include "cli/kat.h"
+#include "cli/machine_state.h"
 #include "cli/tool.h"
 
 #include <qvcryptoservice/encryption_functions.h>
@@ -76,7 +77,7 @@ class Report {
 std::string Text(const SecureBlock& block) { return std::string(block.begin(), block.end()); }
 
 void CheckSsvGeneration(Report& report, bool force) {
-  const EQVKeystoreCode generated = QVSSVCrypto::generateSSV(std::filesystem::temp_directory_path().string(), force);
+  const EQVKeystoreCode generated = QVSSVCrypto::generateSSV(machine::SsvStagingDirectory(), force);
   report.Check("SSV generation (secret box sealing, share splitting)", generated == KS_SUCCESS,
                generated == KS_SUCCESS ? "" : PxaErrorReason(KeystoreResult(generated)));
   const auto engine = QVpax::getInstance()->SSVCryptoIntrf();

@@ -3,6 +3,8 @@
 // there is none, and round-trips data through each family, printing each result and verifying
 // it. Exits non-zero when any step does not give the expected result.
 
+#include "cli/machine_state.h"
+
 #include <qvcryptoservice/encryption_functions.h>
 #include <qvcryptoservice/hashing_functions.h>
 #include <qvcryptoservice/keystore_static.h>
@@ -13,7 +15,6 @@
 #include <qvcryptoservice/ssv_functions.h>
 
 #include <cstdio>
-#include <filesystem>
 #include <memory>
 #include <string>
 
@@ -46,8 +47,9 @@ int main() {
   Report("SetKeystore ZKSystem", SetKeystore("ZKSystem", std::make_shared<QVKeystoreStatic>()),
          "built-in static keystore");
 
-  // The staging file of a new SSV may live in any writable directory; it is removed afterwards.
-  const EQVKeystoreCode provisioned = QVSSVCrypto::generateSSV(std::filesystem::temp_directory_path().string(), false);
+  // The staging file of a new SSV passes through the machine root (the Windows system directory),
+  // which only this account and root may write; it is removed afterwards.
+  const EQVKeystoreCode provisioned = QVSSVCrypto::generateSSV(qvcrypto::machine::SsvStagingDirectory(), false);
   Report("SSV provisioned", provisioned == KS_SUCCESS,
          "component id " + QVpax::getInstance()->SSVCryptoIntrf()->getComponentId());
 

@@ -10,7 +10,7 @@ work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 prefix="$work/prefix"
 export QVCRYPTO_MACHINE_ROOT="$work/machine"
-mkdir "$QVCRYPTO_MACHINE_ROOT"
+mkdir -m 700 "$QVCRYPTO_MACHINE_ROOT"  # the library refuses a machine root that group or others may write
 
 cmake --install "$build_dir" --prefix "$prefix" >/dev/null
 cmake -S "$here" -B "$work/build" -DCMAKE_PREFIX_PATH="$prefix" -DCMAKE_BUILD_TYPE=Release >/dev/null

@@ -9,7 +9,7 @@
 #include <qvcryptoservice/ssv_functions.h>
 
 #include <cstdio>
-#include <filesystem>
+#include <cstdlib>
 #include <memory>
 #include <string>
 
@@ -20,6 +20,20 @@ namespace {
 bool Check(const char* step, PxaResult result) {
   std::printf("%-22s %s\n", step, PxaErrorReason(result).c_str());
   return result == PXA_OK;
+}
+
+// MachineDirectory is where the library keeps the machine's own files, and so the place to stage
+// a new SSV: never a shared temporary directory, whose other users could read or replace it.
+// On Windows that is the system directory; elsewhere the machine root, QVCRYPTO_MACHINE_ROOT when
+// it is set, else /var/lib/qvcrypto (only its owner and root may write there).
+std::string MachineDirectory() {
+  if (const char* root = std::getenv("QVCRYPTO_MACHINE_ROOT"); root != nullptr && root[0] != '\0') {
+    return root;
+  }
+  if (const char* windows = std::getenv("SystemRoot"); windows != nullptr && windows[0] != '\0') {
+    return std::string(windows) + "\\System32";
+  }
+  return "/var/lib/qvcrypto";
 }
 
 }  // namespace
@@ -40,7 +54,7 @@ int main() {
        std::string(plain.begin(), plain.end()) == secret;
 
   // Provision the machine's SSV once (kept when it exists); the staging file is removed again.
-  ok = ok && QVSSVCrypto::generateSSV(std::filesystem::temp_directory_path().string(), false) == KS_SUCCESS &&
+  ok = ok && QVSSVCrypto::generateSSV(MachineDirectory(), false) == KS_SUCCESS &&
        Check("EncryptWithSSV", EncryptWithSSV(secret, text)) && Check("DecryptWithSSV", DecryptWithSSV(text, plain)) &&
        std::string(plain.begin(), plain.end()) == secret;
 

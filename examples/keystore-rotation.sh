@@ -26,7 +26,7 @@ cleanup() {
 }
 trap cleanup EXIT
 export QVCRYPTO_MACHINE_ROOT=$work/root
-mkdir "$QVCRYPTO_MACHINE_ROOT"
+mkdir -m 700 "$QVCRYPTO_MACHINE_ROOT"  # the library refuses a machine root that group or others may write
 cd "$work"
 
 case $backend in

@@ -13,6 +13,7 @@
 #include <system_error>
 
 #include <stdlib.h>
+#include <sys/stat.h>
 
 namespace fuzzsupport {
 
@@ -41,6 +42,9 @@ inline const std::string& UseTemporaryMachineRoot() {
   if (!root.empty()) {
     return root;
   }
+  // The library refuses a machine root, or anything in it, that group or others may write; a
+  // umask of 002 would make what the harness writes there so.
+  ::umask(022);
   std::string pattern = (std::filesystem::temp_directory_path() / "qvcs-fuzz-root-XXXXXX").string();
   Require(mkdtemp(pattern.data()) != nullptr, "a temporary machine root can be made");
   root = pattern;

@@ -19,6 +19,8 @@ enum class StoreStatus {
   kAccessDenied,
   // The value is longer than the caller's limit (the registry's ERROR_MORE_DATA).
   kValueTooLarge,
+  // CreateMachineValue found the value there already.
+  kAlreadyExists,
   kOtherError,
 };
 
@@ -40,5 +42,12 @@ StoreStatus ReadMachineValue(const std::string& keyPath, const std::string& valu
 // Returns kOk, kAccessDenied, or kOtherError for any other failure.
 StoreStatus WriteMachineValue(const std::string& keyPath, const std::string& valueName,
                               std::span<const std::uint8_t> data);
+
+// CreateMachineValue stores `data` like WriteMachineValue, but only when the value does not
+// exist yet; kAlreadyExists, with the value untouched, when it does. On POSIX the check and the
+// store are one step (a hard link that fails on an existing name); on Windows they are two, and
+// callers hold the MachineLock around them.
+StoreStatus CreateMachineValue(const std::string& keyPath, const std::string& valueName,
+                               std::span<const std::uint8_t> data);
 
 }  // namespace QVCryptoService::platform

@@ -1,5 +1,6 @@
 #include <qvcryptoservice/ssv_crypto.h>
 
+#include "platform/machine_trust.h"
 #include "platform/system_directory.h"
 #include "ssv/key_deduction.h"
 #include "ssv/record_sources.h"
@@ -20,8 +21,10 @@ QVSSVCrypto::~QVSSVCrypto() = default;
 
 EQVKeystoreCode QVSSVCrypto::loadSSV(const std::string& directory) {
   SecureBlock record;
-  // A staging file holding exactly one record wins over the store, whatever it contains.
-  if (!ReadRecordFile(StagingFilePath(directory), record) && !ReadStoredRecord(record)) {
+  // Nothing from a machine root that others could have written counts as a record. Past that,
+  // a staging file of ours holding exactly one record wins over the store, whatever it contains.
+  if (!platform::MachinePathProblem().empty() ||
+      (!ReadRecordFile(StagingFilePath(directory), record) && !ReadStoredRecord(record))) {
     throw std::runtime_error("ssv does not exist or is corrupted!");
   }
   m_componentId.assign(record.begin(), record.begin() + kComponentIdSize);

@@ -1,12 +1,12 @@
 #include <qvcryptoservice/ssv_crypto.h>
 
+#include "platform/machine_lock.h"
 #include "platform/machine_store.h"
+#include "platform/machine_trust.h"
 #include "platform/private_file.h"
 #include "ssv/record_sources.h"
 #include "ssv/ssv_layout.h"
 #include "ssv/ssv_record.h"
-
-#include <cstdio>
 
 namespace QVCryptoService {
 
@@ -24,17 +24,34 @@ EQVKeystoreCode StoreResultCode(platform::StoreStatus status) {
 }
 
 // StageRecord passes the record through the staging file in `directory` and returns the bytes
-// read back from it, which are what gets stored. The file never outlives the call.
+// read back from it, which are what gets stored. A file of ours left there by an interrupted run
+// is cleared first; anything else there (another account's file, a link) is refused, and the new
+// file is created afresh, private from the start. It never outlives the call.
 bool StageRecord(const std::string& directory, const SecureBlock& record, SecureBlock& staged) {
   const std::string path = StagingFilePath(directory);
-  const bool ok = platform::WritePrivateFile(path, record) && ReadRecordFile(path, staged);
-  (void)std::remove(path.c_str());
+  if (!platform::RemoveOwnStaleFile(path) || !platform::WritePrivateFile(path, record)) {
+    return false;
+  }
+  const bool ok = ReadRecordFile(path, staged);
+  (void)platform::RemoveOwnStaleFile(path);
   return ok;
 }
 
 }  // namespace
 
 EQVKeystoreCode QVSSVCrypto::generateSSV(const std::string& directory, bool force) {
+  // A machine root that others may write is refused before anything in it is believed or changed.
+  if (!platform::MachinePathProblem().empty()) {
+    return KS_ERR_NO_SSV_PERMISSION;
+  }
+  // Looking, making and storing happen under one machine-wide lock, so that processes that start
+  // at the same time store one record between them and all report it. The look comes under the
+  // lock too: another process's staging file counts as an SSV, but is gone before its record is
+  // stored, so a look past the lock could report a record that nobody can load yet.
+  const platform::MachineLock lock;
+  if (lock.status() != platform::StoreStatus::kOk) {
+    return StoreResultCode(lock.status());
+  }
   if (!force && SsvExists()) {
     return KS_SUCCESS;
   }
@@ -46,8 +63,11 @@ EQVKeystoreCode QVSSVCrypto::generateSSV(const std::string& directory, bool forc
   if (!StageRecord(directory, record, staged)) {
     return KS_ERR_SSV_NOT_INITIALIZED;
   }
-  return StoreResultCode(
-      platform::WriteMachineValue(kCurrentSsvStoreLocation.key, kCurrentSsvStoreLocation.value, staged));
+  const auto& [key, value] = kCurrentSsvStoreLocation;
+  const platform::StoreStatus stored =
+      force ? platform::WriteMachineValue(key, value, staged) : platform::CreateMachineValue(key, value, staged);
+  // Only a writer that ignores the lock can get there first; its record exists and stays.
+  return stored == platform::StoreStatus::kAlreadyExists ? KS_SUCCESS : StoreResultCode(stored);
 }
 
 }  // namespace QVCryptoService

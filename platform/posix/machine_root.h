@@ -8,4 +8,8 @@ namespace QVCryptoService::platform {
 // QVCRYPTO_MACHINE_ROOT when it is set and not empty, else /var/lib/qvcrypto.
 std::string MachineRoot();
 
+// The directory of the machine root below which the store keeps its keys, one directory per key
+// path component ("registry/SOFTWARE/Classes/SSV").
+inline constexpr const char* kRegistryDirectory = "registry";
+
 }  // namespace QVCryptoService::platform

@@ -1,5 +1,6 @@
 #include "platform/machine_store.h"
 
+#include "platform/machine_trust.h"
 #include "platform/posix/machine_root.h"
 #include "platform/posix/store_file_system.h"
 
@@ -46,15 +47,23 @@ bool KeyComponents(const std::string& keyPath, std::vector<std::string>& compone
   }
 }
 
-std::string RegistryRoot() { return MachineRoot() + "/registry"; }
-
-std::string KeyDirectory(const std::vector<std::string>& components) {
-  std::string directory = RegistryRoot();
+// The key's directory relative to the machine root: "registry/SOFTWARE/Classes/SSV".
+std::string RelativeKeyDirectory(const std::vector<std::string>& components) {
+  std::string directory = kRegistryDirectory;
   for (const std::string& component : components) {
     directory += '/';
     directory += component;
   }
   return directory;
+}
+
+std::string KeyDirectory(const std::vector<std::string>& components) {
+  return MachineRoot() + "/" + RelativeKeyDirectory(components);
+}
+
+// Refuses a value whose root, directories or file others could have written or replaced.
+bool ValuePathTrusted(const std::string& keyPath, const std::string& valueName) {
+  return MachineValueProblem(keyPath, valueName).empty();
 }
 
 // CreateDirectories makes `directory` and every missing directory above it, each with mode 0700.
@@ -80,6 +89,9 @@ StoreStatus ReadMachineValue(const std::string& keyPath, const std::string& valu
   if (!KeyComponents(keyPath, components) || !IsPlainName(valueName)) {
     return StoreStatus::kOtherError;
   }
+  if (!ValuePathTrusted(keyPath, valueName)) {
+    return StoreStatus::kAccessDenied;
+  }
   // One byte more than allowed tells a value that is too long from one that fits exactly.
   const std::size_t limit = maxSize < std::numeric_limits<std::size_t>::max() ? maxSize + 1 : maxSize;
   SecureBlock content;
@@ -97,11 +109,18 @@ StoreStatus ReadMachineValue(const std::string& keyPath, const std::string& valu
   return StoreStatus::kOk;
 }
 
-StoreStatus WriteMachineValue(const std::string& keyPath, const std::string& valueName,
-                              std::span<const std::uint8_t> data) {
+namespace {
+
+// StoreValue writes the value through a temporary file that takes the value's name in one step:
+// a rename, which replaces an old value, or a hard link, which leaves one in place (EEXIST).
+StoreStatus StoreValue(const std::string& keyPath, const std::string& valueName, std::span<const std::uint8_t> data,
+                       bool replace) {
   std::vector<std::string> components;
   if (!KeyComponents(keyPath, components) || !IsPlainName(valueName)) {
     return StoreStatus::kOtherError;
+  }
+  if (!ValuePathTrusted(keyPath, valueName)) {
+    return StoreStatus::kAccessDenied;
   }
   StoreFileSystem& fileSystem = CurrentStoreFileSystem();
   const std::string directory = KeyDirectory(components);
@@ -123,15 +142,33 @@ StoreStatus WriteMachineValue(const std::string& keyPath, const std::string& val
   if (error == 0) {
     error = closeError;
   }
+  const std::string target = directory + "/" + valueName;
   if (error == 0) {
-    error = fileSystem.RenameFile(pending, directory + "/" + valueName);
+    error = replace ? fileSystem.RenameFile(pending, target) : fileSystem.LinkFile(pending, target);
+  }
+  if (error != 0 || !replace) {
+    (void)fileSystem.RemoveFile(pending);
+  }
+  if (error == EEXIST && !replace) {
+    return StoreStatus::kAlreadyExists;
   }
   if (error != 0) {
-    (void)fileSystem.RemoveFile(pending);
     return StatusOf(error);
   }
-  // Without this the rename may not survive a crash, and the old value could come back.
+  // Without this the new name may not survive a crash, and the old value could come back.
   return StatusOf(fileSystem.SyncDirectory(directory));
+}
+
+}  // namespace
+
+StoreStatus WriteMachineValue(const std::string& keyPath, const std::string& valueName,
+                              std::span<const std::uint8_t> data) {
+  return StoreValue(keyPath, valueName, data, true);
+}
+
+StoreStatus CreateMachineValue(const std::string& keyPath, const std::string& valueName,
+                               std::span<const std::uint8_t> data) {
+  return StoreValue(keyPath, valueName, data, false);
 }
 
 }  // namespace QVCryptoService::platform

@@ -6,18 +6,34 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cerrno>
+
 namespace QVCryptoService::platform {
 
 bool WritePrivateFile(const std::string& path, std::span<const std::uint8_t> data) {
-  const int descriptor = ::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NOFOLLOW, 0600);
+  // O_EXCL with O_NOFOLLOW: never a file or link someone else put there, and 0600 from the start.
+  const int descriptor = ::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600);
   if (descriptor < 0) {
     return false;
   }
-  // A file that existed before keeps its mode through O_CREAT; narrow it before writing.
-  bool written = ::fchmod(descriptor, 0600) == 0;
-  written = written && WriteAllToDescriptor(descriptor, data.data(), data.size()) == 0;
+  const bool written = WriteAllToDescriptor(descriptor, data.data(), data.size()) == 0;
   const bool closed = ::close(descriptor) == 0;
-  return written && closed;
+  if (written && closed) {
+    return true;
+  }
+  (void)::unlink(path.c_str());
+  return false;
+}
+
+bool RemoveOwnStaleFile(const std::string& path) {
+  struct stat status {};
+  if (::lstat(path.c_str(), &status) != 0) {
+    return errno == ENOENT;
+  }
+  if (!S_ISREG(status.st_mode) || status.st_uid != ::geteuid()) {
+    return false;
+  }
+  return ::unlink(path.c_str()) == 0 || errno == ENOENT;
 }
 
 }  // namespace QVCryptoService::platform

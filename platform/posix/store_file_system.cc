@@ -1,6 +1,7 @@
 #include "platform/posix/store_file_system.h"
 
 #include "platform/posix/descriptor_io.h"
+#include "platform/posix/path_trust.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -50,6 +51,10 @@ int StoreFileSystem::RenameFile(const std::string& from, const std::string& to) 
   return ResultOf(::rename(from.c_str(), to.c_str()));
 }
 
+int StoreFileSystem::LinkFile(const std::string& from, const std::string& to) {
+  return ResultOf(::link(from.c_str(), to.c_str()));
+}
+
 int StoreFileSystem::SyncDirectory(const std::string& path) {
   const int descriptor = ::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
   if (descriptor < 0) {
@@ -63,35 +68,7 @@ int StoreFileSystem::SyncDirectory(const std::string& path) {
 int StoreFileSystem::RemoveFile(const std::string& path) { return ResultOf(::unlink(path.c_str())); }
 
 int StoreFileSystem::ReadFile(const std::string& path, std::size_t limit, SecureBlock& content) {
-  content.clear();
-  const int descriptor = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
-  if (descriptor < 0) {
-    return errno;
-  }
-  SecureBlock buffer(limit);
-  std::size_t filled = 0;
-  int error = 0;
-  while (filled < limit) {
-    const ssize_t count = ::read(descriptor, buffer.data() + filled, limit - filled);
-    if (count < 0) {
-      if (errno == EINTR) {
-        continue;
-      }
-      error = errno;
-      break;
-    }
-    if (count == 0) {
-      break;
-    }
-    filled += static_cast<std::size_t>(count);
-  }
-  (void)::close(descriptor);
-  if (error != 0) {
-    return error;
-  }
-  buffer.resize(filled);
-  content = std::move(buffer);
-  return 0;
+  return ReadTrustedFileAt(path, limit, content);
 }
 
 StoreFileSystem* SetStoreFileSystemForTesting(StoreFileSystem* fileSystem) noexcept {

@@ -27,10 +27,14 @@ class StoreFileSystem {
   virtual int SyncFile(int descriptor);
   virtual int CloseFile(int descriptor);
   virtual int RenameFile(const std::string& from, const std::string& to);
+  // LinkFile gives `from` the second name `to`; EEXIST when `to` exists.
+  virtual int LinkFile(const std::string& from, const std::string& to);
   // SyncDirectory makes a rename inside `path` durable.
   virtual int SyncDirectory(const std::string& path);
   virtual int RemoveFile(const std::string& path);
-  // ReadFile reads at most `limit` bytes of the file into `content`, replacing it.
+  // ReadFile reads at most `limit` bytes of the file into `content`, replacing it. A link, or a
+  // file that is not a regular one of this account or root closed to group and others, is
+  // refused (ELOOP, EPERM).
   virtual int ReadFile(const std::string& path, std::size_t limit, SecureBlock& content);
 };
 

@@ -9,6 +9,9 @@ tool=$1
 data=$2
 case_name=$3
 
+# The tool refuses a machine root that group or others may write; keep a umask of 002 from
+# making one.
+umask 022
 work=$(mktemp -d)
 trap 'chmod -R u+rwx "$work" 2>/dev/null; rm -rf "$work"' EXIT
 root="$work/root"
@@ -182,6 +185,7 @@ case_ssv_round_trip() {
   id=$(grep -Eo '[0-9a-f]{32}' "$work/out")
   expect_success "$empty" ssv status
   grep -qxF "record:       $record_location" "$work/out" || fail "status: $(cat "$work/out")"
+  grep -qxF "loaded from:  store $record_location" "$work/out" || fail "status source: $(cat "$work/out")"
   grep -qx "component id: $id" "$work/out" || fail "status lacks component id $id"
   grep -q "^shares: *recombine" "$work/out" || fail "status lacks the shares line"
   # A second init keeps the record; --force replaces it.
@@ -229,6 +233,18 @@ case_machine_root_problems() {
   rm "$root/registry"
   # A machine root below a regular file cannot be created or read.
   QVCRYPTO_MACHINE_ROOT="$work/file/root" expect_failure 3 "ssv init: cannot store the SSV record at $work/file/root/.*: KEYSTORE" "$empty" ssv init
+  # A root that others may write is refused and named, with a record and a winning staging file
+  # planted in it; closed again, status says the staging file is what it loaded.
+  install_machine_b
+  cp "$data/machine_b/SSV_Data" "$root/stableSystemValues"
+  chmod 777 "$root"
+  expect_failure 3 "ssv init: machine root $root is writable by group or others; refusing" "$empty" ssv init
+  expect_failure 3 "ssv status: machine root $root is writable by group or others" "$empty" ssv status
+  expect_failure 3 "ssv decrypt: machine root $root is writable by group or others" "$data/ssv_text_machine_b.txt" ssv decrypt
+  chmod 755 "$root"
+  expect_success "$empty" ssv status
+  grep -qxF "loaded from:  staging file $root/stableSystemValues" "$work/out" || fail "status source: $(cat "$work/out")"
+  rm -r "$root/stableSystemValues" "$root/registry"
   if [[ $(id -u) -ne 0 ]]; then
     chmod 000 "$root"
     expect_failure 3 "ssv init: cannot store .*KEYSTORE init failure due to no permission" "$empty" ssv init

@@ -20,7 +20,7 @@ cleanup() {
 }
 trap cleanup EXIT
 root="$work/root"
-mkdir "$root"
+mkdir -m 700 "$root"  # the library refuses a machine root that group or others may write
 export QVCRYPTO_MACHINE_ROOT="$root"
 failures=0
 

@@ -125,8 +125,8 @@ TEST_P(SsvExistingRecord, DecidesWhetherAnUnforcedGenerationWrites) {
 INSTANTIATE_TEST_SUITE_P(
     Places, SsvExistingRecord,
     testing::Values(
-        ExistingCase{"EmptyStagingFile", [](const TempMachineRoot& root) { WriteBytes(root.path() / "stableSystemValues", {}); },
-                     true},
+        ExistingCase{"EmptyStagingFile",
+                     [](const TempMachineRoot& root) { WriteBytes(root.path() / "stableSystemValues", {}); }, true},
         ExistingCase{"FirstLegacyLocation",
                      [](const TempMachineRoot& root) { WriteLocation(root, kSsvStoreLocations[0], NewRecord()); },
                      true},
@@ -134,7 +134,9 @@ INSTANTIATE_TEST_SUITE_P(
                      [](const TempMachineRoot& root) { WriteLocation(root, kSsvStoreLocations[1], NewRecord()); },
                      true},
         ExistingCase{"ShortCurrentValue",
-                     [](const TempMachineRoot& root) { WriteLocation(root, kSsvStoreLocations[2], {1, 2, 3}); },
+                     [](const TempMachineRoot& root) {
+                       WriteLocation(root, kSsvStoreLocations[2], {1, 2, 3});
+                     },
                      true},
         ExistingCase{"OverlongLegacyValue",
                      [](const TempMachineRoot& root) {
@@ -149,6 +151,26 @@ INSTANTIATE_TEST_SUITE_P(
 TEST_F(SsvEngine, GenerateFailsWith10WhenTheStagingDirectoryIsMissing) {
   EXPECT_EQ(QVSSVCrypto::generateSSV((m_root.path() / "missing").string(), true), KS_ERR_SSV_NOT_INITIALIZED);
   EXPECT_FALSE(HasCurrent());
+}
+
+TEST_F(SsvEngine, ConcurrentUnforcedGenerationsAllReportTheOneStoredRecord) {
+  constexpr std::size_t kRuns = 8;
+  std::vector<EQVKeystoreCode> codes(kRuns, KS_ERR_UNSPECIFIED);
+  std::vector<std::string> ids(kRuns);
+  std::vector<std::thread> runs;
+  for (std::size_t run = 0; run < kRuns; ++run) {
+    runs.emplace_back([&, run] {
+      codes[run] = QVSSVCrypto::generateSSV(m_root.string(), false);
+      QVSSVCrypto engine;
+      ids[run] = engine.getComponentId();
+    });
+  }
+  for (auto& run : runs) {
+    run.join();
+  }
+  EXPECT_EQ(codes, std::vector<EQVKeystoreCode>(kRuns, KS_SUCCESS));
+  EXPECT_EQ(ids, std::vector<std::string>(kRuns, IdOf(ReadCurrent())));
+  EXPECT_FALSE(fs::exists(StagingPath()));
 }
 
 struct StagingCase {

@@ -45,6 +45,13 @@ TEST_F(MachineStore, WriteCreatesTheKeyPathAndReadsBack) {
   EXPECT_EQ(Read(kKey, kValue, 5, StoreStatus::kOk), std::vector<std::uint8_t>{9});
 }
 
+TEST_F(MachineStore, CreateOnlyAddsAMissingValue) {
+  ASSERT_EQ(CreateMachineValue(kKey, kValue, std::vector<std::uint8_t>{1}), StoreStatus::kOk);
+  EXPECT_EQ(CreateMachineValue(kKey, kValue, std::vector<std::uint8_t>{2}), StoreStatus::kAlreadyExists);
+  EXPECT_EQ(Read(kKey, kValue, 5, StoreStatus::kOk), std::vector<std::uint8_t>{1});
+  m_root.ExpectPrivateBinaryValue(kKey, "SSV_Data");
+}
+
 TEST_F(MachineStore, CreatesAMissingMachineRoot) {
   const testsupport::TempMachineRoot outer;
   const fs::path nested = outer.path() / "a" / "b";

@@ -1,5 +1,7 @@
 #include "tests/platform/machine_root_fixture.h"
 
+#include <sys/stat.h>
+
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -15,6 +17,9 @@ constexpr const char* kVariable = "QVCRYPTO_MACHINE_ROOT";
 }  // namespace
 
 TempMachineRoot::TempMachineRoot() {
+  // The library refuses a machine root, or anything in it, that group or others may write; a
+  // umask of 002 would make every directory and file a test creates so.
+  ::umask(022);
   std::random_device entropy;
   const auto base = std::filesystem::temp_directory_path();
   do {

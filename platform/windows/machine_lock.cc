@@ -1,0 +1,42 @@
+#include "platform/machine_lock.h"
+
+#include "platform/system_directory.h"
+
+#include <windows.h>
+
+#include <string>
+
+namespace QVCryptoService::platform {
+
+MachineLock::MachineLock() : m_handle(0), m_status(StoreStatus::kOtherError) {
+  const std::string directory = SystemDirectory();
+  if (directory.empty()) {
+    return;
+  }
+  // The system directory admits administrators only, as the registry key of the record does.
+  const std::string path = directory + "\\qvcrypto-ssv.lock";
+  const HANDLE file = CreateFileA(path.c_str(), GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE,
+                                  nullptr, OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
+  if (file == INVALID_HANDLE_VALUE) {
+    m_status = GetLastError() == ERROR_ACCESS_DENIED ? StoreStatus::kAccessDenied : StoreStatus::kOtherError;
+    return;
+  }
+  OVERLAPPED start{};
+  if (!LockFileEx(file, LOCKFILE_EXCLUSIVE_LOCK, 0, 1, 0, &start)) {
+    (void)CloseHandle(file);
+    return;
+  }
+  m_handle = reinterpret_cast<std::intptr_t>(file);
+  m_status = StoreStatus::kOk;
+}
+
+MachineLock::~MachineLock() {
+  if (m_status == StoreStatus::kOk) {
+    const HANDLE file = reinterpret_cast<HANDLE>(m_handle);
+    OVERLAPPED start{};
+    (void)UnlockFileEx(file, 0, 1, 0, &start);
+    (void)CloseHandle(file);
+  }
+}
+
+}  // namespace QVCryptoService::platform
