@@ -1,20 +1,42 @@
 # Installation: the shared library with its exported headers, the qvcrypto tool, a CMake
 # package (find_package(QVCryptoService) gives QVCryptoService::qvcryptoservice), a pkg-config
-# file, and a Debian package through CPack.
+# file; cmake/Packaging.cmake makes the Debian packages and the Windows archive from it.
 include(CMakePackageConfigHelpers)
 
 set(QVCS_CMAKE_PACKAGE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/QVCryptoService)
 
+# What goes where, by install component (each is one Debian package, see below):
+#   Runtime                the shared library (on Windows the DLL)
+#   Development            its headers, the unversioned link or import library, CMake package, .pc file
+#   KeystoreDb             the database keystore plug-in, where it is built
+#   KeystoreDbDevelopment  the plug-in's headers and unversioned link
+#   Tool                   qvcrypto
 install(TARGETS qvcryptoservice EXPORT QVCryptoServiceTargets
-        RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR}
-        LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} NAMELINK_COMPONENT Development
-        ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}
+        RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT Runtime
+        LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT Runtime NAMELINK_COMPONENT Development
+        ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT Development
         INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
-install(DIRECTORY include/qvcryptoservice DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+# keystore_db.h declares the plug-in's interface: it is installed with the plug-in only.
+install(DIRECTORY include/qvcryptoservice DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT Development
+        PATTERN keystore_db.h EXCLUDE)
 install(FILES ${PROJECT_BINARY_DIR}/include/qvcryptoservice/qvcs_export.h
-        DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/qvcryptoservice)
+        DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/qvcryptoservice COMPONENT Development)
 
-install(EXPORT QVCryptoServiceTargets NAMESPACE QVCryptoService:: DESTINATION ${QVCS_CMAKE_PACKAGE_DIR})
+if(TARGET qvkeystoredb)
+  # Outside the CMake package's export set: its SQLite and libpq dependencies are not the
+  # package's to promise to consumers.
+  install(TARGETS qvkeystoredb
+          LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT KeystoreDb NAMELINK_COMPONENT KeystoreDbDevelopment
+          RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT KeystoreDb
+          ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT KeystoreDbDevelopment)
+  install(FILES include/qvcryptoservice/keystore_db.h ${PROJECT_BINARY_DIR}/include/qvcryptoservice/qvksdb_export.h
+          DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/qvcryptoservice COMPONENT KeystoreDbDevelopment)
+endif()
+
+install(TARGETS qvcrypto RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT Tool)
+
+install(EXPORT QVCryptoServiceTargets NAMESPACE QVCryptoService:: DESTINATION ${QVCS_CMAKE_PACKAGE_DIR}
+        COMPONENT Development)
 configure_package_config_file(cmake/QVCryptoServiceConfig.cmake.in
                               ${PROJECT_BINARY_DIR}/QVCryptoServiceConfig.cmake
                               INSTALL_DESTINATION ${QVCS_CMAKE_PACKAGE_DIR})
@@ -22,10 +44,13 @@ write_basic_package_version_file(${PROJECT_BINARY_DIR}/QVCryptoServiceConfigVers
                                  COMPATIBILITY SameMajorVersion)
 install(FILES ${PROJECT_BINARY_DIR}/QVCryptoServiceConfig.cmake
               ${PROJECT_BINARY_DIR}/QVCryptoServiceConfigVersion.cmake
-        DESTINATION ${QVCS_CMAKE_PACKAGE_DIR})
+        DESTINATION ${QVCS_CMAKE_PACKAGE_DIR} COMPONENT Development)
 
-# The pkg-config file finds its prefix from where it lies, so a staged or relocated install works.
-if(IS_ABSOLUTE ${CMAKE_INSTALL_LIBDIR})
+# The pkg-config file finds its prefix from where it lies, so a staged or relocated install works;
+# a package for a fixed prefix (preset `package`) names it, so that pkg-config recognises the
+# system directories and leaves them out of the flags.
+option(QVCS_RELOCATABLE_PC "Let the pkg-config file find its prefix from where it lies" ON)
+if(IS_ABSOLUTE ${CMAKE_INSTALL_LIBDIR} OR NOT QVCS_RELOCATABLE_PC)
   set(QVCS_PC_PREFIX ${CMAKE_INSTALL_PREFIX})
 else()
   file(RELATIVE_PATH QVCS_PC_UP /qvcs/${CMAKE_INSTALL_LIBDIR}/pkgconfig /qvcs)
@@ -39,15 +64,7 @@ foreach(kind LIBDIR INCLUDEDIR)
   endif()
 endforeach()
 configure_file(cmake/qvcryptoservice.pc.in ${PROJECT_BINARY_DIR}/qvcryptoservice.pc @ONLY)
-install(FILES ${PROJECT_BINARY_DIR}/qvcryptoservice.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+install(FILES ${PROJECT_BINARY_DIR}/qvcryptoservice.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig
+        COMPONENT Development)
 
-set(CPACK_PACKAGE_NAME qvcryptoservice)
-set(CPACK_PACKAGE_VENDOR "QVCryptoService developers")
-set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "Cryptographic service library and the qvcrypto tool")
-set(CPACK_PACKAGE_CONTACT "QVCryptoService developers <qvcryptoservice@localhost>")
-set(CPACK_GENERATOR DEB)
-set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
-set(CPACK_DEBIAN_PACKAGE_SECTION libs)
-set(CPACK_DEBIAN_PACKAGE_DEPENDS "libssl3 (>= 3.0)")
-set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS OFF)
-include(CPack)
+include(cmake/Packaging.cmake)

@@ -7,6 +7,15 @@
 #include <stdlib.h>
 #include <string.h>
 
+/* The texts of QVPBEncrypt and QVPBDecrypt come from the COM allocator on Windows and from malloc
+   elsewhere. */
+#ifdef _WIN32
+#include <objbase.h>
+#define FreeText CoTaskMemFree
+#else
+#define FreeText free
+#endif
+
 int main(void) {
   static const unsigned char kAbcSha256[32] = {0xba, 0x78, 0x16, 0xbf, 0x8f, 0x01, 0xcf, 0xea, 0x41, 0x41, 0x40,
                                                0xde, 0x5d, 0xae, 0x22, 0x23, 0xb0, 0x03, 0x61, 0xa3, 0x96, 0x17,
@@ -25,15 +34,14 @@ int main(void) {
   if (QVPBEncrypt("meet at noon", &text, "hunter2") != 1 || QVPBDecrypt(text, &plain, "hunter2") != 1 ||
       strcmp(plain, "meet at noon") != 0) {
     puts("C quickstart FAILED: password round trip");
-    free(text);
-    free(plain);
+    FreeText(text);
+    FreeText(plain);
     return 1;
   }
   printf("QVPBEncrypt           %.40s...\n", text);
   printf("QVPBDecrypt           %s\n", plain);
-  /* Outside Windows the texts come from malloc; on Windows free them with CoTaskMemFree. */
-  free(text);
-  free(plain);
+  FreeText(text);
+  FreeText(plain);
   puts("C quickstart passed");
   return 0;
 }
