@@ -108,7 +108,10 @@ bool ReadPasswordWithoutEcho(const std::string& prompt, QVCryptoService::SecureB
   if (!terminal.usable()) {
     return false;
   }
-  (void)::write(terminal.descriptor(), prompt.data(), prompt.size());
+  // The prompt is a courtesy: a terminal that takes no output may still give the password.
+  if (::write(terminal.descriptor(), prompt.data(), prompt.size()) < 0) {
+    errno = 0;
+  }
   unsigned char byte = 0;
   while (::read(terminal.descriptor(), &byte, 1) == 1 && byte != '\n') {
     password.push_back(byte);
