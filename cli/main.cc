@@ -294,6 +294,9 @@ void UseMachineRoot(const std::string& directory) {
 int Run(int argc, const char* const* argv) {
   // Help and messages too, so that every output is the same bytes on every platform.
   console::UseBinaryStandardStreams();
+  // What comes in on standard input is often the secret itself: read straight into locked
+  // memory, not through a stdio buffer that stays behind in the heap.
+  (void)std::setvbuf(stdin, nullptr, _IONBF, 0);
   const Invocation invocation = ParseArguments(argc, argv);
   (void)ILogger::SetInstance(std::make_shared<ToolLogger>(invocation.Has("--verbose")));
   if (invocation.Has("--version")) {

@@ -27,6 +27,8 @@ SecureBlock ReadPasswordFile(const std::string& path) {
   if (file == nullptr) {
     Usage("cannot open password file " + path + ": " + std::strerror(errno));
   }
+  // Straight into locked memory: a stdio buffer would keep the password in the heap.
+  (void)std::setvbuf(file.get(), nullptr, _IONBF, 0);
   SecureBlock password;
   std::array<std::uint8_t, 4096> chunk{};
   std::size_t count = 0;

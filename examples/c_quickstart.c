@@ -3,18 +3,12 @@
 
 #include <qvcryptoservice/qvcrypto_c.h>
 
+/* FreeText releases what the C functions hand over: free_text.h of the platform's folder. */
+#include "free_text.h"
+
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
-
-/* The texts of QVPBEncrypt and QVPBDecrypt come from the COM allocator on Windows and from malloc
-   elsewhere. */
-#ifdef _WIN32
-#include <objbase.h>
-#define FreeText CoTaskMemFree
-#else
-#define FreeText free
-#endif
 
 int main(void) {
   static const unsigned char kAbcSha256[32] = {0xba, 0x78, 0x16, 0xbf, 0x8f, 0x01, 0xcf, 0xea, 0x41, 0x41, 0x40,

@@ -26,7 +26,7 @@ export LD_LIBRARY_PATH="$prefix/lib${LD_LIBRARY_PATH:+:$LD_LIBRARY_PATH}"
 
 libdir=$(dirname "$(find "$prefix" -name qvcryptoservice.pc)")
 # shellcheck disable=SC2046
-cc -std=c11 -o "$work/c_quickstart_pc" "$here/c_quickstart.c" $(PKG_CONFIG_PATH="$libdir" pkg-config --cflags --libs qvcryptoservice)
+cc -std=c11 -I"$here/posix" -o "$work/c_quickstart_pc" "$here/c_quickstart.c" $(PKG_CONFIG_PATH="$libdir" pkg-config --cflags --libs qvcryptoservice)
 "$work/c_quickstart_pc" >/dev/null
 
 "$prefix/bin/qvcrypto" selftest >/dev/null

@@ -27,11 +27,11 @@ bool Check(const char* step, PxaResult result) {
 // On Windows that is the system directory; elsewhere the machine root, QVCRYPTO_MACHINE_ROOT when
 // it is set, else /var/lib/qvcrypto (only its owner and root may write there).
 std::string MachineDirectory() {
-  if (const char* root = std::getenv("QVCRYPTO_MACHINE_ROOT"); root != nullptr && root[0] != '\0') {
-    return root;
-  }
   if (const char* windows = std::getenv("SystemRoot"); windows != nullptr && windows[0] != '\0') {
     return std::string(windows) + "\\System32";
+  }
+  if (const char* root = std::getenv("QVCRYPTO_MACHINE_ROOT"); root != nullptr && root[0] != '\0') {
+    return root;
   }
   return "/var/lib/qvcrypto";
 }

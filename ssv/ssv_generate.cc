@@ -40,10 +40,6 @@ bool StageRecord(const std::string& directory, const SecureBlock& record, Secure
 }  // namespace
 
 EQVKeystoreCode QVSSVCrypto::generateSSV(const std::string& directory, bool force) {
-  // A machine root that others may write is refused before anything in it is believed or changed.
-  if (!platform::MachinePathProblem().empty()) {
-    return KS_ERR_NO_SSV_PERMISSION;
-  }
   // Looking, making and storing happen under one machine-wide lock, so that processes that start
   // at the same time store one record between them and all report it. The look comes under the
   // lock too: another process's staging file counts as an SSV, but is gone before its record is
@@ -51,6 +47,12 @@ EQVKeystoreCode QVSSVCrypto::generateSSV(const std::string& directory, bool forc
   const platform::MachineLock lock;
   if (lock.status() != platform::StoreStatus::kOk) {
     return StoreResultCode(lock.status());
+  }
+  // A machine root that others may write is refused before anything in it is believed or changed;
+  // checked under the lock, which makes a missing root (private) first, so nothing made in the
+  // meantime escapes the check.
+  if (!platform::MachinePathProblem().empty()) {
+    return KS_ERR_NO_SSV_PERMISSION;
   }
   if (!force && SsvExists()) {
     return KS_SUCCESS;
@@ -64,10 +66,15 @@ EQVKeystoreCode QVSSVCrypto::generateSSV(const std::string& directory, bool forc
     return KS_ERR_SSV_NOT_INITIALIZED;
   }
   const auto& [key, value] = kCurrentSsvStoreLocation;
-  const platform::StoreStatus stored =
+  platform::StoreStatus stored =
       force ? platform::WriteMachineValue(key, value, staged) : platform::CreateMachineValue(key, value, staged);
-  // Only a writer that ignores the lock can get there first; its record exists and stays.
-  return stored == platform::StoreStatus::kAlreadyExists ? KS_SUCCESS : StoreResultCode(stored);
+  if (stored == platform::StoreStatus::kAlreadyExists) {
+    // A writer that ignores the lock stored a record since the look: it stays. A value that was
+    // there all along without counting as an SSV (longer than a record) is replaced, as a forced
+    // generation would.
+    stored = SsvExists() ? platform::StoreStatus::kOk : platform::WriteMachineValue(key, value, staged);
+  }
+  return StoreResultCode(stored);
 }
 
 }  // namespace QVCryptoService

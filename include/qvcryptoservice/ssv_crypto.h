@@ -51,11 +51,17 @@ class QVCS_EXPORT QVSSVCrypto {
   // `force` is set, it first looks for an existing SSV (a staging file in the system directory,
   // or a record in any of the machine store's locations) and returns KS_SUCCESS without
   // touching anything if it finds one. The record passes through a staging file in
-  // `directory`, which is removed again. Returns KS_SUCCESS; KS_ERR_SSV_NOT_INITIALIZED when
-  // the staging file cannot be written and read back; KS_ERR_NO_SSV_PERMISSION when the store
-  // refuses access; KS_ERR_RESERVED_13 for any other store failure; KS_ERR_UNSPECIFIED when a
-  // random source fails (nothing is written then). Needs write access to the machine store; not
-  // meant for concurrent callers.
+  // `directory`, which is removed again: give a directory only the caller and root can write
+  // (the machine root). The staging file is created exclusively, owner-only from the start,
+  // without following links; a stale one of this account is removed first, anything else there
+  // is refused. Looking, making and storing run under a machine-wide lock, so concurrent callers
+  // store one record between them (without `force`, every one of them reports that one).
+  // Returns KS_SUCCESS; KS_ERR_SSV_NOT_INITIALIZED when the staging file cannot be written and
+  // read back (or something not ours is in its place); KS_ERR_NO_SSV_PERMISSION when the store
+  // refuses access or the machine root is not trusted (writable by group or others, owned by
+  // another account, or a symbolic link); KS_ERR_RESERVED_13 for any other store failure;
+  // KS_ERR_UNSPECIFIED when a random source fails (nothing is written then). Needs write access
+  // to the machine store.
   static EQVKeystoreCode generateSSV(const std::string& directory, bool force);
 
   // getComponentId returns the 32-character component id of the machine's SSV record, loading

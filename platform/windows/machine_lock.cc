@@ -1,6 +1,7 @@
 #include "platform/machine_lock.h"
 
 #include "platform/system_directory.h"
+#include "platform/windows/security_descriptor.h"
 
 #include <windows.h>
 
@@ -13,10 +14,15 @@ MachineLock::MachineLock() : m_handle(0), m_status(StoreStatus::kOtherError) {
   if (directory.empty()) {
     return;
   }
-  // The system directory admits administrators only, as the registry key of the record does.
+  // Whoever may open the lock file may hold the lock, and keep every provisioning waiting: it is
+  // made admitting SYSTEM and Administrators only (in a directory where only they may make it).
+  AdministratorsOnlyDescriptor descriptor(SecuredObject::kFile);
+  if (!descriptor.valid()) {
+    return;
+  }
   const std::string path = directory + "\\qvcrypto-ssv.lock";
   const HANDLE file = CreateFileA(path.c_str(), GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE,
-                                  nullptr, OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
+                                  descriptor.attributes(), OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
   if (file == INVALID_HANDLE_VALUE) {
     m_status = GetLastError() == ERROR_ACCESS_DENIED ? StoreStatus::kAccessDenied : StoreStatus::kOtherError;
     return;

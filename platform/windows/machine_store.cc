@@ -83,29 +83,29 @@ StoreStatus WriteMachineValue(const std::string& keyPath, const std::string& val
   if (data.size() > MAXDWORD) {
     return StoreStatus::kOtherError;
   }
+  // The key admits SYSTEM and Administrators only, whether it is made here or found: one left by
+  // an earlier version, or made by Wine's RegCreateKeyExW, which ignores the attributes it is
+  // given, may inherit an ACL that lets every user read the value.
+  AdministratorsOnlyDescriptor descriptor(SecuredObject::kRegistryKey);
+  if (!descriptor.valid()) {
+    return StoreStatus::kOtherError;
+  }
   const std::wstring key = Widen(keyPath);
   RegistryKey handle;
+  DWORD disposition = REG_OPENED_EXISTING_KEY;
   if (RegOpenKeyExW(HKEY_LOCAL_MACHINE, key.c_str(), 0, KEY_ALL_ACCESS, handle.receive()) != ERROR_SUCCESS) {
-    // A key made here admits SYSTEM and Administrators only instead of inheriting its parent's ACL.
-    AdministratorsOnlyDescriptor descriptor(SecuredObject::kRegistryKey);
-    if (!descriptor.valid()) {
-      return StoreStatus::kOtherError;
-    }
-    DWORD disposition = 0;
-    LONG error = RegCreateKeyExW(HKEY_LOCAL_MACHINE, key.c_str(), 0, nullptr, 0, KEY_ALL_ACCESS,
-                                 descriptor.attributes(), handle.receive(), &disposition);
+    const LONG error = RegCreateKeyExW(HKEY_LOCAL_MACHINE, key.c_str(), 0, nullptr, 0, KEY_ALL_ACCESS,
+                                       descriptor.attributes(), handle.receive(), &disposition);
     if (error != ERROR_SUCCESS) {
       return WriteStatusOf(error);
     }
-    // Wine's RegCreateKeyExW ignores the security attributes, so the DACL of a new key is set once
-    // more through its handle; on Windows this writes what the key already has.
+  }
+  if (const LONG error = RegSetKeySecurity(handle.get(), DACL_SECURITY_INFORMATION, descriptor.get());
+      error != ERROR_SUCCESS) {
     if (disposition == REG_CREATED_NEW_KEY) {
-      error = RegSetKeySecurity(handle.get(), DACL_SECURITY_INFORMATION, descriptor.get());
-      if (error != ERROR_SUCCESS) {
-        (void)RegDeleteKeyW(HKEY_LOCAL_MACHINE, key.c_str());
-        return WriteStatusOf(error);
-      }
+      (void)RegDeleteKeyW(HKEY_LOCAL_MACHINE, key.c_str());
     }
+    return WriteStatusOf(error);
   }
   return WriteStatusOf(RegSetValueExW(handle.get(), Widen(valueName).c_str(), 0, REG_BINARY, data.data(),
                                       static_cast<DWORD>(data.size())));

@@ -203,7 +203,11 @@ case_ssv_round_trip() {
   cmp -s "$work/plain" "$work/out" || fail "ssv binary round trip changed the data"
   expect_success "$empty" ssv init --force
   grep -q "$id" "$work/out" && fail "ssv init --force kept component id $id"
-  expect_failure 3 "ssv decrypt: .*bad decrypt" "$work/binary" ssv decrypt --binary
+  # The new SSV's key is a random other key, under which unauthenticated CBC passes the padding
+  # check about once in 256 texts: only that the old plain text does not come out is certain.
+  run "$work/binary" ssv decrypt --binary
+  [[ $code -eq 0 || $code -eq 3 ]] || fail "ssv decrypt under a new SSV: exit $code ($(cat "$work/err"))"
+  cmp -s "$work/plain" "$work/out" && fail "a new SSV decrypted a text of the old one"
 }
 
 case_ssv_other_machine() {
@@ -451,7 +455,11 @@ case_keystore_config() {
   expect_failure 1 "hmac verify: does not match" "$(text "ledger")" hmac verify "$mac" --keystore-config "$config"
   demo expect_success "$(text "ledger")" encrypt --demo-key
   cp "$work/out" "$work/text"
-  expect_failure 3 "decrypt with keystore \"ZKSystem\": " "$work/text" decrypt --keystore-config "$config"
+  # Unauthenticated CBC under the wrong key passes the padding check about once in 256 texts, so
+  # only this is certain: the demo key's plain text does not come out.
+  run "$work/text" decrypt --keystore-config "$config"
+  [[ $code -eq 0 || $code -eq 3 ]] || fail "decrypt of a demo-key text with the keystore: exit $code ($(cat "$work/err"))"
+  grep -q ledger "$work/out" && fail "the keystore decrypted a demo-key text"
 }
 
 case_selftest() {

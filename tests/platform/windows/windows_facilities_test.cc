@@ -89,16 +89,29 @@ TEST_F(RegistryStore, LegacyLocationsWrittenByOthersAreRead) {
   EXPECT_FALSE(m_machine.HasValue(kKey, kValue)) << "reading wrote the current location";
 }
 
-TEST_F(RegistryStore, TheKeyItCreatesAdmitsSystemAndAdministratorsOnly) {
-  ASSERT_EQ(WriteMachineValue(kKey, kValue, std::vector<std::uint8_t>{1}), StoreStatus::kOk);
-  HKEY key = nullptr;
-  ASSERT_EQ(RegOpenKeyExA(HKEY_LOCAL_MACHINE, kKey.c_str(), 0, READ_CONTROL, &key), ERROR_SUCCESS);
-  std::vector<BYTE> descriptor(4096);
-  DWORD size = static_cast<DWORD>(descriptor.size());
-  const LONG error = RegGetKeySecurity(key, DACL_SECURITY_INFORMATION, descriptor.data(), &size);
-  (void)RegCloseKey(key);
-  ASSERT_EQ(error, ERROR_SUCCESS);
-  EXPECT_EQ(DaclText(descriptor.data()), "D:P(A;;KA;;;SY)(A;;KA;;;BA)");
+// Whether the store makes the key or finds one made with the inherited ACL (by an earlier version,
+// say), the key it writes to admits SYSTEM and Administrators only.
+TEST_F(RegistryStore, TheKeyItWritesToAdmitsSystemAndAdministratorsOnly) {
+  for (const bool madeBefore : {false, true}) {
+    SCOPED_TRACE(madeBefore ? "key found with the inherited ACL" : "key made by the store");
+    (void)RegDeleteKeyA(HKEY_LOCAL_MACHINE, kKey.c_str());
+    if (madeBefore) {
+      HKEY made = nullptr;
+      ASSERT_EQ(
+          RegCreateKeyExA(HKEY_LOCAL_MACHINE, kKey.c_str(), 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &made, nullptr),
+          ERROR_SUCCESS);
+      (void)RegCloseKey(made);
+    }
+    ASSERT_EQ(WriteMachineValue(kKey, kValue, std::vector<std::uint8_t>{1}), StoreStatus::kOk);
+    HKEY key = nullptr;
+    ASSERT_EQ(RegOpenKeyExA(HKEY_LOCAL_MACHINE, kKey.c_str(), 0, READ_CONTROL, &key), ERROR_SUCCESS);
+    std::vector<BYTE> descriptor(4096);
+    DWORD size = static_cast<DWORD>(descriptor.size());
+    const LONG error = RegGetKeySecurity(key, DACL_SECURITY_INFORMATION, descriptor.data(), &size);
+    (void)RegCloseKey(key);
+    ASSERT_EQ(error, ERROR_SUCCESS);
+    EXPECT_EQ(DaclText(descriptor.data()), "D:P(A;;KA;;;SY)(A;;KA;;;BA)");
+  }
 }
 
 TEST(WindowsSystemDirectory, IsTheOnesGetSystemDirectoryNames) {
