@@ -59,6 +59,7 @@ class Parser {
   bool parseString(std::string& out);
   bool parseEscape(const char*& p, std::string& out);
   bool parseHex4(const char* p, std::uint32_t& value);
+  std::size_t charactersBeforeStringEnd(const char* p, std::size_t wanted) const;
   bool parseNumber(Value& out);
 
   // skipSpace moves past white space and, in the default mode, comments. A '/' that does not

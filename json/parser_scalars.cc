@@ -5,6 +5,7 @@
 #include "json/utf8.h"
 #include "json/value_access.h"
 
+#include <algorithm>
 #include <charconv>
 #include <cmath>
 #include <limits>
@@ -150,7 +151,7 @@ bool Parser::parseEscape(const char*& p, std::string& out) {
     return fail(backslash, message::kLoneSurrogate);
   }
   if (IsHighSurrogate(unit)) {
-    if (end_ - p < 6) {
+    if (charactersBeforeStringEnd(p, 6) < 6) {
       return fail(p, message::kSurrogateTooShort);
     }
     if (p[0] != '\\' || p[1] != 'u') {
@@ -170,8 +171,20 @@ bool Parser::parseEscape(const char*& p, std::string& out) {
   return true;
 }
 
+// charactersBeforeStringEnd counts the characters from `p` on, up to `wanted`, that still belong
+// to the string: an escape cannot reach past the string's closing quote, whatever follows it in
+// the document. An escaped character is passed over with its backslash.
+std::size_t Parser::charactersBeforeStringEnd(const char* p, std::size_t wanted) const {
+  const auto available = static_cast<std::size_t>(end_ - p);
+  std::size_t count = 0;
+  while (count < wanted && count < available && p[count] != '"') {
+    count += p[count] == '\\' ? 2 : 1;
+  }
+  return std::min({count, wanted, available});
+}
+
 bool Parser::parseHex4(const char* p, std::uint32_t& value) {
-  if (end_ - p < 4) {
+  if (charactersBeforeStringEnd(p, 4) < 4) {
     return fail(p, message::kUnicodeFourDigits);
   }
   value = 0;

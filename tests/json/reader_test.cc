@@ -86,6 +86,11 @@ INSTANTIATE_TEST_SUITE_P(
         {"SurrogateWithoutSecondEscape", kDefault, "[\"\\uD800abcdef\"]",
          "expecting another \\u token to begin the second half of a unicode surrogate pair", 1, 9},
         {"UnicodeCutShort", kDefault, "[\"\\u12", "Bad unicode escape sequence in string: four digits expected.", 1, 5},
+        // The escape ends with the string, however much of the document follows.
+        {"UnicodeCutShortByTheQuote", kDefault, "[\"\\u12\"]",
+         "Bad unicode escape sequence in string: four digits expected.", 1, 5},
+        {"SurrogateCutShortByTheQuote", kDefault, "[\"\\uD800\", \"abcdef\"]",
+         "additional six characters expected to parse unicode surrogate pair.", 1, 9},
         {"UnicodeNotHex", kDefault, "[\"\\u12G4\"]",
          "Bad unicode escape sequence in string: hexadecimal digit expected.", 1, 7},
         {"SecondHalfNotHex", kDefault, "[\"\\uD800\\u12G4\"]",
