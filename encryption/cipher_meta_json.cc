@@ -5,7 +5,7 @@
 #include <qvcryptoservice/zkjson.h>
 
 #include "encryption/compact_cipher_record.h"
-#include "primitives/record_text.h"
+#include "json/record_text.h"
 
 #include <exception>
 #include <string>

@@ -9,7 +9,7 @@
 
 #include "encryption/compact_cipher_record.h"
 #include "fuzz/fuzz_support.h"
-#include "primitives/record_text.h"
+#include "json/record_text.h"
 
 #include <exception>
 

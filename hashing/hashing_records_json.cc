@@ -3,7 +3,7 @@
 #include <qvcryptoservice/hashing_records.h>
 #include <qvcryptoservice/zkjson.h>
 
-#include "primitives/record_text.h"
+#include "json/record_text.h"
 
 #include <exception>
 

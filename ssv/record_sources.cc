@@ -3,7 +3,7 @@
 #include "platform/machine_store.h"
 #include "platform/machine_trust.h"
 #include "platform/system_directory.h"
-#include "ssv/ssv_layout.h"
+#include "ssv/record_layout.h"
 
 #include <algorithm>
 

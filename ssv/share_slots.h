@@ -1,6 +1,6 @@
 #pragma once
 
-#include "ssv/ssv_layout.h"
+#include "ssv/record_layout.h"
 
 #include <qvcryptoservice/secure_block.h>
 

@@ -7,7 +7,7 @@
 #include <qvcryptoservice/qvpax.h>
 #include <qvcryptoservice/ssv_crypto.h>
 
-#include "ssv/ssv_layout.h"
+#include "ssv/record_layout.h"
 #include "tests/cross/cross_fixture.h"
 #include "tests/platform/machine_root_fixture.h"
 

@@ -4,7 +4,7 @@
 #include <qvcryptoservice/hashing_functions.h>
 #include <qvcryptoservice/ssv_crypto.h>
 
-#include "ssv/ssv_layout.h"
+#include "ssv/record_layout.h"
 #include "tests/cross/cross_fixture.h"
 #include "tests/platform/machine_root_fixture.h"
 

@@ -4,8 +4,8 @@
 #include "ssv/component_id.h"
 #include "ssv/key_deduction.h"
 #include "ssv/share_slots.h"
-#include "ssv/ssv_layout.h"
-#include "ssv/ssv_record.h"
+#include "ssv/record_layout.h"
+#include "ssv/record.h"
 #include "tests/ssv/random_bytes.h"
 #include "tests/ssv/record_checks.h"
 

@@ -1,4 +1,4 @@
-#include "ssv/ssv_record.h"
+#include "ssv/record.h"
 
 #include "platform/system_random.h"
 #include "ssv/share_slots.h"

@@ -10,9 +10,9 @@
 // than one this table has already seen. Changes lock the summary first, so that they are
 // serialised across processes.
 
-#include "frame/keystore_db/db_backend.h"
-#include "frame/keystore_db/key_set_seal.h"
-#include "frame/keystore_db/stored_key.h"
+#include "keystore_db/db_backend.h"
+#include "keystore_db/key_set_seal.h"
+#include "keystore_db/stored_key.h"
 
 #include <qvcryptoservice/result.h>
 

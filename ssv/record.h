@@ -5,7 +5,7 @@
 #include <array>
 #include <cstdint>
 
-#include "ssv/ssv_layout.h"
+#include "ssv/record_layout.h"
 
 namespace QVCryptoService {
 

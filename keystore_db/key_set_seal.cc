@@ -1,6 +1,6 @@
-#include "frame/keystore_db/key_set_seal.h"
+#include "keystore_db/key_set_seal.h"
 
-#include "frame/keystore_db/field_encoding.h"
+#include "keystore_db/field_encoding.h"
 
 #include <openssl/crypto.h>
 #include <openssl/evp.h>

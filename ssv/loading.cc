@@ -1,3 +1,6 @@
+// The SSV engine's reading side: loading the record from the machine store or a directory,
+// recovering the group secrets from its shares and deducing the key from them.
+
 #include <qvcryptoservice/ssv_crypto.h>
 
 #include "platform/machine_trust.h"
@@ -5,8 +8,8 @@
 #include "ssv/key_deduction.h"
 #include "ssv/record_sources.h"
 #include "ssv/share_slots.h"
-#include "ssv/ssv_layout.h"
-#include "ssv/ssv_log.h"
+#include "ssv/record_layout.h"
+#include "ssv/log_lines.h"
 
 #include <qvcryptoservice/logger.h>
 

@@ -1,11 +1,11 @@
 #include <qvcryptoservice/keystore_db.h>
 
-#include "frame/keystore_db/db_backend.h"
-#include "frame/keystore_db/key_table.h"
-#include "frame/keystore_db/key_wrap.h"
-#include "frame/keystore_db/keystore_config.h"
-#include "frame/keystore_db/master_key.h"
-#include "frame/keystore_db/schema.h"
+#include "keystore_db/db_backend.h"
+#include "keystore_db/key_table.h"
+#include "keystore_db/key_wrap.h"
+#include "keystore_db/keystore_config.h"
+#include "keystore_db/master_key.h"
+#include "keystore_db/schema.h"
 #include "platform/private_database_file.h"
 
 #include <openssl/evp.h>

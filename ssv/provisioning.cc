@@ -1,3 +1,6 @@
+// Provisioning a machine's SSV: a new record, staged privately in the machine root and stored
+// under the machine lock.
+
 #include <qvcryptoservice/ssv_crypto.h>
 
 #include "platform/machine_lock.h"
@@ -5,8 +8,8 @@
 #include "platform/machine_trust.h"
 #include "platform/private_file.h"
 #include "ssv/record_sources.h"
-#include "ssv/ssv_layout.h"
-#include "ssv/ssv_record.h"
+#include "ssv/record_layout.h"
+#include "ssv/record.h"
 
 namespace QVCryptoService {
 

@@ -1,6 +1,6 @@
-#include "frame/keystore_db/master_key.h"
+#include "keystore_db/master_key.h"
 
-#include "frame/keystore_db/key_wrap.h"
+#include "keystore_db/key_wrap.h"
 
 #include <qvcryptoservice/ssv_functions.h>
 

@@ -6,7 +6,7 @@
 
 #include "primitives/base64_codec.h"
 #include "primitives/secret_string.h"
-#include "ssv/ssv_log.h"
+#include "ssv/log_lines.h"
 
 #include <string>
 #include <vector>

@@ -1,6 +1,6 @@
-#include "frame/keystore_db/key_wrap.h"
+#include "keystore_db/key_wrap.h"
 
-#include "frame/keystore_db/field_encoding.h"
+#include "keystore_db/field_encoding.h"
 
 #include "primitives/ossl_ptr.h"
 

@@ -10,7 +10,7 @@
 //
 // Stored form: 0x01 (format), generation (8 bytes, big-endian), HMAC-SHA-256 (32 bytes).
 
-#include "frame/keystore_db/stored_key.h"
+#include "keystore_db/stored_key.h"
 
 #include <qvcryptoservice/secure_block.h>
 

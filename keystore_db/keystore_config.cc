@@ -1,4 +1,4 @@
-#include "frame/keystore_db/keystore_config.h"
+#include "keystore_db/keystore_config.h"
 
 #include "platform/system_directory.h"
 

@@ -1,6 +1,6 @@
 // The PostgreSQL backend (libpq): one connection, re-established when the server went away.
 
-#include "frame/keystore_db/db_backend.h"
+#include "keystore_db/db_backend.h"
 
 #include <libpq-fe.h>
 

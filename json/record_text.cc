@@ -1,4 +1,4 @@
-#include "primitives/record_text.h"
+#include "json/record_text.h"
 
 #include <qvcryptoservice/primitives.h>
 #include <qvcryptoservice/zkjson.h>

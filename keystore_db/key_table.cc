@@ -1,6 +1,6 @@
-#include "frame/keystore_db/key_table.h"
+#include "keystore_db/key_table.h"
 
-#include "frame/keystore_db/schema.h"
+#include "keystore_db/schema.h"
 
 #include <algorithm>
 #include <charconv>

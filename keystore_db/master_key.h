@@ -3,7 +3,7 @@
 // Where the keystore's master key comes from: the host (a file or an environment variable with
 // 64 hexadecimal digits), or a random key stored in the database under this machine's SSV.
 
-#include "frame/keystore_db/keystore_config.h"
+#include "keystore_db/keystore_config.h"
 
 #include <qvcryptoservice/result.h>
 #include <qvcryptoservice/secure_block.h>

@@ -1,6 +1,6 @@
 // The SQLite backend: one connection to one file, serialised by the keystore's own lock.
 
-#include "frame/keystore_db/db_backend.h"
+#include "keystore_db/db_backend.h"
 
 #include "platform/private_database_file.h"
 
