@@ -6,10 +6,10 @@
 #include "platform/machine_trust.h"
 #include "platform/system_directory.h"
 #include "ssv/key_deduction.h"
+#include "ssv/log_lines.h"
+#include "ssv/record_layout.h"
 #include "ssv/record_sources.h"
 #include "ssv/share_slots.h"
-#include "ssv/record_layout.h"
-#include "ssv/log_lines.h"
 
 #include <qvcryptoservice/logger.h>
 

@@ -7,9 +7,9 @@
 #include "platform/machine_store.h"
 #include "platform/machine_trust.h"
 #include "platform/private_file.h"
-#include "ssv/record_sources.h"
-#include "ssv/record_layout.h"
 #include "ssv/record.h"
+#include "ssv/record_layout.h"
+#include "ssv/record_sources.h"
 
 namespace QVCryptoService {
 
