@@ -1,8 +1,7 @@
-# Harness of the tool's end-to-end case scripts, sourced once they have set $tool (the tool or a
-# stand-in that runs it), $case_name and $label (the case as failures name it). A case runs in a
-# fresh machine root $root inside a work directory $work that goes away at exit. A failing
-# command gives its documented exit code, nothing on stdout and one line on stderr. A command
-# that uses the built-in demo key warns first on stderr, on a line of its own; no other does.
+# Harness of the tool's end-to-end case scripts, sourced once they set $tool, $case_name and $label
+# (the case in messages). Each case gets a fresh machine root $root in a work directory $work. A
+# failure gives its exit code, nothing on stdout and one line on stderr. A command that uses the
+# built-in demo key warns first on stderr, on a line of its own; no other does.
 set -uo pipefail
 
 umask 022  # the tool refuses a machine root that group or others may write
@@ -80,14 +79,8 @@ table() { grep -v -e '^#' -e '^$' "$1" | tail -n +2; }
 
 # run_case: runs case_$case_name and reports.
 run_case() {
-  if ! declare -F "case_$case_name" >/dev/null; then
-    echo "unknown case $case_name" >&2
-    exit 2
-  fi
-  "case_$case_name"
-  if [[ $failures -ne 0 ]]; then
-    echo "$failures check(s) failed in $label" >&2
-    exit 1
-  fi
+  declare -F "case_$case_name" >/dev/null || fail "no such case"
+  [[ $failures -ne 0 ]] || "case_$case_name"
+  [[ $failures -eq 0 ]] || exit 1
   echo "$label: all checks passed"
 }
