@@ -1,7 +1,6 @@
 #!/usr/bin/env bash
 # End-to-end cases of the qvcrypto tool: cli_cases.sh TOOL DATA_DIR CASE, one path through each
-# command, key source and exit code, with the checks of tests/support/cli_harness.sh. What the
-# library computes is tested with the library; here only that the tool gets it there and back.
+# command, key source and exit code (what the library computes is tested with the library).
 
 tool=$1
 data=$2
@@ -9,8 +8,7 @@ case_name=$3
 label=$case_name
 # shellcheck source=../support/cli_harness.sh
 source "$(dirname "${BASH_SOURCE[0]}")/../support/cli_harness.sh"
-password_file="$work/password"
-printf 'correct horse\n' >"$password_file"
+password_file="$data/password.txt"
 
 # Where the machine's SSV record lives, as the tool names it, and how a case puts a record there
 # behind the tool's back: a file below the machine root on POSIX; the registry of the case's Wine
@@ -43,7 +41,6 @@ round_trip() {
 
 case_usage_errors() {
   while IFS=$'\t' read -r pattern args; do
-    # shellcheck disable=SC2086
     expect_failure 2 "$pattern" "$empty" $args
   done < <(table "$data/usage_errors.tsv")
   # Asking for the password needs a terminal, which the test runner does not give.
@@ -56,7 +53,6 @@ case_help_and_version() {
   expect_success "$empty" --version
   grep -q '^qvcrypto [0-9]' "$work/out" || fail "--version printed '$(cat "$work/out")'"
   for command in "" "ssv init" encrypt "hash derive" "verify password" "hmac verify" inspect explain selftest; do
-    # shellcheck disable=SC2086
     expect_success "$empty" $command --help
     grep -q "^usage: qvcrypto ${command}" "$work/out" || fail "'$command --help' printed no usage line"
   done
@@ -120,7 +116,6 @@ case_machine_root_problems() {
   cp "$data/machine_b/SSV_Data" "$root/stableSystemValues"
   chmod 777 "$root"
   for command in "ssv init" "ssv status" "ssv decrypt"; do
-    # shellcheck disable=SC2086
     expect_failure 3 "$command: machine root $root is writable by group or others" "$data/ssv_text_machine_b.txt" $command
   done
   chmod 755 "$root"
@@ -151,8 +146,7 @@ case_password_round_trip() {
 case_password_prompt() {
   # script gives the tool a terminal; the password typed there must not be echoed back.
   (sleep 0.5; printf 'typed secret\n') | script -qec "'$tool' hash derive --password-prompt" /dev/null >"$work/session"
-  local expected
-  expected=$(TYPED='typed secret' "$tool" hash derive --password-env TYPED)
+  local expected=$(TYPED='typed secret' "$tool" hash derive --password-env TYPED)
   grep -q "Password: " "$work/session" || fail "no prompt on the terminal: $(od -c "$work/session" | head -3)"
   grep -q "typed secret" "$work/session" && fail "the typed password was echoed"
   grep -q -- "$expected" "$work/session" || fail "the typed password derived another key: $(cat "$work/session")"

@@ -24,20 +24,18 @@ fail() {
 
 # run INPUT_FILE ARGS...: runs the tool; sets $code, leaves $work/out and $work/err. Within
 # 'demo' the demo-key warning must come once, first, and is taken off $work/err; elsewhere
-# $unasked_warning counts it. (A Windows program may end its stderr lines with CR LF.)
+# $warnings counts it. (A Windows program may end its stderr lines with CR LF.)
 run() {
-  local input=$1 warnings
+  local input=$1
   shift
   "$tool" "$@" <"$input" >"$work/out" 2>"$work/err"
   code=$?
   warnings=$(tr -d '\r' <"$work/err" | grep -cxF -- "$demo_warning")
-  unasked_warning=0
-  if [[ $want_warning -eq 0 ]]; then
-    unasked_warning=$warnings
-  elif [[ $warnings -ne 1 || $(head -n 1 "$work/err" | tr -d '\r') != "$demo_warning" ]]; then
-    fail "qvcrypto $*: want the demo-key warning once, first on stderr: $(cat "$work/err")"
-  else
+  if [[ $want_warning -eq 1 ]]; then
+    [[ $warnings -eq 1 && $(head -n 1 "$work/err" | tr -d '\r') == "$demo_warning" ]] ||
+      fail "qvcrypto $*: want the demo-key warning once, first on stderr: $(cat "$work/err")"
     sed -i 1d "$work/err"
+    warnings=0
   fi
 }
 
@@ -53,7 +51,7 @@ expect_success() {
   run "$@"
   shift
   [[ $code -eq 0 ]] || fail "qvcrypto $*: exit $code ($(cat "$work/err"))"
-  [[ $unasked_warning -eq 0 ]] || fail "qvcrypto $*: warned of the demo key without being asked to use it"
+  [[ $warnings -eq 0 ]] || fail "qvcrypto $*: warned of the demo key without being asked to use it"
 }
 
 # expect_failure CODE PATTERN INPUT_FILE ARGS...: the code, and PATTERN on the one line of stderr.
@@ -63,7 +61,7 @@ expect_failure() {
   run "$@"
   shift
   [[ $code -eq $want ]] || fail "qvcrypto $*: exit $code, want $want ($(head -c 300 "$work/err"))"
-  [[ $unasked_warning -eq 0 ]] || fail "qvcrypto $*: warned of the demo key without being asked to use it"
+  [[ $warnings -eq 0 ]] || fail "qvcrypto $*: warned of the demo key without being asked to use it"
   [[ ! -s $work/out ]] || fail "qvcrypto $*: wrote $(wc -c <"$work/out") bytes to stdout"
   [[ $(wc -l <"$work/err") -eq 1 ]] || fail "qvcrypto $*: not one line on stderr: $(cat "$work/err")"
   grep -Eq -- "$pattern" "$work/err" || fail "qvcrypto $*: stderr '$(cat "$work/err")' lacks /$pattern/"
