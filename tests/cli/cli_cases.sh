@@ -68,7 +68,7 @@ case_explain() {
 
 case_ssv_round_trip() {
   local id
-  expect_failure 3 "ssv status: no readable SSV record at .*SSV_Data \(run 'qvcrypto ssv init'\)$" "$empty" ssv status
+  expect_failure 3 "ssv status: no readable SSV record at .*SSV_Data \(run 'qvcrypto ssv init'\)" "$empty" ssv status
   expect_failure 3 "ssv encrypt: SSV file not found or corrupted .*ssv init" "$(text secret)" ssv encrypt
   expect_success "$empty" ssv init
   id=$(grep -Eo '^SSV ready, component id [0-9a-f]{32}$' "$work/out" | grep -Eo '[0-9a-f]{32}') ||
