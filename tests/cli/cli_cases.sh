@@ -10,9 +10,8 @@ label=$case_name
 source "$(dirname "${BASH_SOURCE[0]}")/../support/cli_harness.sh"
 password_file="$data/password.txt"
 
-# Where the machine's SSV record lives, as the tool names it, and how a case puts a record there
-# behind the tool's back: a file below the machine root on POSIX; the registry of the case's Wine
-# prefix when the tool is a Windows program (QVCS_WINE_TOOL, see wine-tool).
+# Where the tool says the SSV record lives, and how a case plants one: a file below the machine
+# root on POSIX, the registry of the case's Wine prefix for a Windows program (see wine-tool).
 if [[ -n ${QVCS_WINE_TOOL:-} ]]; then
   record_location='HKLM\SOFTWARE\Classes\SSV, value SSV_Data'
   install_record() {
@@ -52,7 +51,9 @@ case_usage_errors() {
 case_help_and_version() {
   expect_success "$empty" --version
   grep -q '^qvcrypto [0-9]' "$work/out" || fail "--version printed '$(cat "$work/out")'"
-  for command in "" "ssv init" encrypt "hash derive" "verify password" "hmac verify" inspect explain selftest; do
+  for command in "" "ssv init" "ssv status" "ssv encrypt" "ssv decrypt" encrypt decrypt rewrap "hash digest" \
+    "hash checksum" "hash password" "hash derive" "verify digest" "verify checksum" "verify password" "hmac sign" \
+    "hmac verify" inspect explain selftest; do
     expect_success "$empty" $command --help
     grep -q "^usage: qvcrypto ${command}" "$work/out" || fail "'$command --help' printed no usage line"
   done
@@ -71,8 +72,7 @@ case_ssv_round_trip() {
   expect_failure 3 "ssv status: no readable SSV record at .*SSV_Data \(run 'qvcrypto ssv init'\)" "$empty" ssv status
   expect_failure 3 "ssv encrypt: SSV file not found or corrupted .*ssv init" "$(text secret)" ssv encrypt
   expect_success "$empty" ssv init
-  id=$(grep -Eo '^SSV ready, component id [0-9a-f]{32}$' "$work/out" | grep -Eo '[0-9a-f]{32}') ||
-    fail "ssv init printed '$(cat "$work/out")'"
+  id=$(sed -En 's/^SSV ready, component id ([0-9a-f]{32})$/\1/p' "$work/out")  # status shows it, or fails
   expect_success "$empty" ssv status
   expect_output "record:       $record_location"
   expect_output "loaded from:  store $record_location"
@@ -126,6 +126,7 @@ case_machine_root_problems() {
 case_keystore_round_trip() {
   demo round_trip "$(text "demo data")" encrypt --keystore ZKSystem
   demo expect_failure 2 "no cipher text given" "$empty" decrypt --demo-key
+  demo expect_failure 3 'decrypt with keystore "ZKSystem": PXA corrupted data' "$(text "B$(cut -c2- "$work/cipher")")" decrypt --demo-key
   demo expect_success "$(text "message")" hmac sign --demo-key
   cp "$work/out" "$work/mac"
   demo expect_success "$(text "message")" hmac verify "$(cat "$work/mac")" --keystore ZKSystem
@@ -152,8 +153,7 @@ case_password_prompt() {
   grep -q -- "$expected" "$work/session" || fail "the typed password derived another key: $(cat "$work/session")"
 }
 
-# Hashing records verify the data they were made of; inspect names each kind of record and shows
-# its fields, the protected bytes only by length.
+# Records verify their data; inspect names each kind and its fields, protected bytes by length only.
 case_records() {
   for kind in digest checksum; do
     expect_success "$(text "some data")" hash "$kind"
