@@ -1,63 +1,23 @@
 #!/usr/bin/env bash
 # End-to-end cases of qvcrypto's keystore commands: key_cli_cases.sh TOOL BACKEND CASE, with
 # BACKEND sqlite or postgresql (a database of its own on the test cluster whose connection
-# string QVKS_PG_CONNINFO_FILE holds). Each case runs in a fresh machine root and checks exit
-# codes, standard output and the one line on standard error of every failure.
-set -uo pipefail
+# string QVKS_PG_CONNINFO_FILE holds). The checks are those of tests/support/cli_harness.sh.
 
 tool=$1
 backend=$2
 case_name=$3
 
-work=$(mktemp -d)
+label="$case_name/$backend"
+# shellcheck source=../support/cli_harness.sh
+source "$(dirname "${BASH_SOURCE[0]}")/../support/cli_harness.sh"
 admin=""
 database=""
-cleanup() {
+drop_database() {
   if [[ -n $database ]]; then
     psql "$admin" -qc "DROP DATABASE IF EXISTS $database WITH (FORCE)" >/dev/null 2>&1
   fi
-  rm -rf "$work"
 }
-trap cleanup EXIT
-root="$work/root"
-mkdir -m 700 "$root"  # the library refuses a machine root that group or others may write
-export QVCRYPTO_MACHINE_ROOT="$root"
-failures=0
-
-fail() {
-  echo "FAIL [$case_name/$backend] $*" >&2
-  failures=$((failures + 1))
-}
-
-run() {
-  local input=$1
-  shift
-  "$tool" "$@" <"$input" >"$work/out" 2>"$work/err"
-  code=$?
-}
-
-expect_failure() {
-  local want=$1 pattern=$2
-  shift 2
-  run "$@"
-  shift
-  [[ $code -eq $want ]] || fail "qvcrypto $*: exit $code, want $want ($(head -c 300 "$work/err"))"
-  [[ ! -s $work/out ]] || fail "qvcrypto $*: wrote $(wc -c <"$work/out") bytes to stdout"
-  local lines
-  lines=$(wc -l <"$work/err")
-  [[ $lines -eq 1 ]] || fail "qvcrypto $*: $lines lines on stderr: $(cat "$work/err")"
-  grep -Eq -- "$pattern" "$work/err" || fail "qvcrypto $*: stderr '$(cat "$work/err")' lacks /$pattern/"
-}
-
-expect_success() {
-  run "$@"
-  shift
-  [[ $code -eq 0 ]] || fail "qvcrypto $*: exit $code ($(cat "$work/err"))"
-}
-
-text() { printf '%s' "$1" >"$work/in"; echo "$work/in"; }
-empty="$work/empty"
-: >"$empty"
+trap 'drop_database; remove_work' EXIT
 
 # The keystore configuration: SQLite in the work directory under the SSV, or PostgreSQL with a
 # host master key. config_with MASTER_JSON writes another configuration on the same database.
@@ -235,13 +195,4 @@ case_database_down() {
   expect_failure 3 "database error" "$(text data)" encrypt --keystore-config "$work/down.json"
 }
 
-if ! declare -F "case_$case_name" >/dev/null; then
-  echo "unknown case $case_name" >&2
-  exit 2
-fi
-"case_$case_name"
-if [[ $failures -ne 0 ]]; then
-  echo "$failures check(s) failed in $case_name ($backend)" >&2
-  exit 1
-fi
-echo "$case_name ($backend): all checks passed"
+run_case
