@@ -88,12 +88,18 @@ class QVKeystoreDb::Impl {
   using Versions = std::map<std::int32_t, StoredKey>;
 
   std::int32_t RefreshLocked();
+  // Settle is how every change reaches the cache: once its transaction has committed, the key set
+  // it committed replaces the one loaded before. No change patches the cache by a rule of its own.
+  std::int32_t Settle(EQVKeystoreCode code, std::vector<StoredKey> committed);
   static std::map<std::string, Versions> Index(std::vector<StoredKey> rows);
   // EstablishMasterKey finds (or, for a new keystore, makes) the master key and the keystore's
   // id, and checks the master key against the database.
   std::int32_t EstablishMasterKey(KeyTable& table, const KeystoreConfig& config, SecureBlock& masterKey,
                                   std::string& keystoreId);
   std::optional<std::string> Wrap(const StoredKey& row);
+  MakeWrapped WrapNew() {
+    return [this](const StoredKey& pending) { return Wrap(pending); };
+  }
 
   std::mutex mutex_;
   std::unique_ptr<DbBackend> db_;
@@ -275,6 +281,13 @@ std::int32_t QVKeystoreDb::Impl::RefreshLocked() {
   return KS_SUCCESS;
 }
 
+std::int32_t QVKeystoreDb::Impl::Settle(EQVKeystoreCode code, std::vector<StoredKey> committed) {
+  if (code == KS_SUCCESS) {
+    keys_ = Index(std::move(committed));
+  }
+  return code;
+}
+
 std::int32_t QVKeystoreDb::Impl::Refresh() {
   const std::lock_guard lock(mutex_);
   return RefreshLocked();
@@ -309,11 +322,9 @@ std::int32_t QVKeystoreDb::Impl::Create(const std::string& name, const QVKeyCont
   if (!table_) {
     return KS_ERR_DATABASE;
   }
-  const EQVKeystoreCode code = table_->CreateFirst(row, [this](const StoredKey& pending) { return Wrap(pending); });
-  if (code == KS_SUCCESS) {
-    keys_[name][row.version] = row;
-  }
-  return code;
+  std::vector<StoredKey> committed;
+  const EQVKeystoreCode code = table_->CreateFirst(row, WrapNew(), committed);
+  return Settle(code, std::move(committed));
 }
 
 std::int32_t QVKeystoreDb::Impl::Rotate(const std::string& name, std::optional<std::int32_t> expectedVersion) {
@@ -334,28 +345,13 @@ std::int32_t QVKeystoreDb::Impl::Rotate(const std::string& name, std::optional<s
     }
     expectedVersion = found->second.rbegin()->first;
   }
-  const std::int64_t now = Now();
-  StoredKey row;
-  const EQVKeystoreCode code =
-      table_->Rotate(name, *expectedVersion, now, row, [this](const StoredKey& pending) { return Wrap(pending); });
-  if (code == KS_SUCCESS) {
-    const auto named = keys_.find(name);
-    if (named == keys_.end()) {
-      (void)RefreshLocked();  // rotated a key this keystore had not loaded yet
-      return code;
-    }
-    for (auto& [version, stored] : named->second) {
-      if (stored.state == kStateActive || stored.state == kStatePreActive) {
-        stored.state = kStateDeactivated;
-        stored.deactivatedAt = now;
-      }
-    }
-    named->second[row.version] = row;
-  } else if (code == KS_ERR_KEY_VERSION_EXISTS) {
+  std::vector<StoredKey> committed;
+  const EQVKeystoreCode code = table_->Rotate(name, *expectedVersion, Now(), WrapNew(), committed);
+  if (code == KS_ERR_KEY_VERSION_EXISTS) {
     // Another process rotated first: serve its version from now on.
     (void)RefreshLocked();
   }
-  return code;
+  return Settle(code, std::move(committed));
 }
 
 std::int32_t QVKeystoreDb::Impl::Destroy(const std::string& name, std::int32_t version) {
@@ -366,25 +362,9 @@ std::int32_t QVKeystoreDb::Impl::Destroy(const std::string& name, std::int32_t v
   if (!table_) {
     return KS_ERR_DATABASE;
   }
-  const std::int64_t now = Now();
-  const EQVKeystoreCode code = table_->Destroy(name, version, now);
-  if (code == KS_SUCCESS) {
-    const auto named = keys_.find(name);
-    if (named == keys_.end()) {
-      (void)RefreshLocked();  // destroyed a key this keystore had not loaded yet
-      return code;
-    }
-    for (auto& [number, stored] : named->second) {
-      if ((version == 0 || number == version) && stored.state != kStateDestroyed) {
-        stored.state = kStateDestroyed;
-        stored.wrapped.clear();
-        if (stored.deactivatedAt == 0) {
-          stored.deactivatedAt = now;
-        }
-      }
-    }
-  }
-  return code;
+  std::vector<StoredKey> committed;
+  const EQVKeystoreCode code = table_->Destroy(name, version, Now(), committed);
+  return Settle(code, std::move(committed));
 }
 
 std::int32_t QVKeystoreDb::Impl::Retire(const std::string& name, std::int32_t version) {
@@ -395,11 +375,9 @@ std::int32_t QVKeystoreDb::Impl::Retire(const std::string& name, std::int32_t ve
   if (!table_) {
     return KS_ERR_DATABASE;
   }
-  const EQVKeystoreCode code = table_->Retire(name, version, Now());
-  if (code == KS_SUCCESS) {
-    (void)RefreshLocked();
-  }
-  return code;
+  std::vector<StoredKey> committed;
+  const EQVKeystoreCode code = table_->Retire(name, version, Now(), committed);
+  return Settle(code, std::move(committed));
 }
 
 std::int32_t QVKeystoreDb::Impl::Get(const std::string& name, SecureBlock& key, QVKeyControlData& ctl,
