@@ -239,13 +239,15 @@ void UseKeystoreConfig(const std::string& file) {
     Usage("keystore configuration " + file + " is not JSON: " + why);
   }
   auto keystore = std::make_shared<QVKeystoreDb>();
-  const std::int32_t code = keystore->initialize(config);
+  std::string reason;
+  const std::int32_t code = keystore->initialize(config, reason);
+  const std::string because = reason.empty() ? std::string() : ": " + reason;
   if (code == KS_ERR_INVALID_PARAMETERS) {
-    Usage("keystore configuration " + file +
-          " is not valid (backend \"sqlite\" or \"postgresql\", its \"path\" or \"connection\", and a \"masterKey\" "
+    Usage("keystore configuration " + file + " is not valid" + because +
+          " (backend \"sqlite\" or \"postgresql\", its \"path\" or \"connection\", and a \"masterKey\" "
           "whose file or variable holds 64 hexadecimal digits)");
   }
-  Check("keystore " + file, code);
+  Check("keystore " + file + because, code);
   Configured() = keystore;
   (void)SetKeystore(std::string(kDefaultKeystore), keystore);
 }

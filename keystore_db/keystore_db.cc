@@ -66,6 +66,24 @@ std::int32_t KeyShape(const QVKeyControlData* ctl, StoredKey& row) {
 
 constexpr std::size_t kKeystoreIdLength = 16;
 
+// MakeOneLine joins the lines of a database library's message (libpq's end in a line break and
+// may add an indented hint) into one, each run of white space one space.
+void MakeOneLine(std::string& text) {
+  std::string line;
+  for (const char c : text) {
+    const bool space = c == ' ' || c == '\n' || c == '\r' || c == '\t';
+    if (!space) {
+      line += c;
+    } else if (!line.empty() && line.back() != ' ') {
+      line += ' ';
+    }
+  }
+  if (!line.empty() && line.back() == ' ') {
+    line.pop_back();
+  }
+  text = std::move(line);
+}
+
 KeyBinding BindingOf(const std::string& keystoreId, const StoredKey& row) {
   return {keystoreId, row.name, row.version, row.algorithm, row.keyLength};
 }
@@ -74,7 +92,7 @@ KeyBinding BindingOf(const std::string& keystoreId, const StoredKey& row) {
 
 class QVKeystoreDb::Impl {
  public:
-  std::int32_t Initialize(const zkJson::Value& value);
+  std::int32_t Initialize(const zkJson::Value& value, std::string& reason);
   std::int32_t Refresh();
   std::int32_t ReSync();
   std::int32_t Create(const std::string& name, const QVKeyControlData* ctl);
@@ -95,7 +113,7 @@ class QVKeystoreDb::Impl {
   // EstablishMasterKey finds (or, for a new keystore, makes) the master key and the keystore's
   // id, and checks the master key against the database.
   std::int32_t EstablishMasterKey(KeyTable& table, const KeystoreConfig& config, SecureBlock& masterKey,
-                                  std::string& keystoreId);
+                                  std::string& keystoreId, std::string& reason);
   std::optional<std::string> Wrap(const StoredKey& row);
   MakeWrapped WrapNew() {
     return [this](const StoredKey& pending) { return Wrap(pending); };
@@ -121,7 +139,8 @@ std::optional<std::string> QVKeystoreDb::Impl::Wrap(const StoredKey& row) {
 }
 
 std::int32_t QVKeystoreDb::Impl::EstablishMasterKey(KeyTable& table, const KeystoreConfig& config,
-                                                    SecureBlock& masterKey, std::string& keystoreId) {
+                                                    SecureBlock& masterKey, std::string& keystoreId,
+                                                    std::string& reason) {
   const std::vector<std::string> items = {std::string(kMetaMasterCheck), std::string(kMetaMasterUnderSsv),
                                           std::string(kMetaKeystoreId), std::string(kMetaKeySet)};
   // Twice at most: a new keystore stores its master key (unless another process just did), then
@@ -155,11 +174,8 @@ std::int32_t QVKeystoreDb::Impl::EstablishMasterKey(KeyTable& table, const Keyst
         return code;
       }
       toStore.emplace_back(kMetaMasterUnderSsv, std::move(sealed));
-    } else {
-      std::string error;
-      if (!LoadHostMasterKey(config, candidate, error)) {
-        return KS_ERR_INVALID_PARAMETERS;
-      }
+    } else if (!LoadHostMasterKey(config, candidate, reason)) {
+      return KS_ERR_INVALID_PARAMETERS;
     }
     if (check) {
       if (!VerifyMasterCheck(candidate, *check)) {
@@ -201,10 +217,10 @@ std::int32_t QVKeystoreDb::Impl::EstablishMasterKey(KeyTable& table, const Keyst
   return KS_ERR_CORRUPTED;
 }
 
-std::int32_t QVKeystoreDb::Impl::Initialize(const zkJson::Value& value) {
+std::int32_t QVKeystoreDb::Impl::Initialize(const zkJson::Value& value, std::string& reason) {
+  reason.clear();
   KeystoreConfig config;
-  std::string error;
-  if (!ParseConfig(value, config, error)) {
+  if (!ParseConfig(value, config, reason)) {
     return KS_ERR_INVALID_PARAMETERS;
   }
   // Everything that can be checked without the database is, so that a bad configuration
@@ -215,38 +231,46 @@ std::int32_t QVKeystoreDb::Impl::Initialize(const zkJson::Value& value) {
     }
   } else {
     SecureBlock probe;
-    if (!LoadHostMasterKey(config, probe, error)) {
+    if (!LoadHostMasterKey(config, probe, reason)) {
       return KS_ERR_INVALID_PARAMETERS;
     }
   }
   std::unique_ptr<DbBackend> db;
   if (config.backend == BackendKind::kSqlite) {
     if (config.sqlitePath.empty()) {
+      reason = "no \"path\" given and no machine root to keep the default database in";
       return KS_ERR_INVALID_PARAMETERS;
     }
     if (config.sqlitePath == DefaultSqlitePath()) {
       // Made private from the start; should it fail, opening the file below reports it.
       (void)platform::MakePrivateDirectories(std::filesystem::path(config.sqlitePath).parent_path().string());
     }
-    db = OpenSqlite(config.sqlitePath, config.busyTimeoutMs, error);
+    db = OpenSqlite(config.sqlitePath, config.busyTimeoutMs, reason);
   } else {
-    db = OpenPostgres(config.connection, config.busyTimeoutMs, error);
+    db = OpenPostgres(config.connection, config.busyTimeoutMs, reason);
   }
   if (!db) {
     return KS_ERR_DATABASE;
   }
   auto table = std::make_unique<KeyTable>(*db);
   if (const EQVKeystoreCode code = table->CreateSchema(); code != KS_SUCCESS) {
+    reason = table->LastError();
     return code;
   }
   SecureBlock masterKey;
   std::string keystoreId;
-  if (const std::int32_t code = EstablishMasterKey(*table, config, masterKey, keystoreId); code != KS_SUCCESS) {
+  if (const std::int32_t code = EstablishMasterKey(*table, config, masterKey, keystoreId, reason); code != KS_SUCCESS) {
+    if (code == KS_ERR_DATABASE) {
+      reason = table->LastError();
+    }
     return code;
   }
   table->UseSeal(KeySetSeal(masterKey, keystoreId));
   std::vector<StoredKey> rows;
   if (const EQVKeystoreCode code = table->LoadAll(rows); code != KS_SUCCESS) {
+    if (code == KS_ERR_DATABASE) {
+      reason = table->LastError();
+    }
     return code;
   }
   const std::lock_guard lock(mutex_);
@@ -456,7 +480,15 @@ std::string QVKeystoreDb::getPluginName() { return "QVKeystoreDb"; }
 std::string QVKeystoreDb::getPluginDescription() {
   return "Keystore in SQLite or PostgreSQL, each key wrapped under a master key";
 }
-std::int32_t QVKeystoreDb::initialize(const zkJson::Value& config) { return impl_->Initialize(config); }
+std::int32_t QVKeystoreDb::initialize(const zkJson::Value& config) {
+  std::string reason;
+  return impl_->Initialize(config, reason);
+}
+std::int32_t QVKeystoreDb::initialize(const zkJson::Value& config, std::string& reason) {
+  const std::int32_t code = impl_->Initialize(config, reason);
+  MakeOneLine(reason);
+  return code;
+}
 std::int32_t QVKeystoreDb::refreshKeys(bool /*versionMissing*/) { return impl_->Refresh(); }
 std::int32_t QVKeystoreDb::createKey(const std::string& name, const QVKeyControlData* ctl) {
   return impl_->Create(name, ctl);

@@ -149,12 +149,6 @@ cannot read keystore configuration $work/missing.json|key list --keystore-config
 TABLE
   printf '{"backend": "sqlite",' >"$work/broken.json"
   expect_failure 2 "keystore configuration $work/broken.json is not JSON" "$empty" key list --keystore-config "$work/broken.json"
-  printf '{"backend": "oracle", "masterKey": {"source": "ssv"}}' >"$work/oracle.json"
-  expect_failure 2 "keystore configuration $work/oracle.json is not valid" "$empty" key list --keystore-config "$work/oracle.json"
-  printf '{"backend": "sqlite", "path": "%s/never.db", "masterKey": {"source": "host", "file": "%s/nokey"}}' \
-    "$work" "$work" >"$work/nokey.json"
-  expect_failure 2 "is not valid" "$empty" key list --keystore-config "$work/nokey.json"
-  [[ ! -e $work/never.db ]] || fail "a refused configuration created its database"
 }
 
 case_rotation() {
@@ -223,16 +217,36 @@ case_master_key() {
   fi
 }
 
-case_database_down() {
-  if [[ $backend == sqlite ]]; then
-    printf '{"backend": "sqlite", "path": "%s/no/such/dir/keys.db", "masterKey": {"source": "ssv"}}' "$work" >"$work/down.json"
-  else
-    printf '{"backend": "postgresql", "connection": "host=127.0.0.1 port=1 user=x dbname=x", "masterKey": %s}' \
-      "$master" >"$work/down.json"
-  fi
-  expect_failure 3 "KEYSTORE operation failure due to database error \[0x100000001\]" "$empty" \
-    key list --keystore-config "$work/down.json"
-  expect_failure 3 "database error" "$(text data)" encrypt --keystore-config "$work/down.json"
+# Every kind of refusal a user can cause, each with its reason on the one line of standard error:
+# exit code|what follows "keystore [configuration] FILE"|the configuration.
+case_refusals() {
+  printf 'not a database' >"$work/text.db"
+  : >"$work/shared.db"
+  chmod 600 "$work/text.db"
+  chmod 666 "$work/shared.db"
+  printf '12\n' >"$work/short.hex"
+  local sqlite="\"backend\": \"sqlite\", \"path\": \"$work/never.db\""
+  local key="\"masterKey\": {\"source\": \"host\", \"file\": \"$work/master.hex\"}"
+  local refused="$work/refused.json"
+  while IFS='|' read -r want reason json; do
+    printf '%s' "$json" >"$refused"
+    expect_failure "$want" "^qvcrypto: keystore (configuration )?$refused(:| is not valid:) $reason" "$empty" \
+      key list --keystore-config "$refused"
+  done <<TABLE
+2|"backend" must be "sqlite" or "postgresql" \(backend|{"backend": "oracle", $key}
+2|unknown member "pathh" in the configuration|{"backend": "sqlite", "pathh": "$work/never.db", $key}
+2|"masterKey" is missing|{$sqlite}
+2|cannot read the master key file $work/nokey|{$sqlite, "masterKey": {"source": "host", "file": "$work/nokey"}}
+2|the master key variable QVKS_UNSET_MASTER is not set|{$sqlite, "masterKey": {"source": "host", "env": "QVKS_UNSET_MASTER"}}
+2|the master key must be 64 hexadecimal digits|{$sqlite, "masterKey": {"source": "host", "file": "$work/short.hex"}}
+3|cannot create $work/no/such/dir/keys.db: .*database error \[0x100000001\]|{"backend": "sqlite", "path": "$work/no/such/dir/keys.db", $key}
+3|$work/shared.db is writable by group or others: .*database error|{"backend": "sqlite", "path": "$work/shared.db", $key}
+3|file is not a database: Corrupted keystore data \[0x10000000f\]|{"backend": "sqlite", "path": "$work/text.db", $key}
+3|connection to server .* failed: .*database error|{"backend": "postgresql", "connection": "host=127.0.0.1 port=1 user=x dbname=x", $key}
+TABLE
+  [[ ! -e $work/never.db ]] || fail "a refused configuration created its database"
+  # A command that reaches a key through the configuration says the same.
+  expect_failure 3 "^qvcrypto: keystore $refused: connection to server" "$(text data)" encrypt --keystore-config "$refused"
 }
 
 if ! declare -F "case_$case_name" >/dev/null; then
