@@ -64,23 +64,6 @@ std::int32_t Version(const Invocation& invocation, bool allowAll) {
   return version;
 }
 
-std::string StateName(std::int32_t state) {
-  switch (state) {
-    case 1:
-      return "pre-active";
-    case 2:
-      return "active";
-    case 3:
-      return "deactivated";
-    case 4:
-      return "compromised";
-    case 5:
-      return "destroyed";
-    default:
-      return "state " + std::to_string(state);
-  }
-}
-
 std::string UtcTime(std::int64_t seconds) {
   if (seconds <= 0) {
     return "-";
@@ -127,7 +110,7 @@ int RunKeyRotate(const Invocation& invocation) {
   QVKeyControlData after;
   Check("key rotate " + name, keystore.getKey(name, key, after, 0));
   std::string line = "rotated " + name + ": version " + std::to_string(after.version) + " active";
-  if (hadCurrent && before.state == 2) {
+  if (hadCurrent) {  // version 0 is the active version or nothing
     line += ", version " + std::to_string(before.version) + " deactivated (still decrypts and validates)";
   }
   WriteStandardOutput(line + "\n");
@@ -149,7 +132,7 @@ int RunKeyList(const Invocation& invocation) {
   text += line;
   for (const QVKeyDescription& key : keys) {
     std::snprintf(line, sizeof line, "%-*s  %7d  %-11s  %-12s  %-20s  %s\n", static_cast<int>(nameWidth),
-                  key.name.c_str(), key.version, StateName(key.state).c_str(), key.algorithm.c_str(),
+                  key.name.c_str(), key.version, QVKeystoreDb::stateName(key.state).c_str(), key.algorithm.c_str(),
                   UtcTime(key.createdAt).c_str(), UtcTime(key.deactivatedAt).c_str());
     text += line;
   }

@@ -525,4 +525,21 @@ std::int32_t QVKeystoreDb::retireKey(const std::string& name, std::int32_t versi
 }
 std::int32_t QVKeystoreDb::describeKeys(std::vector<QVKeyDescription>& keys) { return impl_->Describe(keys); }
 
+std::string QVKeystoreDb::stateName(std::int32_t state) {
+  switch (state) {
+    case kStatePreActive:
+      return "pre-active";
+    case kStateActive:
+      return "active";
+    case kStateDeactivated:
+      return "deactivated";
+    case kStateCompromised:
+      return "compromised";
+    case kStateDestroyed:
+      return "destroyed";
+    default:
+      return "state " + std::to_string(state);
+  }
+}
+
 }  // namespace QVCryptoService

@@ -147,6 +147,9 @@ class QVKSDB_EXPORT QVKeystoreDb : public IQVKeyStore {
   std::int32_t retireKey(const std::string& name, std::int32_t version);
   // describeKeys replaces `keys` with every version (destroyed ones too), without material.
   std::int32_t describeKeys(std::vector<QVKeyDescription>& keys);
+  // stateName names a version's state as the keystore's tools show it: "pre-active", "active",
+  // "deactivated", "compromised", "destroyed", or "state N" for a number that is none of them.
+  static std::string stateName(std::int32_t state);
 
  private:
   class Impl;
