@@ -1,22 +1,141 @@
 // The keystore on each backend: versions and states, the code of each refusal, edits of the key
 // set by someone without the master key, and a database that stops answering.
 
-#include "tests/keystore_db/keystore_db_fixture.h"
+#include "keystore_db/db_backend.h"
+#include "tests/platform/machine_root_fixture.h"
 
 #include <qvcryptoservice/encryption_functions.h>
+#include <qvcryptoservice/keystore_db.h>
 #include <qvcryptoservice/qvpax.h>
+#include <qvcryptoservice/ssv_crypto.h>
+#include <qvcryptoservice/zkjson_value.h>
 
+#include <gtest/gtest.h>
+#include <openssl/rand.h>
+
+#include <cstdlib>
+#include <fstream>
 #include <functional>
+#include <random>
 #include <thread>
 
 namespace keystoredbtest {
 namespace {
 
-using namespace QVCryptoService;
-using keystore_db::DbParam;
-using keystore_db::DbStatus;
+enum class Backend { kSqlite, kPostgres };
 
-using KeystoreTest = KeystoreDbTest;
+using namespace QVCryptoService;
+using namespace QVCryptoService::keystore_db;
+
+std::string PgAdminConnection() {
+  const char* file = std::getenv("QVKS_PG_CONNINFO_FILE");
+  std::ifstream in(file != nullptr ? file : "");
+  std::string connection;
+  std::getline(in, connection);
+  EXPECT_FALSE(connection.empty()) << "no PostgreSQL test cluster in QVKS_PG_CONNINFO_FILE (run through ctest)";
+  return connection;
+}
+
+// Each test gets a fresh machine root with an SSV, a host master key file and an empty database
+// of the backend under test: a temporary SQLite file, or a database of its own on the test
+// cluster. The tests look at and damage the stored rows through the keystore's database layer.
+class KeystoreTest : public testing::TestWithParam<Backend> {
+ protected:
+  void SetUp() override {
+    root_.emplace();
+    (void)InitLibrary();
+    ASSERT_EQ(QVSSVCrypto::generateSSV(root_->string(), false), KS_SUCCESS);
+    hostKeyFile_ = WriteKeyFile("master.hex");
+    if (GetParam() == Backend::kSqlite) {
+      sqlitePath_ = root_->path() / "keys.db";
+      return;
+    }
+    databaseName_ = "qvks_test_" + std::to_string(std::random_device()());
+    AdminSql("CREATE DATABASE " + databaseName_);
+    connection_ = PgAdminConnection() + " dbname=" + databaseName_;  // the last value of a keyword wins
+  }
+  void TearDown() override {
+    if (!databaseName_.empty()) {
+      AdminSql("DROP DATABASE IF EXISTS " + databaseName_ + " WITH (FORCE)");
+    }
+  }
+
+  // Config: this test's database with the master key from "host" (the test's file, or `keyFile`)
+  // or from "ssv".
+  zkJson::Value Config(const std::string& source = "host", const std::filesystem::path& keyFile = {}) const {
+    zkJson::Value config(zkJson::objectValue);
+    const bool sqlite = GetParam() == Backend::kSqlite;
+    config["backend"] = sqlite ? "sqlite" : "postgresql";
+    config[sqlite ? "path" : "connection"] = sqlite ? sqlitePath_.string() : connection_;
+    config["masterKey"]["source"] = source;
+    if (source == "host") {
+      config["masterKey"]["file"] = (keyFile.empty() ? hostKeyFile_ : keyFile).string();
+    }
+    return config;
+  }
+  std::unique_ptr<QVKeystoreDb> Open(const std::string& source = "host") const {
+    auto keystore = std::make_unique<QVKeystoreDb>();
+    EXPECT_EQ(keystore->initialize(Config(source)), KS_SUCCESS);
+    return keystore;
+  }
+  std::filesystem::path WriteKeyFile(const std::string& fileName) const {
+    unsigned char key[32];
+    EXPECT_EQ(RAND_bytes(key, sizeof key), 1);
+    std::ofstream file(root_->path() / fileName);
+    for (const unsigned char byte : key) {
+      file << "0123456789abcdef"[byte >> 4] << "0123456789abcdef"[byte & 15];
+    }
+    file << "\n";
+    return root_->path() / fileName;
+  }
+
+  // Connect opens a connection of its own to this test's database.
+  std::unique_ptr<DbBackend> Connect() const {
+    std::string error;
+    std::unique_ptr<DbBackend> db = GetParam() == Backend::kSqlite ? OpenSqlite(sqlitePath_.string(), 5000, error)
+                                                                   : OpenPostgres(connection_, 5000, error);
+    EXPECT_TRUE(db) << error;
+    return db;
+  }
+  // Sql runs one statement on a new connection and returns its rows, NULL as nothing.
+  std::vector<std::vector<std::optional<std::string>>> Sql(const std::string& statement,
+                                                           const std::vector<DbParam>& params = {}) const {
+    std::vector<DbRow> found;
+    const std::unique_ptr<DbBackend> db = Connect();
+    EXPECT_EQ(db->Execute(statement, params, &found), DbStatus::kOk) << statement << ": " << db->LastError();
+    std::vector<std::vector<std::optional<std::string>>> rows;
+    for (const DbRow& row : found) {
+      rows.emplace_back();
+      for (const DbCell& cell : row) {
+        rows.back().push_back(cell.null ? std::nullopt : std::optional<std::string>(cell.bytes));
+      }
+    }
+    return rows;
+  }
+  std::string Wrapped(const std::string& name, int version) const {
+    const auto rows = Sql("SELECT wrapped FROM qvks_keys WHERE name = $1 AND version = $2",
+                          {DbParam::Text(name), DbParam::Int(version)});
+    return rows.size() == 1 && rows[0][0] ? *rows[0][0] : std::string();
+  }
+  void SetWrapped(const std::string& name, int version, const std::string& bytes) const {
+    Sql("UPDATE qvks_keys SET wrapped = $1 WHERE name = $2 AND version = $3",
+        {DbParam::Blob(bytes), DbParam::Text(name), DbParam::Int(version)});
+  }
+
+ private:
+  static void AdminSql(const std::string& statement) {
+    std::string error;
+    const std::unique_ptr<DbBackend> admin = OpenPostgres(PgAdminConnection(), 5000, error);
+    ASSERT_TRUE(admin) << error;
+    EXPECT_EQ(admin->Execute(statement, {}, nullptr), DbStatus::kOk) << statement << ": " << admin->LastError();
+  }
+
+  std::optional<testsupport::TempMachineRoot> root_;
+  std::filesystem::path hostKeyFile_;
+  std::filesystem::path sqlitePath_;
+  std::string databaseName_;
+  std::string connection_;
+};
 
 QVKeyControlData Shape(const std::string& algorithm, std::int32_t keyLength = 0, std::int32_t state = 0) {
   QVKeyControlData ctl;
@@ -363,7 +482,10 @@ TEST_P(KeystoreTest, KeystoresRotatingAtOnceMakeExactlyOneNewVersion) {
             (std::vector<std::optional<std::string>>{"2", "2"}));
 }
 
-INSTANTIATE_TEST_SUITE_P(Backends, KeystoreTest, testing::Values(Backend::kSqlite, Backend::kPostgres), BackendName);
+INSTANTIATE_TEST_SUITE_P(Backends, KeystoreTest, testing::Values(Backend::kSqlite, Backend::kPostgres),
+                         [](const auto& backend) {
+                           return backend.param == Backend::kSqlite ? "SQLite" : "PostgreSQL";
+                         });
 
 }  // namespace
 }  // namespace keystoredbtest
