@@ -4,11 +4,19 @@
 #include "keystore_db/key_wrap.h"
 #include "keystore_db/keystore_config.h"
 #include "keystore_db/master_key.h"
+#include "platform/private_database_file.h"
+#include "tests/platform/machine_root_fixture.h"
 #include "tests/support/data_table.h"
 
 #include <qvcryptoservice/zkjson_reader.h>
 
 #include <gtest/gtest.h>
+#include <pwd.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <fstream>
+#include <functional>
 
 namespace keystoredbtest {
 namespace {
@@ -92,6 +100,56 @@ TEST(KeyWrap, OnlyTheSameMasterKeyVerifiesTheCheck) {
   EXPECT_FALSE(VerifyMasterCheck(SecureBlock(32, 0x12), check));
   check.back() = static_cast<char>(check.back() ^ 1);
   EXPECT_FALSE(VerifyMasterCheck(master, check));
+}
+
+// The database file is opened only when it is a private file of this account: never through a
+// link, never one that another account owns or could write. A new one is private from the start.
+TEST(PrivateDatabaseFile, OnlyAPrivateFileOfThisAccountIsAccepted) {
+  testsupport::TempMachineRoot root;
+  using std::filesystem::perms;
+  const auto file = [](const std::filesystem::path& path, perms mode) {
+    std::ofstream(path).close();
+    std::filesystem::permissions(path, mode);
+  };
+  const perms ownerOnly = perms::owner_read | perms::owner_write;
+  const std::filesystem::path absent = root.path() / "absent.db";
+  std::vector<std::pair<const char*, std::function<void(const std::filesystem::path&)>>> cases = {
+      {"group-writable", [&](const auto& path) { file(path, ownerOnly | perms::group_write); }},
+      {"writable by others", [&](const auto& path) { file(path, ownerOnly | perms::others_write); }},
+      {"a link to a private file",
+       [&](const auto& path) {
+         file(root.path() / "target.db", ownerOnly);
+         std::filesystem::create_symlink(root.path() / "target.db", path);
+       }},
+      {"a link to nothing", [&](const auto& path) { std::filesystem::create_symlink(absent, path); }},
+      {"a directory", [&](const auto& path) { std::filesystem::create_directory(path); }},
+  };
+  if (const passwd* nobody = getpwnam("nobody"); geteuid() == 0 && nobody != nullptr) {
+    cases.emplace_back("owned by another user", [&, nobody](const auto& path) {
+      file(path, ownerOnly);
+      ASSERT_EQ(chown(path.c_str(), nobody->pw_uid, nobody->pw_gid), 0);
+    });
+  }
+  int index = 0;
+  for (const auto& [what, place] : cases) {
+    const std::filesystem::path path = root.path() / ("case" + std::to_string(index++) + ".db");
+    place(path);
+    std::string reason;
+    EXPECT_FALSE(platform::PreparePrivateDatabaseFile(path.string(), reason)) << what;
+    EXPECT_NE(reason.find(path.string()), std::string::npos) << what << ": " << reason;
+  }
+  EXPECT_FALSE(std::filesystem::exists(std::filesystem::symlink_status(absent))) << "a link's target was created";
+  // New files and directories are private whatever the umask; an existing private file is fine.
+  const mode_t umaskBefore = umask(0);
+  std::string reason;
+  const bool created = platform::PreparePrivateDatabaseFile((root.path() / "new.db").string(), reason);
+  const bool madeDirectories = platform::MakePrivateDirectories((root.path() / "a" / "b").string());
+  umask(umaskBefore);
+  ASSERT_TRUE(created && madeDirectories) << reason;
+  EXPECT_EQ(std::filesystem::status(root.path() / "new.db").permissions(), ownerOnly);
+  EXPECT_EQ(std::filesystem::status(root.path() / "a").permissions(), perms::owner_all);
+  EXPECT_EQ(std::filesystem::status(root.path() / "a" / "b").permissions(), perms::owner_all);
+  EXPECT_TRUE(platform::PreparePrivateDatabaseFile((root.path() / "new.db").string(), reason)) << reason;
 }
 
 }  // namespace
