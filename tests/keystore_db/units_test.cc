@@ -92,16 +92,6 @@ TEST(KeyWrap, KnownAnswersOpenAndNothingElseDoes) {
   }
 }
 
-TEST(KeyWrap, OnlyTheSameMasterKeyVerifiesTheCheck) {
-  const SecureBlock master(32, 0x11);
-  std::string check;
-  ASSERT_TRUE(MakeMasterCheck(master, check));
-  EXPECT_TRUE(VerifyMasterCheck(master, check));
-  EXPECT_FALSE(VerifyMasterCheck(SecureBlock(32, 0x12), check));
-  check.back() = static_cast<char>(check.back() ^ 1);
-  EXPECT_FALSE(VerifyMasterCheck(master, check));
-}
-
 // The database file is opened only when it is a private file of this account: never through a
 // link, never one that another account owns or could write. A new one is private from the start.
 TEST(PrivateDatabaseFile, OnlyAPrivateFileOfThisAccountIsAccepted) {
