@@ -27,7 +27,6 @@ namespace {
 
 // Configuration files are small; a larger one is a mistake, not a configuration.
 constexpr std::size_t kMaxConfigSize = 64 * 1024;
-constexpr const char* kEncryptionKeyName = "QV_ENCYPT_DECRYPT_0";
 constexpr const char* kIntegrityKeyName = "QV_HMAC_INTEGRITY_0";
 
 std::shared_ptr<QVKeystoreDb>& Configured() {
