@@ -27,7 +27,6 @@ namespace {
 
 // Configuration files are small; a larger one is a mistake, not a configuration.
 constexpr std::size_t kMaxConfigSize = 64 * 1024;
-constexpr const char* kEncryptionKeyName = "QV_ENCYPT_DECRYPT_0";
 constexpr const char* kIntegrityKeyName = "QV_HMAC_INTEGRITY_0";
 
 std::shared_ptr<QVKeystoreDb>& Configured() {
@@ -62,23 +61,6 @@ std::int32_t Version(const Invocation& invocation, bool allowAll) {
     Usage("version \"" + text + "\" is not a positive number" + (allowAll ? " or \"all\"" : ""));
   }
   return version;
-}
-
-std::string StateName(std::int32_t state) {
-  switch (state) {
-    case 1:
-      return "pre-active";
-    case 2:
-      return "active";
-    case 3:
-      return "deactivated";
-    case 4:
-      return "compromised";
-    case 5:
-      return "destroyed";
-    default:
-      return "state " + std::to_string(state);
-  }
 }
 
 std::string UtcTime(std::int64_t seconds) {
@@ -127,7 +109,7 @@ int RunKeyRotate(const Invocation& invocation) {
   QVKeyControlData after;
   Check("key rotate " + name, keystore.getKey(name, key, after, 0));
   std::string line = "rotated " + name + ": version " + std::to_string(after.version) + " active";
-  if (hadCurrent && before.state == 2) {
+  if (hadCurrent) {  // version 0 is the active version or nothing
     line += ", version " + std::to_string(before.version) + " deactivated (still decrypts and validates)";
   }
   WriteStandardOutput(line + "\n");
@@ -149,7 +131,7 @@ int RunKeyList(const Invocation& invocation) {
   text += line;
   for (const QVKeyDescription& key : keys) {
     std::snprintf(line, sizeof line, "%-*s  %7d  %-11s  %-12s  %-20s  %s\n", static_cast<int>(nameWidth),
-                  key.name.c_str(), key.version, StateName(key.state).c_str(), key.algorithm.c_str(),
+                  key.name.c_str(), key.version, QVKeystoreDb::stateName(key.state).c_str(), key.algorithm.c_str(),
                   UtcTime(key.createdAt).c_str(), UtcTime(key.deactivatedAt).c_str());
     text += line;
   }
@@ -239,13 +221,15 @@ void UseKeystoreConfig(const std::string& file) {
     Usage("keystore configuration " + file + " is not JSON: " + why);
   }
   auto keystore = std::make_shared<QVKeystoreDb>();
-  const std::int32_t code = keystore->initialize(config);
+  std::string reason;
+  const std::int32_t code = keystore->initialize(config, reason);
+  const std::string because = reason.empty() ? std::string() : ": " + reason;
   if (code == KS_ERR_INVALID_PARAMETERS) {
-    Usage("keystore configuration " + file +
-          " is not valid (backend \"sqlite\" or \"postgresql\", its \"path\" or \"connection\", and a \"masterKey\" "
+    Usage("keystore configuration " + file + " is not valid" + because +
+          " (backend \"sqlite\" or \"postgresql\", its \"path\" or \"connection\", and a \"masterKey\" "
           "whose file or variable holds 64 hexadecimal digits)");
   }
-  Check("keystore " + file, code);
+  Check("keystore " + file + because, code);
   Configured() = keystore;
   (void)SetKeystore(std::string(kDefaultKeystore), keystore);
 }

@@ -10,28 +10,16 @@ set(QVCS_CMAKE_PACKAGE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/QVCryptoService)
 #   Development            its headers, the unversioned link or import library, CMake package, .pc file
 #   KeystoreDb             the database keystore plug-in, where it is built
 #   KeystoreDbDevelopment  the plug-in's headers and unversioned link
+#                          (both installed by keystore_db/CMakeLists.txt)
 #   Tool                   qvcrypto
 install(TARGETS qvcryptoservice EXPORT QVCryptoServiceTargets
         RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT Runtime
         LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT Runtime NAMELINK_COMPONENT Development
         ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT Development
         INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
-# keystore_db.h declares the plug-in's interface: it is installed with the plug-in only.
-install(DIRECTORY include/qvcryptoservice DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT Development
-        PATTERN keystore_db.h EXCLUDE)
+install(DIRECTORY include/qvcryptoservice DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT Development)
 install(FILES ${PROJECT_BINARY_DIR}/include/qvcryptoservice/qvcs_export.h
         DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/qvcryptoservice COMPONENT Development)
-
-if(TARGET qvkeystoredb)
-  # Outside the CMake package's export set: its SQLite and libpq dependencies are not the
-  # package's to promise to consumers.
-  install(TARGETS qvkeystoredb
-          LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT KeystoreDb NAMELINK_COMPONENT KeystoreDbDevelopment
-          RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT KeystoreDb
-          ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT KeystoreDbDevelopment)
-  install(FILES include/qvcryptoservice/keystore_db.h ${PROJECT_BINARY_DIR}/include/qvcryptoservice/qvksdb_export.h
-          DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/qvcryptoservice COMPONENT KeystoreDbDevelopment)
-endif()
 
 install(TARGETS qvcrypto RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT Tool)
 

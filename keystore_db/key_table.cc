@@ -135,10 +135,11 @@ DbStatus KeyTable::CheckedKeySet(bool forChange, std::vector<StoredKey>& rows, s
 }
 
 EQVKeystoreCode KeyTable::Change(std::optional<EQVKeystoreCode> onConflict,
-                                 const std::function<DbStatus(EQVKeystoreCode&)>& body) {
+                                 const std::function<DbStatus(EQVKeystoreCode&)>& body,
+                                 std::vector<StoredKey>& keySet) {
   std::uint64_t sealed = 0;
+  std::vector<StoredKey> rows;
   const EQVKeystoreCode code = Transaction(true, onConflict, [&](EQVKeystoreCode& outcome) {
-    std::vector<StoredKey> rows;
     std::uint64_t generation = 0;
     DbStatus status = CheckedKeySet(true, rows, generation, outcome);
     if (status == DbStatus::kOk && outcome == KS_SUCCESS) {
@@ -161,6 +162,7 @@ EQVKeystoreCode KeyTable::Change(std::optional<EQVKeystoreCode> onConflict,
   });
   if (code == KS_SUCCESS) {
     highestGeneration_ = std::max(highestGeneration_, sealed);
+    keySet = std::move(rows);
   }
   return code;
 }
@@ -233,6 +235,15 @@ DbStatus KeyTable::LockedVersions(const std::string& name, std::vector<VersionIn
   return DbStatus::kOk;
 }
 
+DbStatus KeyTable::ExistingVersions(const std::string& name, std::vector<VersionInfo>& versions,
+                                    EQVKeystoreCode& outcome) {
+  const DbStatus status = LockedVersions(name, versions);
+  if (status == DbStatus::kOk && versions.empty()) {
+    outcome = KS_ERR_KEY_NOT_FOUND;
+  }
+  return status;
+}
+
 namespace {
 
 DbStatus InsertRow(DbBackend& db, const StoredKey& row) {
@@ -245,124 +256,130 @@ DbStatus InsertRow(DbBackend& db, const StoredKey& row) {
 
 }  // namespace
 
-EQVKeystoreCode KeyTable::CreateFirst(StoredKey& row, const MakeWrapped& wrap) {
-  return Change(KS_ERR_KEY_EXISTS, [&](EQVKeystoreCode& outcome) {
-    std::vector<VersionInfo> versions;
-    if (const DbStatus status = LockedVersions(row.name, versions); status != DbStatus::kOk) {
-      return status;
-    }
-    if (std::any_of(versions.begin(), versions.end(),
-                    [](const VersionInfo& info) { return info.state != kStateDestroyed; })) {
-      outcome = KS_ERR_KEY_EXISTS;
-      return DbStatus::kOk;
-    }
-    row.version = versions.empty() ? 1 : versions.back().version + 1;
-    row.state = kStateActive;
-    row.deactivatedAt = 0;
-    std::optional<std::string> wrapped = wrap(row);
-    if (!wrapped) {
-      outcome = KS_ERR_UNSPECIFIED;
-      return DbStatus::kOk;
-    }
-    row.wrapped = std::move(*wrapped);
-    return InsertRow(db_, row);
-  });
+EQVKeystoreCode KeyTable::CreateFirst(StoredKey& row, const MakeWrapped& wrap, std::vector<StoredKey>& keySet) {
+  return Change(
+      KS_ERR_KEY_EXISTS,
+      [&](EQVKeystoreCode& outcome) {
+        std::vector<VersionInfo> versions;
+        if (const DbStatus status = LockedVersions(row.name, versions); status != DbStatus::kOk) {
+          return status;
+        }
+        if (std::any_of(versions.begin(), versions.end(),
+                        [](const VersionInfo& info) { return info.state != kStateDestroyed; })) {
+          outcome = KS_ERR_KEY_EXISTS;
+          return DbStatus::kOk;
+        }
+        row.version = versions.empty() ? 1 : versions.back().version + 1;
+        row.state = kStateActive;
+        row.deactivatedAt = 0;
+        std::optional<std::string> wrapped = wrap(row);
+        if (!wrapped) {
+          outcome = KS_ERR_UNSPECIFIED;
+          return DbStatus::kOk;
+        }
+        row.wrapped = std::move(*wrapped);
+        return InsertRow(db_, row);
+      },
+      keySet);
 }
 
 EQVKeystoreCode KeyTable::Rotate(const std::string& name, std::int32_t expectedVersion, std::int64_t now,
-                                 StoredKey& row, const MakeWrapped& wrap) {
-  return Change(KS_ERR_KEY_VERSION_EXISTS, [&](EQVKeystoreCode& outcome) {
-    std::vector<VersionInfo> versions;
-    if (const DbStatus status = LockedVersions(name, versions); status != DbStatus::kOk) {
-      return status;
-    }
-    if (versions.empty()) {
-      outcome = KS_ERR_KEY_NOT_FOUND;
-      return DbStatus::kOk;
-    }
-    const VersionInfo& newest = versions.back();
-    if (newest.version != expectedVersion) {
-      outcome = KS_ERR_KEY_VERSION_EXISTS;
-      return DbStatus::kOk;
-    }
-    if (newest.version == std::numeric_limits<std::int32_t>::max()) {
-      outcome = KS_ERR_INVALID_PARAMETERS;
-      return DbStatus::kOk;
-    }
-    row.name = name;
-    row.version = newest.version + 1;
-    row.state = kStateActive;
-    row.algorithm = newest.algorithm;
-    row.keyLength = newest.keyLength;
-    row.usageMask = newest.usageMask;
-    row.createdAt = now;
-    row.deactivatedAt = 0;
-    std::optional<std::string> wrapped = wrap(row);
-    if (!wrapped) {
-      outcome = KS_ERR_UNSPECIFIED;
-      return DbStatus::kOk;
-    }
-    row.wrapped = std::move(*wrapped);
-    if (const DbStatus status = db_.Execute(kDeactivateActive, {DbParam::Text(name), DbParam::Int(now)}, nullptr);
-        status != DbStatus::kOk) {
-      return status;
-    }
-    return InsertRow(db_, row);
-  });
-}
-
-EQVKeystoreCode KeyTable::Destroy(const std::string& name, std::int32_t version, std::int64_t now) {
-  return Change(KS_ERR_DATABASE, [&](EQVKeystoreCode& outcome) {
-    std::vector<VersionInfo> versions;
-    if (const DbStatus status = LockedVersions(name, versions); status != DbStatus::kOk) {
-      return status;
-    }
-    if (versions.empty()) {
-      outcome = KS_ERR_KEY_NOT_FOUND;
-      return DbStatus::kOk;
-    }
-    bool destroyedAny = false;
-    for (const VersionInfo& info : versions) {
-      if ((version == 0 || info.version == version) && info.state != kStateDestroyed) {
-        const DbStatus status =
-            db_.Execute(kDestroyVersion, {DbParam::Text(name), DbParam::Int(info.version), DbParam::Int(now)}, nullptr);
-        if (status != DbStatus::kOk) {
+                                 const MakeWrapped& wrap, std::vector<StoredKey>& keySet) {
+  return Change(
+      KS_ERR_KEY_VERSION_EXISTS,
+      [&](EQVKeystoreCode& outcome) {
+        std::vector<VersionInfo> versions;
+        if (const DbStatus status = ExistingVersions(name, versions, outcome);
+            status != DbStatus::kOk || outcome != KS_SUCCESS) {
           return status;
         }
-        destroyedAny = true;
-      }
-    }
-    if (!destroyedAny) {
-      outcome = KS_ERR_KEY_VERSION_NOT_FOUND;
-    }
-    return DbStatus::kOk;
-  });
+        const VersionInfo& newest = versions.back();
+        if (newest.version != expectedVersion) {
+          outcome = KS_ERR_KEY_VERSION_EXISTS;
+          return DbStatus::kOk;
+        }
+        if (newest.version == std::numeric_limits<std::int32_t>::max()) {
+          outcome = KS_ERR_INVALID_PARAMETERS;
+          return DbStatus::kOk;
+        }
+        StoredKey row;
+        row.name = name;
+        row.version = newest.version + 1;
+        row.state = kStateActive;
+        row.algorithm = newest.algorithm;
+        row.keyLength = newest.keyLength;
+        row.usageMask = newest.usageMask;
+        row.createdAt = now;
+        row.deactivatedAt = 0;
+        std::optional<std::string> wrapped = wrap(row);
+        if (!wrapped) {
+          outcome = KS_ERR_UNSPECIFIED;
+          return DbStatus::kOk;
+        }
+        row.wrapped = std::move(*wrapped);
+        if (const DbStatus status = db_.Execute(kDeactivateActive, {DbParam::Text(name), DbParam::Int(now)}, nullptr);
+            status != DbStatus::kOk) {
+          return status;
+        }
+        return InsertRow(db_, row);
+      },
+      keySet);
 }
 
-EQVKeystoreCode KeyTable::Retire(const std::string& name, std::int32_t version, std::int64_t now) {
-  return Change(KS_ERR_DATABASE, [&](EQVKeystoreCode& outcome) {
-    std::vector<VersionInfo> versions;
-    if (const DbStatus status = LockedVersions(name, versions); status != DbStatus::kOk) {
-      return status;
-    }
-    if (versions.empty()) {
-      outcome = KS_ERR_KEY_NOT_FOUND;
-      return DbStatus::kOk;
-    }
-    const auto target = std::find_if(versions.begin(), versions.end(), [version](const VersionInfo& info) {
-      return version == 0 ? info.state == kStateActive : info.version == version;
-    });
-    if (target == versions.end() || target->state == kStateDestroyed) {
-      outcome = KS_ERR_KEY_VERSION_NOT_FOUND;
-      return DbStatus::kOk;
-    }
-    if (target->state != kStateActive && target->state != kStatePreActive) {
-      outcome = KS_ERR_INVALID_PARAMETERS;
-      return DbStatus::kOk;
-    }
-    return db_.Execute(kDeactivateVersion, {DbParam::Text(name), DbParam::Int(target->version), DbParam::Int(now)},
-                       nullptr);
-  });
+EQVKeystoreCode KeyTable::Destroy(const std::string& name, std::int32_t version, std::int64_t now,
+                                  std::vector<StoredKey>& keySet) {
+  return Change(
+      KS_ERR_DATABASE,
+      [&](EQVKeystoreCode& outcome) {
+        std::vector<VersionInfo> versions;
+        if (const DbStatus status = ExistingVersions(name, versions, outcome);
+            status != DbStatus::kOk || outcome != KS_SUCCESS) {
+          return status;
+        }
+        bool destroyedAny = false;
+        for (const VersionInfo& info : versions) {
+          if ((version == 0 || info.version == version) && info.state != kStateDestroyed) {
+            const DbStatus status = db_.Execute(
+                kDestroyVersion, {DbParam::Text(name), DbParam::Int(info.version), DbParam::Int(now)}, nullptr);
+            if (status != DbStatus::kOk) {
+              return status;
+            }
+            destroyedAny = true;
+          }
+        }
+        if (!destroyedAny) {
+          outcome = KS_ERR_KEY_VERSION_NOT_FOUND;
+        }
+        return DbStatus::kOk;
+      },
+      keySet);
+}
+
+EQVKeystoreCode KeyTable::Retire(const std::string& name, std::int32_t version, std::int64_t now,
+                                 std::vector<StoredKey>& keySet) {
+  return Change(
+      KS_ERR_DATABASE,
+      [&](EQVKeystoreCode& outcome) {
+        std::vector<VersionInfo> versions;
+        if (const DbStatus status = ExistingVersions(name, versions, outcome);
+            status != DbStatus::kOk || outcome != KS_SUCCESS) {
+          return status;
+        }
+        const auto target = std::find_if(versions.begin(), versions.end(), [version](const VersionInfo& info) {
+          return version == 0 ? info.state == kStateActive : info.version == version;
+        });
+        if (target == versions.end() || target->state == kStateDestroyed) {
+          outcome = KS_ERR_KEY_VERSION_NOT_FOUND;
+          return DbStatus::kOk;
+        }
+        if (target->state != kStateActive && target->state != kStatePreActive) {
+          outcome = KS_ERR_INVALID_PARAMETERS;
+          return DbStatus::kOk;
+        }
+        return db_.Execute(kDeactivateVersion, {DbParam::Text(name), DbParam::Int(target->version), DbParam::Int(now)},
+                           nullptr);
+      },
+      keySet);
 }
 
 }  // namespace QVCryptoService::keystore_db

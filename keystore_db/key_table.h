@@ -8,7 +8,8 @@
 // are read, and every change rewrites the summary in its own transaction with the next
 // generation: KS_ERR_CORRUPTED when they do not agree, or when the summary's generation is lower
 // than one this table has already seen. Changes lock the summary first, so that they are
-// serialised across processes.
+// serialised across processes. A change that succeeds hands back the whole key set as it
+// committed it (`keySet`), so that the caller's copy is never patched by a rule of its own.
 
 #include "keystore_db/db_backend.h"
 #include "keystore_db/key_set_seal.h"
@@ -44,15 +45,18 @@ class KeyTable {
 
   // CreateFirst adds the first live version of `row.name` (number: one past any destroyed
   // ones), active. KS_ERR_KEY_EXISTS when a version that is not destroyed exists.
-  EQVKeystoreCode CreateFirst(StoredKey& row, const MakeWrapped& wrap);
+  EQVKeystoreCode CreateFirst(StoredKey& row, const MakeWrapped& wrap, std::vector<StoredKey>& keySet);
+  // The changes below answer KS_ERR_KEY_NOT_FOUND when `name` has no version at all.
   // Rotate adds version expected + 1 as the active one and deactivates the active version, if
   // the newest version is still `expectedVersion`; else KS_ERR_KEY_VERSION_EXISTS.
-  EQVKeystoreCode Rotate(const std::string& name, std::int32_t expectedVersion, std::int64_t now, StoredKey& row,
-                         const MakeWrapped& wrap);
+  EQVKeystoreCode Rotate(const std::string& name, std::int32_t expectedVersion, std::int64_t now,
+                         const MakeWrapped& wrap, std::vector<StoredKey>& keySet);
   // Destroy erases one version's material, or every live version's for version 0.
-  EQVKeystoreCode Destroy(const std::string& name, std::int32_t version, std::int64_t now);
+  EQVKeystoreCode Destroy(const std::string& name, std::int32_t version, std::int64_t now,
+                          std::vector<StoredKey>& keySet);
   // Retire deactivates one version that is pre-active or active (version 0: the active one).
-  EQVKeystoreCode Retire(const std::string& name, std::int32_t version, std::int64_t now);
+  EQVKeystoreCode Retire(const std::string& name, std::int32_t version, std::int64_t now,
+                         std::vector<StoredKey>& keySet);
 
   std::string LastError() const { return db_.LastError(); }
 
@@ -70,15 +74,20 @@ class KeyTable {
   EQVKeystoreCode Transaction(bool forWrite, std::optional<EQVKeystoreCode> onConflict,
                               const std::function<DbStatus(EQVKeystoreCode&)>& body);
   // Change is Transaction for a change of the key set: the summary is locked and checked before
-  // `body` and sealed over the rows as the body left them after it.
+  // `body` and sealed over the rows as the body left them after it; those rows are `keySet`
+  // once the transaction has committed.
   EQVKeystoreCode Change(std::optional<EQVKeystoreCode> onConflict,
-                         const std::function<DbStatus(EQVKeystoreCode&)>& body);
+                         const std::function<DbStatus(EQVKeystoreCode&)>& body, std::vector<StoredKey>& keySet);
   // CheckedKeySet reads the summary (locked for a change) and every row; `outcome` is
   // KS_ERR_CORRUPTED when they do not agree.
   DbStatus CheckedKeySet(bool forChange, std::vector<StoredKey>& rows, std::uint64_t& generation,
                          EQVKeystoreCode& outcome);
   DbStatus AllRows(std::vector<StoredKey>& rows, EQVKeystoreCode& outcome);
+  // LockedVersions reads and locks the versions of `name`, oldest first.
   DbStatus LockedVersions(const std::string& name, std::vector<VersionInfo>& versions);
+  // ExistingVersions is LockedVersions for a change of a key that must exist: `outcome` is
+  // KS_ERR_KEY_NOT_FOUND when it has no version.
+  DbStatus ExistingVersions(const std::string& name, std::vector<VersionInfo>& versions, EQVKeystoreCode& outcome);
 
   DbBackend& db_;
   std::optional<KeySetSeal> seal_;

@@ -66,6 +66,24 @@ std::int32_t KeyShape(const QVKeyControlData* ctl, StoredKey& row) {
 
 constexpr std::size_t kKeystoreIdLength = 16;
 
+// MakeOneLine joins the lines of a database library's message (libpq's end in a line break and
+// may add an indented hint) into one, each run of white space one space.
+void MakeOneLine(std::string& text) {
+  std::string line;
+  for (const char c : text) {
+    const bool space = c == ' ' || c == '\n' || c == '\r' || c == '\t';
+    if (!space) {
+      line += c;
+    } else if (!line.empty() && line.back() != ' ') {
+      line += ' ';
+    }
+  }
+  if (!line.empty() && line.back() == ' ') {
+    line.pop_back();
+  }
+  text = std::move(line);
+}
+
 KeyBinding BindingOf(const std::string& keystoreId, const StoredKey& row) {
   return {keystoreId, row.name, row.version, row.algorithm, row.keyLength};
 }
@@ -74,7 +92,7 @@ KeyBinding BindingOf(const std::string& keystoreId, const StoredKey& row) {
 
 class QVKeystoreDb::Impl {
  public:
-  std::int32_t Initialize(const zkJson::Value& value);
+  std::int32_t Initialize(const zkJson::Value& value, std::string& reason);
   std::int32_t Refresh();
   std::int32_t ReSync();
   std::int32_t Create(const std::string& name, const QVKeyControlData* ctl);
@@ -88,12 +106,18 @@ class QVKeystoreDb::Impl {
   using Versions = std::map<std::int32_t, StoredKey>;
 
   std::int32_t RefreshLocked();
+  // Settle is how every change reaches the cache: once its transaction has committed, the key set
+  // it committed replaces the one loaded before. No change patches the cache by a rule of its own.
+  std::int32_t Settle(EQVKeystoreCode code, std::vector<StoredKey> committed);
   static std::map<std::string, Versions> Index(std::vector<StoredKey> rows);
   // EstablishMasterKey finds (or, for a new keystore, makes) the master key and the keystore's
   // id, and checks the master key against the database.
   std::int32_t EstablishMasterKey(KeyTable& table, const KeystoreConfig& config, SecureBlock& masterKey,
-                                  std::string& keystoreId);
+                                  std::string& keystoreId, std::string& reason);
   std::optional<std::string> Wrap(const StoredKey& row);
+  MakeWrapped WrapNew() {
+    return [this](const StoredKey& pending) { return Wrap(pending); };
+  }
 
   std::mutex mutex_;
   std::unique_ptr<DbBackend> db_;
@@ -115,7 +139,8 @@ std::optional<std::string> QVKeystoreDb::Impl::Wrap(const StoredKey& row) {
 }
 
 std::int32_t QVKeystoreDb::Impl::EstablishMasterKey(KeyTable& table, const KeystoreConfig& config,
-                                                    SecureBlock& masterKey, std::string& keystoreId) {
+                                                    SecureBlock& masterKey, std::string& keystoreId,
+                                                    std::string& reason) {
   const std::vector<std::string> items = {std::string(kMetaMasterCheck), std::string(kMetaMasterUnderSsv),
                                           std::string(kMetaKeystoreId), std::string(kMetaKeySet)};
   // Twice at most: a new keystore stores its master key (unless another process just did), then
@@ -149,11 +174,8 @@ std::int32_t QVKeystoreDb::Impl::EstablishMasterKey(KeyTable& table, const Keyst
         return code;
       }
       toStore.emplace_back(kMetaMasterUnderSsv, std::move(sealed));
-    } else {
-      std::string error;
-      if (!LoadHostMasterKey(config, candidate, error)) {
-        return KS_ERR_INVALID_PARAMETERS;
-      }
+    } else if (!LoadHostMasterKey(config, candidate, reason)) {
+      return KS_ERR_INVALID_PARAMETERS;
     }
     if (check) {
       if (!VerifyMasterCheck(candidate, *check)) {
@@ -195,10 +217,10 @@ std::int32_t QVKeystoreDb::Impl::EstablishMasterKey(KeyTable& table, const Keyst
   return KS_ERR_CORRUPTED;
 }
 
-std::int32_t QVKeystoreDb::Impl::Initialize(const zkJson::Value& value) {
+std::int32_t QVKeystoreDb::Impl::Initialize(const zkJson::Value& value, std::string& reason) {
+  reason.clear();
   KeystoreConfig config;
-  std::string error;
-  if (!ParseConfig(value, config, error)) {
+  if (!ParseConfig(value, config, reason)) {
     return KS_ERR_INVALID_PARAMETERS;
   }
   // Everything that can be checked without the database is, so that a bad configuration
@@ -209,38 +231,46 @@ std::int32_t QVKeystoreDb::Impl::Initialize(const zkJson::Value& value) {
     }
   } else {
     SecureBlock probe;
-    if (!LoadHostMasterKey(config, probe, error)) {
+    if (!LoadHostMasterKey(config, probe, reason)) {
       return KS_ERR_INVALID_PARAMETERS;
     }
   }
   std::unique_ptr<DbBackend> db;
   if (config.backend == BackendKind::kSqlite) {
     if (config.sqlitePath.empty()) {
+      reason = "no \"path\" given and no machine root to keep the default database in";
       return KS_ERR_INVALID_PARAMETERS;
     }
     if (config.sqlitePath == DefaultSqlitePath()) {
       // Made private from the start; should it fail, opening the file below reports it.
       (void)platform::MakePrivateDirectories(std::filesystem::path(config.sqlitePath).parent_path().string());
     }
-    db = OpenSqlite(config.sqlitePath, config.busyTimeoutMs, error);
+    db = OpenSqlite(config.sqlitePath, config.busyTimeoutMs, reason);
   } else {
-    db = OpenPostgres(config.connection, config.busyTimeoutMs, error);
+    db = OpenPostgres(config.connection, config.busyTimeoutMs, reason);
   }
   if (!db) {
     return KS_ERR_DATABASE;
   }
   auto table = std::make_unique<KeyTable>(*db);
   if (const EQVKeystoreCode code = table->CreateSchema(); code != KS_SUCCESS) {
+    reason = table->LastError();
     return code;
   }
   SecureBlock masterKey;
   std::string keystoreId;
-  if (const std::int32_t code = EstablishMasterKey(*table, config, masterKey, keystoreId); code != KS_SUCCESS) {
+  if (const std::int32_t code = EstablishMasterKey(*table, config, masterKey, keystoreId, reason); code != KS_SUCCESS) {
+    if (code == KS_ERR_DATABASE) {
+      reason = table->LastError();
+    }
     return code;
   }
   table->UseSeal(KeySetSeal(masterKey, keystoreId));
   std::vector<StoredKey> rows;
   if (const EQVKeystoreCode code = table->LoadAll(rows); code != KS_SUCCESS) {
+    if (code == KS_ERR_DATABASE) {
+      reason = table->LastError();
+    }
     return code;
   }
   const std::lock_guard lock(mutex_);
@@ -273,6 +303,13 @@ std::int32_t QVKeystoreDb::Impl::RefreshLocked() {
   }
   keys_ = Index(std::move(rows));
   return KS_SUCCESS;
+}
+
+std::int32_t QVKeystoreDb::Impl::Settle(EQVKeystoreCode code, std::vector<StoredKey> committed) {
+  if (code == KS_SUCCESS) {
+    keys_ = Index(std::move(committed));
+  }
+  return code;
 }
 
 std::int32_t QVKeystoreDb::Impl::Refresh() {
@@ -309,11 +346,9 @@ std::int32_t QVKeystoreDb::Impl::Create(const std::string& name, const QVKeyCont
   if (!table_) {
     return KS_ERR_DATABASE;
   }
-  const EQVKeystoreCode code = table_->CreateFirst(row, [this](const StoredKey& pending) { return Wrap(pending); });
-  if (code == KS_SUCCESS) {
-    keys_[name][row.version] = row;
-  }
-  return code;
+  std::vector<StoredKey> committed;
+  const EQVKeystoreCode code = table_->CreateFirst(row, WrapNew(), committed);
+  return Settle(code, std::move(committed));
 }
 
 std::int32_t QVKeystoreDb::Impl::Rotate(const std::string& name, std::optional<std::int32_t> expectedVersion) {
@@ -334,28 +369,13 @@ std::int32_t QVKeystoreDb::Impl::Rotate(const std::string& name, std::optional<s
     }
     expectedVersion = found->second.rbegin()->first;
   }
-  const std::int64_t now = Now();
-  StoredKey row;
-  const EQVKeystoreCode code =
-      table_->Rotate(name, *expectedVersion, now, row, [this](const StoredKey& pending) { return Wrap(pending); });
-  if (code == KS_SUCCESS) {
-    const auto named = keys_.find(name);
-    if (named == keys_.end()) {
-      (void)RefreshLocked();  // rotated a key this keystore had not loaded yet
-      return code;
-    }
-    for (auto& [version, stored] : named->second) {
-      if (stored.state == kStateActive || stored.state == kStatePreActive) {
-        stored.state = kStateDeactivated;
-        stored.deactivatedAt = now;
-      }
-    }
-    named->second[row.version] = row;
-  } else if (code == KS_ERR_KEY_VERSION_EXISTS) {
+  std::vector<StoredKey> committed;
+  const EQVKeystoreCode code = table_->Rotate(name, *expectedVersion, Now(), WrapNew(), committed);
+  if (code == KS_ERR_KEY_VERSION_EXISTS) {
     // Another process rotated first: serve its version from now on.
     (void)RefreshLocked();
   }
-  return code;
+  return Settle(code, std::move(committed));
 }
 
 std::int32_t QVKeystoreDb::Impl::Destroy(const std::string& name, std::int32_t version) {
@@ -366,25 +386,9 @@ std::int32_t QVKeystoreDb::Impl::Destroy(const std::string& name, std::int32_t v
   if (!table_) {
     return KS_ERR_DATABASE;
   }
-  const std::int64_t now = Now();
-  const EQVKeystoreCode code = table_->Destroy(name, version, now);
-  if (code == KS_SUCCESS) {
-    const auto named = keys_.find(name);
-    if (named == keys_.end()) {
-      (void)RefreshLocked();  // destroyed a key this keystore had not loaded yet
-      return code;
-    }
-    for (auto& [number, stored] : named->second) {
-      if ((version == 0 || number == version) && stored.state != kStateDestroyed) {
-        stored.state = kStateDestroyed;
-        stored.wrapped.clear();
-        if (stored.deactivatedAt == 0) {
-          stored.deactivatedAt = now;
-        }
-      }
-    }
-  }
-  return code;
+  std::vector<StoredKey> committed;
+  const EQVKeystoreCode code = table_->Destroy(name, version, Now(), committed);
+  return Settle(code, std::move(committed));
 }
 
 std::int32_t QVKeystoreDb::Impl::Retire(const std::string& name, std::int32_t version) {
@@ -395,11 +399,9 @@ std::int32_t QVKeystoreDb::Impl::Retire(const std::string& name, std::int32_t ve
   if (!table_) {
     return KS_ERR_DATABASE;
   }
-  const EQVKeystoreCode code = table_->Retire(name, version, Now());
-  if (code == KS_SUCCESS) {
-    (void)RefreshLocked();
-  }
-  return code;
+  std::vector<StoredKey> committed;
+  const EQVKeystoreCode code = table_->Retire(name, version, Now(), committed);
+  return Settle(code, std::move(committed));
 }
 
 std::int32_t QVKeystoreDb::Impl::Get(const std::string& name, SecureBlock& key, QVKeyControlData& ctl,
@@ -478,7 +480,15 @@ std::string QVKeystoreDb::getPluginName() { return "QVKeystoreDb"; }
 std::string QVKeystoreDb::getPluginDescription() {
   return "Keystore in SQLite or PostgreSQL, each key wrapped under a master key";
 }
-std::int32_t QVKeystoreDb::initialize(const zkJson::Value& config) { return impl_->Initialize(config); }
+std::int32_t QVKeystoreDb::initialize(const zkJson::Value& config) {
+  std::string reason;
+  return impl_->Initialize(config, reason);
+}
+std::int32_t QVKeystoreDb::initialize(const zkJson::Value& config, std::string& reason) {
+  const std::int32_t code = impl_->Initialize(config, reason);
+  MakeOneLine(reason);
+  return code;
+}
 std::int32_t QVKeystoreDb::refreshKeys(bool /*versionMissing*/) { return impl_->Refresh(); }
 std::int32_t QVKeystoreDb::createKey(const std::string& name, const QVKeyControlData* ctl) {
   return impl_->Create(name, ctl);
@@ -514,5 +524,22 @@ std::int32_t QVKeystoreDb::retireKey(const std::string& name, std::int32_t versi
   return impl_->Retire(name, version);
 }
 std::int32_t QVKeystoreDb::describeKeys(std::vector<QVKeyDescription>& keys) { return impl_->Describe(keys); }
+
+std::string QVKeystoreDb::stateName(std::int32_t state) {
+  switch (state) {
+    case kStatePreActive:
+      return "pre-active";
+    case kStateActive:
+      return "active";
+    case kStateDeactivated:
+      return "deactivated";
+    case kStateCompromised:
+      return "compromised";
+    case kStateDestroyed:
+      return "destroyed";
+    default:
+      return "state " + std::to_string(state);
+  }
+}
 
 }  // namespace QVCryptoService

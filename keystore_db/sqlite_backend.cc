@@ -156,7 +156,10 @@ class SqliteBackend final : public DbBackend {
   }
 
   DbStatus Failed(int code) {
-    lastError_ = std::string(sqlite3_errstr(code)) + ": " + sqlite3_errmsg(connection_.get());
+    // SQLite's message for a code is often the code's own description: said once.
+    const std::string described = sqlite3_errstr(code);
+    const std::string message = sqlite3_errmsg(connection_.get());
+    lastError_ = message == described ? message : described + ": " + message;
     return StatusOf(code) == DbStatus::kOk ? DbStatus::kError : StatusOf(code);
   }
 

@@ -1,19 +1,17 @@
 #!/usr/bin/env bash
 # A throwaway PostgreSQL cluster for the keystore tests, listening on 127.0.0.1 only.
 #
-#   pg_cluster.sh start STATE_DIR [PORT]   initdb + start; writes STATE_DIR/conninfo (0600)
-#   pg_cluster.sh stop STATE_DIR           stop and remove the cluster
-#   pg_cluster.sh halt STATE_DIR           stop the server, keep the data (for outage tests)
-#   pg_cluster.sh resume STATE_DIR         start a halted server again
-#
-# Without PORT the first free port from 55432 on is taken. The data lives in a fresh directory
+#   pg_cluster.sh start STATE_DIR   initdb + start on the first free port from 55432 on; writes
+#                                   STATE_DIR/conninfo (0600)
+#   pg_cluster.sh stop STATE_DIR    stop and remove the cluster
+# The data lives in a fresh directory
 # under the temporary directory. The server refuses to run as root, so root runs it as the
 # "postgres" user (runuser).
 set -euo pipefail
 
 action=${1:-}
 state=${2:-}
-[[ -n $action && -n $state ]] || { echo "usage: $0 start|stop|halt|resume STATE_DIR [PORT]" >&2; exit 2; }
+[[ -n $action && -n $state ]] || { echo "usage: $0 start|stop STATE_DIR" >&2; exit 2; }
 
 bindir=$(ls -d /usr/lib/postgresql/*/bin 2>/dev/null | sort -V | tail -1 || true)
 if [[ -z $bindir || ! -x $bindir/initdb ]]; then
@@ -31,12 +29,6 @@ as_server() {
 
 port_in_use() { (exec 3<>"/dev/tcp/127.0.0.1/$1") 2>/dev/null; }
 
-server_up() {
-  local data port
-  data=$(cat "$state/datadir")
-  port=$(cat "$state/port")
-  as_server "$bindir/pg_ctl" -D "$data" -l "$data/server.log" -w -t 60 -o "-p $port" start >/dev/null
-}
 
 case $action in
   start)
@@ -59,11 +51,12 @@ unix_socket_directories = ''
 fsync = off
 max_connections = 50
 CONF
-    port=${3:-55432}
+    port=55432
     for _ in $(seq 1 200); do
       if ! port_in_use "$port"; then
         echo "$port" >"$state/port"
-        if server_up; then
+        if as_server "$bindir/pg_ctl" -D "$data/cluster" -l "$data/cluster/server.log" -w -t 60 -o "-p $port" start \
+          >/dev/null; then
           umask 077
           printf 'host=127.0.0.1 port=%s user=postgres password=%s dbname=postgres connect_timeout=5\n' \
             "$port" "$password" >"$state/conninfo"
@@ -71,17 +64,10 @@ CONF
           exit 0
         fi
       fi
-      [[ -n ${3:-} ]] && break
       port=$((port + 1))
     done
     echo "could not start PostgreSQL; see $data/cluster/server.log" >&2
     exit 1
-    ;;
-  halt)
-    as_server "$bindir/pg_ctl" -D "$(cat "$state/datadir")" -m fast -w stop >/dev/null
-    ;;
-  resume)
-    server_up
     ;;
   stop)
     [[ -f $state/datadir ]] || exit 0

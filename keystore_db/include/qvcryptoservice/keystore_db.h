@@ -131,6 +131,11 @@ class QVKSDB_EXPORT QVKeystoreDb : public IQVKeyStore {
   // answers of refreshKeys).
   std::int32_t re_sync() override;
 
+  // initialize with `reason` is initialize that also says why a configuration or database was
+  // refused: on failure `reason` is one line (the configuration's mistake, the master key file or
+  // variable that cannot be used, the database's own words), or empty when the result says it
+  // all; on success it is empty.
+  std::int32_t initialize(const zkJson::Value& config, std::string& reason);
   // reKey with `expectedVersion` rotates only when the newest version of `name` in the database
   // is still `expectedVersion`: of several processes rotating the same key at once exactly one
   // makes a new version; the others get KS_ERR_KEY_VERSION_EXISTS and see the winner's version
@@ -142,6 +147,9 @@ class QVKSDB_EXPORT QVKeystoreDb : public IQVKeyStore {
   std::int32_t retireKey(const std::string& name, std::int32_t version);
   // describeKeys replaces `keys` with every version (destroyed ones too), without material.
   std::int32_t describeKeys(std::vector<QVKeyDescription>& keys);
+  // stateName names a version's state as the keystore's tools show it: "pre-active", "active",
+  // "deactivated", "compromised", "destroyed", or "state N" for a number that is none of them.
+  static std::string stateName(std::int32_t state);
 
  private:
   class Impl;
