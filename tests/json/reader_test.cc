@@ -56,14 +56,6 @@ TEST(Reader, ReadsTypeAndWritesCompactText) {
   }
 }
 
-TEST(Reader, RealsAreReadToTheNearestDouble) {
-  Value root;
-  ASSERT_TRUE(zkJson::Reader().parse("[0.30000000000000004,1.7976931348623157e308,2.2250738585072014e-308]", root));
-  EXPECT_EQ(root[0].asDouble(), 0.1 + 0.2);
-  EXPECT_EQ(root[1].asDouble(), 1.7976931348623157e308);
-  EXPECT_EQ(root[2].asDouble(), 2.2250738585072014e-308);
-}
-
 TEST(Reader, FormattedErrorMessagesAndOffset) {
   zkJson::Reader reader;
   Value root;

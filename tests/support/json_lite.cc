@@ -1,7 +1,9 @@
 #include "tests/support/json_lite.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <stdexcept>
+#include <string_view>
 
 namespace testsupport {
 namespace {
@@ -10,12 +12,9 @@ class Parser {
  public:
   explicit Parser(const std::string& text) : text_(text) {}
 
-  JsonNode ParseDocument() {
-    JsonNode root = ParseValue();
-    SkipSpace();
-    if (pos_ != text_.size()) {
-      Fail("trailing text");
-    }
+  JsonNode Document() {
+    JsonNode root = Value();
+    Expect('\0');
     return root;
   }
 
@@ -23,140 +22,87 @@ class Parser {
   [[noreturn]] void Fail(const char* what) const {
     throw std::runtime_error(std::string("json_lite: ") + what + " at " + std::to_string(pos_));
   }
-  void SkipSpace() {
-    while (pos_ < text_.size() &&
-           (text_[pos_] == ' ' || text_[pos_] == '\n' || text_[pos_] == '\r' || text_[pos_] == '\t')) {
-      ++pos_;
-    }
-  }
-  char Peek() {
-    SkipSpace();
-    if (pos_ >= text_.size()) {
-      Fail("unexpected end");
-    }
-    return text_[pos_];
-  }
-  void Expect(char c) {
-    if (Peek() != c) {
-      Fail("unexpected character");
-    }
-    ++pos_;
-  }
-  bool ConsumeWord(const char* word) {
-    const std::string w(word);
-    if (text_.compare(pos_, w.size(), w) == 0) {
-      pos_ += w.size();
-      return true;
-    }
-    return false;
+
+  // Take moves past white space, then past `c` if it comes next. '\0' stands for the end of the text.
+  bool Take(char c) {
+    pos_ = std::min(text_.find_first_not_of(" \t\r\n", pos_), text_.size());
+    const bool found = pos_ < text_.size() ? text_[pos_] == c : c == '\0';
+    pos_ += found && c != '\0' ? 1 : 0;
+    return found;
   }
 
-  JsonNode ParseValue() {
+  void Expect(char c) {
+    if (!Take(c)) {
+      Fail("unexpected character or end");
+    }
+  }
+
+  JsonNode Value() {
     JsonNode node;
-    const char c = Peek();
-    if (c == '{') {
-      node.kind = JsonNode::Kind::kObject;
-      ++pos_;
-      if (Peek() == '}') {
-        ++pos_;
-        return node;
-      }
-      for (;;) {
-        std::string key = ParseString();
-        Expect(':');
-        node.members[key] = ParseValue();
-        if (Peek() == ',') {
-          ++pos_;
-          continue;
-        }
-        Expect('}');
-        return node;
-      }
-    }
-    if (c == '[') {
+    if (Take('[')) {
       node.kind = JsonNode::Kind::kArray;
-      ++pos_;
-      if (Peek() == ']') {
-        ++pos_;
-        return node;
-      }
-      for (;;) {
-        node.items.push_back(ParseValue());
-        if (Peek() == ',') {
-          ++pos_;
-          continue;
-        }
+      if (!Take(']')) {
+        do {
+          node.items.push_back(Value());
+        } while (Take(','));
         Expect(']');
-        return node;
       }
-    }
-    if (c == '"') {
+    } else if (Take('{')) {
+      node.kind = JsonNode::Kind::kObject;
+      if (!Take('}')) {
+        do {
+          Expect('"');
+          const std::string key = String();
+          Expect(':');
+          node.members[key] = Value();
+        } while (Take(','));
+        Expect('}');
+      }
+    } else if (Take('"')) {
       node.kind = JsonNode::Kind::kString;
-      node.text = ParseString();
-      return node;
-    }
-    if (ConsumeWord("true") || ConsumeWord("false")) {
+      node.text = String();
+    } else if (text_.compare(pos_, 4, "true") == 0 || text_.compare(pos_, 5, "false") == 0) {
       node.kind = JsonNode::Kind::kBool;
-      node.boolean = text_[pos_ - 1] == 'e' && text_[pos_ - 2] == 'u';
-      return node;
+      node.boolean = text_[pos_] == 't';
+      pos_ += node.boolean ? 4 : 5;
+    } else if (text_.compare(pos_, 4, "null") == 0) {
+      pos_ += 4;
+    } else {
+      const char* begin = text_.c_str() + pos_;
+      char* end = nullptr;
+      node.kind = JsonNode::Kind::kNumber;
+      node.number = std::strtod(begin, &end);
+      if (end == begin) {
+        Fail("value expected");
+      }
+      pos_ += static_cast<std::size_t>(end - begin);
     }
-    if (ConsumeWord("null")) {
-      return node;
-    }
-    const char* begin = text_.c_str() + pos_;
-    char* end = nullptr;
-    node.number = std::strtod(begin, &end);
-    if (end == begin) {
-      Fail("value expected");
-    }
-    pos_ += static_cast<std::size_t>(end - begin);
-    node.kind = JsonNode::Kind::kNumber;
     return node;
   }
 
-  std::string ParseString() {
-    Expect('"');
+  // String reads the rest of a string whose opening quote has been taken.
+  std::string String() {
     std::string out;
     while (pos_ < text_.size() && text_[pos_] != '"') {
       char c = text_[pos_++];
-      if (c == '\\') {
-        if (pos_ >= text_.size()) {
-          Fail("bad escape");
-        }
-        const char e = text_[pos_++];
-        switch (e) {
-          case 'n':
-            c = '\n';
-            break;
-          case 't':
-            c = '\t';
-            break;
-          case 'r':
-            c = '\r';
-            break;
-          case 'b':
-            c = '\b';
-            break;
-          case 'f':
-            c = '\f';
-            break;
-          case 'u': {
-            const unsigned long code = std::strtoul(text_.substr(pos_, 4).c_str(), nullptr, 16);
-            pos_ += 4;
-            if (code > 0x7F) {
-              Fail("non-ASCII escape not needed by the test data");
-            }
-            c = static_cast<char>(code);
-            break;
+      if (c == '\\' && pos_ < text_.size()) {
+        c = text_[pos_++];
+        if (c == 'u') {
+          const unsigned long code = std::strtoul(text_.substr(pos_, 4).c_str(), nullptr, 16);
+          pos_ += 4;
+          if (code > 0x7F) {
+            Fail("non-ASCII escape");
           }
-          default:
-            c = e;
-            break;
+          c = static_cast<char>(code);
+        } else if (const std::size_t named = std::string_view("bfnrt").find(c); named != std::string_view::npos) {
+          c = "\b\f\n\r\t"[named];
         }
       }
       out.push_back(c);
     }
-    Expect('"');
+    if (pos_++ >= text_.size()) {
+      Fail("unterminated string");
+    }
     return out;
   }
 
@@ -174,6 +120,6 @@ const JsonNode& JsonNode::operator[](const std::string& key) const {
   return it->second;
 }
 
-JsonNode ParseJsonLite(const std::string& text) { return Parser(text).ParseDocument(); }
+JsonNode ParseJsonLite(const std::string& text) { return Parser(text).Document(); }
 
 }  // namespace testsupport

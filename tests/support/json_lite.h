@@ -5,7 +5,6 @@
 
 #include <cstdint>
 #include <map>
-#include <memory>
 #include <string>
 #include <vector>
 
@@ -19,13 +18,15 @@ struct JsonNode {
   std::vector<JsonNode> items;
   std::map<std::string, JsonNode> members;
 
+  // A missing member throws std::runtime_error naming it.
   const JsonNode& operator[](const std::string& key) const;
   const JsonNode& operator[](std::size_t index) const { return items.at(index); }
   bool Has(const std::string& key) const { return members.count(key) != 0; }
   std::int64_t AsInt() const { return static_cast<std::int64_t>(number); }
 };
 
-// ParseJsonLite parses a whole document; throws std::runtime_error on malformed text.
+// ParseJsonLite parses a whole document; throws std::runtime_error on malformed text. String
+// escapes are limited to ASCII, which is all the test data needs.
 JsonNode ParseJsonLite(const std::string& text);
 
 }  // namespace testsupport
