@@ -20,6 +20,13 @@ namespace {
 
 namespace fs = std::filesystem;
 
+// Feed gives the target one input. The data pointer is never null, as under libFuzzer, even for
+// an empty input.
+int Feed(const std::vector<std::uint8_t>& bytes) {
+  static const std::uint8_t kNothing = 0;
+  return LLVMFuzzerTestOneInput(bytes.empty() ? &kNothing : bytes.data(), bytes.size());
+}
+
 std::vector<fs::path> InputsBelow(const fs::path& directory) {
   std::vector<fs::path> inputs;
   if (fs::is_directory(directory)) {
@@ -40,40 +47,32 @@ std::vector<std::uint8_t> Contents(const fs::path& path) {
 class FuzzReplay : public testing::Test {
  protected:
   static void SetUpTestSuite() {
-    if (LLVMFuzzerInitialize != nullptr) {
-      int argc = 0;
-      char** argv = nullptr;
-      ASSERT_EQ(LLVMFuzzerInitialize(&argc, &argv), 0);
-    }
-  }
-
-  static void Replay(const fs::path& directory, std::size_t atLeast) {
-    const std::vector<fs::path> inputs = InputsBelow(directory);
-    ASSERT_GE(inputs.size(), atLeast) << "too few inputs in " << directory;
-    for (const fs::path& input : inputs) {
-      SCOPED_TRACE(input.string());
-      const std::vector<std::uint8_t> bytes = Contents(input);
-      // The data pointer is never null, as under libFuzzer, even for an empty file.
-      static const std::uint8_t kNothing = 0;
-      EXPECT_EQ(LLVMFuzzerTestOneInput(bytes.empty() ? &kNothing : bytes.data(), bytes.size()), 0);
-    }
+    int argc = 0;
+    char** argv = nullptr;
+    ASSERT_TRUE(LLVMFuzzerInitialize == nullptr || LLVMFuzzerInitialize(&argc, &argv) == 0);
   }
 };
 
-TEST_F(FuzzReplay, SeedCorpus) { Replay(fs::path("fuzz") / (std::string(QVCS_FUZZ_TARGET) + "_corpus"), 1); }
-
-TEST_F(FuzzReplay, Regressions) { Replay(fs::path("fuzz") / "regressions" / QVCS_FUZZ_TARGET, 0); }
+TEST_F(FuzzReplay, SeedCorpusAndRegressions) {
+  const fs::path corpus = fs::path("fuzz") / (std::string(QVCS_FUZZ_TARGET) + "_corpus");
+  std::vector<fs::path> inputs = InputsBelow(corpus);
+  ASSERT_FALSE(inputs.empty()) << "no inputs in " << corpus;
+  for (const fs::path& regression : InputsBelow(fs::path("fuzz") / "regressions" / QVCS_FUZZ_TARGET)) {
+    inputs.push_back(regression);
+  }
+  for (const fs::path& input : inputs) {
+    EXPECT_EQ(Feed(Contents(input)), 0) << input;
+  }
+}
 
 // Inputs a fuzzer meets early and that every target must take: nothing, one byte of each value,
 // and a long run of one byte (of '[', deeper than any reader allows).
 TEST_F(FuzzReplay, TinyAndUniformInputs) {
-  static const std::uint8_t kNothing = 0;
-  EXPECT_EQ(LLVMFuzzerTestOneInput(&kNothing, 0), 0);
+  EXPECT_EQ(Feed({}), 0);
   for (unsigned value = 0; value < 256; ++value) {
     const auto byte = static_cast<std::uint8_t>(value);
-    EXPECT_EQ(LLVMFuzzerTestOneInput(&byte, 1), 0) << value;
-    const std::vector<std::uint8_t> run(4096, byte);
-    EXPECT_EQ(LLVMFuzzerTestOneInput(run.data(), run.size()), 0) << value;
+    EXPECT_EQ(Feed({byte}), 0) << value;
+    EXPECT_EQ(Feed(std::vector<std::uint8_t>(4096, byte)), 0) << value;
   }
 }
 

@@ -8,107 +8,84 @@
 namespace testsupport {
 namespace {
 
-class Parser {
- public:
-  explicit Parser(const std::string& text) : text_(text) {}
+[[noreturn]] void Fail(const char* what, std::string_view rest) {
+  throw std::runtime_error(std::string("json_lite: ") + what + " before \"" + std::string(rest.substr(0, 20)) + "\"");
+}
 
-  JsonNode Document() {
-    JsonNode root = Value();
-    Expect('\0');
-    return root;
+void SkipSpace(std::string_view& in) { in.remove_prefix(std::min(in.find_first_not_of(" \t\r\n"), in.size())); }
+
+// Take moves past white space, then past `token` if it comes next.
+bool Take(std::string_view& in, std::string_view token) {
+  SkipSpace(in);
+  const bool found = in.substr(0, token.size()) == token;
+  in.remove_prefix(found ? token.size() : 0);
+  return found;
+}
+
+void Expect(std::string_view& in, char c) {
+  if (!Take(in, std::string_view(&c, 1))) {
+    Fail("unexpected text", in);
   }
+}
 
- private:
-  [[noreturn]] void Fail(const char* what) const {
-    throw std::runtime_error(std::string("json_lite: ") + what + " at " + std::to_string(pos_));
-  }
-
-  // Take moves past white space, then past `c` if it comes next. '\0' stands for the end of the text.
-  bool Take(char c) {
-    pos_ = std::min(text_.find_first_not_of(" \t\r\n", pos_), text_.size());
-    const bool found = pos_ < text_.size() ? text_[pos_] == c : c == '\0';
-    pos_ += found && c != '\0' ? 1 : 0;
-    return found;
-  }
-
-  void Expect(char c) {
-    if (!Take(c)) {
-      Fail("unexpected character or end");
-    }
-  }
-
-  JsonNode Value() {
-    JsonNode node;
-    if (Take('[')) {
-      node.kind = JsonNode::Kind::kArray;
-      if (!Take(']')) {
-        do {
-          node.items.push_back(Value());
-        } while (Take(','));
-        Expect(']');
-      }
-    } else if (Take('{')) {
-      node.kind = JsonNode::Kind::kObject;
-      if (!Take('}')) {
-        do {
-          Expect('"');
-          const std::string key = String();
-          Expect(':');
-          node.members[key] = Value();
-        } while (Take(','));
-        Expect('}');
-      }
-    } else if (Take('"')) {
-      node.kind = JsonNode::Kind::kString;
-      node.text = String();
-    } else if (text_.compare(pos_, 4, "true") == 0 || text_.compare(pos_, 5, "false") == 0) {
-      node.kind = JsonNode::Kind::kBool;
-      node.boolean = text_[pos_] == 't';
-      pos_ += node.boolean ? 4 : 5;
-    } else if (text_.compare(pos_, 4, "null") == 0) {
-      pos_ += 4;
-    } else {
-      const char* begin = text_.c_str() + pos_;
-      char* end = nullptr;
-      node.kind = JsonNode::Kind::kNumber;
-      node.number = std::strtod(begin, &end);
-      if (end == begin) {
-        Fail("value expected");
-      }
-      pos_ += static_cast<std::size_t>(end - begin);
-    }
-    return node;
-  }
-
-  // String reads the rest of a string whose opening quote has been taken.
-  std::string String() {
-    std::string out;
-    while (pos_ < text_.size() && text_[pos_] != '"') {
-      char c = text_[pos_++];
-      if (c == '\\' && pos_ < text_.size()) {
-        c = text_[pos_++];
-        if (c == 'u') {
-          const unsigned long code = std::strtoul(text_.substr(pos_, 4).c_str(), nullptr, 16);
-          pos_ += 4;
-          if (code > 0x7F) {
-            Fail("non-ASCII escape");
-          }
-          c = static_cast<char>(code);
-        } else if (const std::size_t named = std::string_view("bfnrt").find(c); named != std::string_view::npos) {
-          c = "\b\f\n\r\t"[named];
+// ReadString reads the rest of a string whose opening quote has been taken.
+std::string ReadString(std::string_view& in) {
+  std::string out;
+  while (!in.empty() && in.front() != '"') {
+    char c = in.front();
+    in.remove_prefix(1);
+    if (c == '\\' && !in.empty()) {
+      c = in.front();
+      in.remove_prefix(1);
+      if (const std::size_t named = std::string_view("bfnrt").find(c); named != std::string_view::npos) {
+        c = "\b\f\n\r\t"[named];
+      } else if (c == 'u') {
+        const unsigned long code = std::strtoul(std::string(in.substr(0, 4)).c_str(), nullptr, 16);
+        if (code > 0x7F) {
+          Fail("non-ASCII escape", in);
         }
+        c = static_cast<char>(code);
+        in.remove_prefix(std::min<std::size_t>(4, in.size()));
       }
-      out.push_back(c);
     }
-    if (pos_++ >= text_.size()) {
-      Fail("unterminated string");
-    }
-    return out;
+    out.push_back(c);
   }
+  Expect(in, '"');
+  return out;
+}
 
-  const std::string& text_;
-  std::size_t pos_ = 0;
-};
+JsonNode ReadValue(std::string_view& in) {
+  JsonNode node;
+  if (Take(in, "[")) {
+    if (!Take(in, "]")) {
+      do {
+        node.items.push_back(ReadValue(in));
+      } while (Take(in, ","));
+      Expect(in, ']');
+    }
+  } else if (Take(in, "{")) {
+    if (!Take(in, "}")) {
+      do {
+        Expect(in, '"');
+        const std::string key = ReadString(in);
+        Expect(in, ':');
+        node.members[key] = ReadValue(in);
+      } while (Take(in, ","));
+      Expect(in, '}');
+    }
+  } else if (Take(in, "\"")) {
+    node.text = ReadString(in);
+  } else if (!Take(in, "true") && !Take(in, "false") && !Take(in, "null")) {
+    const std::string rest(in.substr(0, 64));
+    char* end = nullptr;
+    node.number = std::strtod(rest.c_str(), &end);
+    if (end == rest.c_str()) {
+      Fail("value expected", in);
+    }
+    in.remove_prefix(static_cast<std::size_t>(end - rest.c_str()));
+  }
+  return node;
+}
 
 }  // namespace
 
@@ -120,6 +97,14 @@ const JsonNode& JsonNode::operator[](const std::string& key) const {
   return it->second;
 }
 
-JsonNode ParseJsonLite(const std::string& text) { return Parser(text).Document(); }
+JsonNode ParseJsonLite(const std::string& text) {
+  std::string_view in = text;
+  JsonNode root = ReadValue(in);
+  SkipSpace(in);
+  if (!in.empty()) {
+    Fail("trailing text", in);
+  }
+  return root;
+}
 
 }  // namespace testsupport

@@ -10,9 +10,9 @@
 
 namespace testsupport {
 
+// One value: a number, a string (`text`), an array (`items`) or an object (`members`); true,
+// false and null read as nodes with none of these.
 struct JsonNode {
-  enum class Kind { kNull, kBool, kNumber, kString, kArray, kObject } kind = Kind::kNull;
-  bool boolean = false;
   double number = 0;
   std::string text;
   std::vector<JsonNode> items;
