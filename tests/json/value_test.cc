@@ -19,14 +19,13 @@
 
 namespace {
 
+using zkJson::ArrayIndex;
 using zkJson::Value;
 
 const double kNaN = std::numeric_limits<double>::quiet_NaN();
 
 std::string Compact(const Value& v) {
-  zkJson::WriterOptions options;
-  options.endingLineFeed = false;
-  return zkJson::FastWriter(options).write(v);
+  return zkJson::FastWriter({.spacedSeparator = false, .endingLineFeed = false}).write(v);
 }
 
 Value Read(const std::string& text) {
@@ -55,11 +54,11 @@ std::string Shortest(double d) {
 }
 
 std::string MemberNames(const Value& v) {
-  std::string text;
+  Value names(zkJson::arrayValue);
   for (const std::string& name : v.getMemberNames()) {
-    text += "," + name;
+    names.append(name);
   }
-  return text.empty() ? text : text.substr(1);
+  return Compact(names);
 }
 
 std::string YesNo(bool answer) { return answer ? "yes" : "no"; }
@@ -85,11 +84,11 @@ const std::map<std::string, Operation>& Operations() {
       {"asString", [](Value& v, Arg) { return v.asString(); }},
       {"asDate", [](Value& v, Arg) { return std::to_string(v.asDate()); }},
       {"asBinary", [](Value& v, Arg) { return testsupport::ToHex(v.asBinary()); }},
-      {"[unsigned]", [](Value& v, Arg i) { return TextAfter(v, v[static_cast<zkJson::ArrayIndex>(std::stoul(i))]); }},
+      {"[unsigned]", [](Value& v, Arg i) { return TextAfter(v, v[static_cast<ArrayIndex>(std::stoul(i))]); }},
       {"[int]", [](Value& v, Arg i) { return TextAfter(v, v[std::stoi(i)]); }},
       {"[key]", [](Value& v, Arg key) { return TextAfter(v, v[key.c_str()]); }},
       {"const [unsigned]",
-       [](Value& v, Arg i) { return Compact(std::as_const(v)[static_cast<zkJson::ArrayIndex>(std::stoul(i))]); }},
+       [](Value& v, Arg i) { return Compact(std::as_const(v)[static_cast<ArrayIndex>(std::stoul(i))]); }},
       {"const [int]", [](Value& v, Arg i) { return Compact(std::as_const(v)[std::stoi(i)]); }},
       {"const [key]", [](Value& v, Arg key) { return Compact(std::as_const(v)[key.c_str()]); }},
       {"get", [](Value& v, Arg key) { return Compact(v.get(key, Value("default"))); }},

@@ -31,25 +31,25 @@ void Expect(std::string_view& in, char c) {
 // ReadString reads the rest of a string whose opening quote has been taken.
 std::string ReadString(std::string_view& in) {
   std::string out;
-  while (!in.empty() && in.front() != '"') {
-    char c = in.front();
-    in.remove_prefix(1);
-    if (c == '\\' && !in.empty()) {
-      c = in.front();
-      in.remove_prefix(1);
+  std::size_t i = 0;
+  for (; i < in.size() && in[i] != '"'; ++i) {
+    char c = in[i];
+    if (c == '\\' && ++i < in.size()) {
+      c = in[i];
       if (const std::size_t named = std::string_view("bfnrt").find(c); named != std::string_view::npos) {
         c = "\b\f\n\r\t"[named];
       } else if (c == 'u') {
-        const unsigned long code = std::strtoul(std::string(in.substr(0, 4)).c_str(), nullptr, 16);
+        const unsigned long code = std::strtoul(std::string(in.substr(i + 1, 4)).c_str(), nullptr, 16);
         if (code > 0x7F) {
-          Fail("non-ASCII escape", in);
+          Fail("non-ASCII escape", in.substr(i));
         }
         c = static_cast<char>(code);
-        in.remove_prefix(std::min<std::size_t>(4, in.size()));
+        i += 4;
       }
     }
     out.push_back(c);
   }
+  in.remove_prefix(std::min(i, in.size()));
   Expect(in, '"');
   return out;
 }

@@ -10,8 +10,7 @@
 
 namespace testsupport {
 
-// One value: a number, a string (`text`), an array (`items`) or an object (`members`); true,
-// false and null read as nodes with none of these.
+// One value: a number, a string (`text`), an array (`items`) or an object (`members`).
 struct JsonNode {
   double number = 0;
   std::string text;
@@ -20,13 +19,11 @@ struct JsonNode {
 
   // A missing member throws std::runtime_error naming it.
   const JsonNode& operator[](const std::string& key) const;
-  const JsonNode& operator[](std::size_t index) const { return items.at(index); }
-  bool Has(const std::string& key) const { return members.count(key) != 0; }
   std::int64_t AsInt() const { return static_cast<std::int64_t>(number); }
 };
 
-// ParseJsonLite parses a whole document; throws std::runtime_error on malformed text. String
-// escapes are limited to ASCII, which is all the test data needs.
+// ParseJsonLite parses a whole document; throws std::runtime_error on malformed text or on an
+// escape of a character beyond ASCII, which no test data needs.
 JsonNode ParseJsonLite(const std::string& text);
 
 }  // namespace testsupport
