@@ -19,8 +19,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// Feed gives the target one input. The data pointer is never null, as under libFuzzer, even for
-// an empty input.
+// Feed gives the target one input, never through a null pointer (neither does libFuzzer).
 int Feed(const std::vector<std::uint8_t>& bytes) {
   static const std::uint8_t kNothing = 0;
   return LLVMFuzzerTestOneInput(bytes.empty() ? &kNothing : bytes.data(), bytes.size());

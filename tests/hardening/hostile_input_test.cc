@@ -1,9 +1,7 @@
-// The exported functions that take records, data or passwords, fed what nobody should send them:
-// nothing, one byte, text that is not base64, base64 of something that is not JSON, JSON of the
-// wrong shape, members of the wrong type, numbers beyond 32 bits, nesting 100000 deep and NUL
-// bytes inside otherwise good input. Each must give its documented answer: a result code, false,
-// or an output left untouched. That no input crashes them is what the fuzz targets check
-// (tests/fuzz replays their corpus, which holds these inputs too).
+// The exported functions that take records, data or passwords, fed what nobody should send them
+// (tests/data/hostile_inputs.tsv, and nesting 100000 deep). Each must give its documented answer:
+// a result code, false, or an output left untouched. That no input crashes them is what the fuzz
+// targets check; tests/fuzz replays their corpus, which holds these inputs too.
 
 #include <qvcryptoservice/cipher_meta.h>
 #include <qvcryptoservice/encryption_functions.h>
@@ -33,8 +31,6 @@ TEST(HostileInput, GetsTheDocumentedAnswer) {
   ASSERT_TRUE(SetKeystore("ZKSystem", std::make_shared<QVKeystoreStatic>()));
   std::string otherHmac;
   ASSERT_EQ(CreateHMAC(std::string("other"), otherHmac), PXA_OK);
-  // Each input in the two forms the functions take: "serialized" for those that read a serialized
-  // record (base64 of JSON), "json" for those that read JSON text itself.
   std::vector<testsupport::DataRow> inputs = testsupport::ReadDataTable("hostile_inputs.tsv");
   const std::string deep = std::string(100000, '[') + std::string(100000, ']');
   const auto* deepBytes = reinterpret_cast<const unsigned char*>(deep.data());
