@@ -1,168 +1,91 @@
 #include "tests/support/json_lite.h"
 
+#include <algorithm>
+#include <charconv>
 #include <cstdlib>
 #include <stdexcept>
+#include <string_view>
 
 namespace testsupport {
 namespace {
 
-class Parser {
- public:
-  explicit Parser(const std::string& text) : text_(text) {}
+[[noreturn]] void Fail(const char* what, std::string_view rest) {
+  throw std::runtime_error(std::string("json_lite: ") + what + " before \"" + std::string(rest.substr(0, 20)) + "\"");
+}
 
-  JsonNode ParseDocument() {
-    JsonNode root = ParseValue();
-    SkipSpace();
-    if (pos_ != text_.size()) {
-      Fail("trailing text");
-    }
-    return root;
-  }
+void SkipSpace(std::string_view& in) { in.remove_prefix(std::min(in.find_first_not_of(" \t\r\n"), in.size())); }
 
- private:
-  [[noreturn]] void Fail(const char* what) const {
-    throw std::runtime_error(std::string("json_lite: ") + what + " at " + std::to_string(pos_));
-  }
-  void SkipSpace() {
-    while (pos_ < text_.size() &&
-           (text_[pos_] == ' ' || text_[pos_] == '\n' || text_[pos_] == '\r' || text_[pos_] == '\t')) {
-      ++pos_;
-    }
-  }
-  char Peek() {
-    SkipSpace();
-    if (pos_ >= text_.size()) {
-      Fail("unexpected end");
-    }
-    return text_[pos_];
-  }
-  void Expect(char c) {
-    if (Peek() != c) {
-      Fail("unexpected character");
-    }
-    ++pos_;
-  }
-  bool ConsumeWord(const char* word) {
-    const std::string w(word);
-    if (text_.compare(pos_, w.size(), w) == 0) {
-      pos_ += w.size();
-      return true;
-    }
-    return false;
-  }
+// Take moves past white space, then past `token` if it comes next.
+bool Take(std::string_view& in, std::string_view token) {
+  SkipSpace(in);
+  const bool found = in.substr(0, token.size()) == token;
+  in.remove_prefix(found ? token.size() : 0);
+  return found;
+}
 
-  JsonNode ParseValue() {
-    JsonNode node;
-    const char c = Peek();
-    if (c == '{') {
-      node.kind = JsonNode::Kind::kObject;
-      ++pos_;
-      if (Peek() == '}') {
-        ++pos_;
-        return node;
-      }
-      for (;;) {
-        std::string key = ParseString();
-        Expect(':');
-        node.members[key] = ParseValue();
-        if (Peek() == ',') {
-          ++pos_;
-          continue;
+void Expect(std::string_view& in, char c) {
+  if (!Take(in, std::string_view(&c, 1))) {
+    Fail("unexpected text", in);
+  }
+}
+
+// ReadString reads the rest of a string whose opening quote has been taken.
+std::string ReadString(std::string_view& in) {
+  std::string out;
+  std::size_t i = 0;
+  for (; i < in.size() && in[i] != '"'; ++i) {
+    char c = in[i];
+    if (c == '\\' && ++i < in.size()) {
+      c = in[i];
+      if (const std::size_t named = std::string_view("bfnrt").find(c); named != std::string_view::npos) {
+        c = "\b\f\n\r\t"[named];
+      } else if (c == 'u') {
+        const unsigned long code = std::strtoul(std::string(in.substr(i + 1, 4)).c_str(), nullptr, 16);
+        if (code > 0x7F) {
+          Fail("non-ASCII escape", in.substr(i));
         }
-        Expect('}');
-        return node;
+        c = static_cast<char>(code);
+        i += 4;
       }
     }
-    if (c == '[') {
-      node.kind = JsonNode::Kind::kArray;
-      ++pos_;
-      if (Peek() == ']') {
-        ++pos_;
-        return node;
-      }
-      for (;;) {
-        node.items.push_back(ParseValue());
-        if (Peek() == ',') {
-          ++pos_;
-          continue;
-        }
-        Expect(']');
-        return node;
-      }
-    }
-    if (c == '"') {
-      node.kind = JsonNode::Kind::kString;
-      node.text = ParseString();
-      return node;
-    }
-    if (ConsumeWord("true") || ConsumeWord("false")) {
-      node.kind = JsonNode::Kind::kBool;
-      node.boolean = text_[pos_ - 1] == 'e' && text_[pos_ - 2] == 'u';
-      return node;
-    }
-    if (ConsumeWord("null")) {
-      return node;
-    }
-    const char* begin = text_.c_str() + pos_;
-    char* end = nullptr;
-    node.number = std::strtod(begin, &end);
-    if (end == begin) {
-      Fail("value expected");
-    }
-    pos_ += static_cast<std::size_t>(end - begin);
-    node.kind = JsonNode::Kind::kNumber;
-    return node;
+    out.push_back(c);
   }
+  in.remove_prefix(std::min(i, in.size()));
+  Expect(in, '"');
+  return out;
+}
 
-  std::string ParseString() {
-    Expect('"');
-    std::string out;
-    while (pos_ < text_.size() && text_[pos_] != '"') {
-      char c = text_[pos_++];
-      if (c == '\\') {
-        if (pos_ >= text_.size()) {
-          Fail("bad escape");
-        }
-        const char e = text_[pos_++];
-        switch (e) {
-          case 'n':
-            c = '\n';
-            break;
-          case 't':
-            c = '\t';
-            break;
-          case 'r':
-            c = '\r';
-            break;
-          case 'b':
-            c = '\b';
-            break;
-          case 'f':
-            c = '\f';
-            break;
-          case 'u': {
-            const unsigned long code = std::strtoul(text_.substr(pos_, 4).c_str(), nullptr, 16);
-            pos_ += 4;
-            if (code > 0x7F) {
-              Fail("non-ASCII escape not needed by the test data");
-            }
-            c = static_cast<char>(code);
-            break;
-          }
-          default:
-            c = e;
-            break;
-        }
-      }
-      out.push_back(c);
+JsonNode ReadValue(std::string_view& in) {
+  JsonNode node;
+  if (Take(in, "[")) {
+    if (!Take(in, "]")) {
+      do {
+        node.items.push_back(ReadValue(in));
+      } while (Take(in, ","));
+      Expect(in, ']');
     }
-    Expect('"');
-    return out;
+  } else if (Take(in, "{")) {
+    if (!Take(in, "}")) {
+      do {
+        Expect(in, '"');
+        const std::string key = ReadString(in);
+        Expect(in, ':');
+        node.members[key] = ReadValue(in);
+      } while (Take(in, ","));
+      Expect(in, '}');
+    }
+  } else if (Take(in, "\"")) {
+    node.text = ReadString(in);
+  } else if (Take(in, "true") || Take(in, "false") || Take(in, "null")) {
+    // Literals carry nothing the test data is read for.
+  } else if (const auto [end, error] = std::from_chars(in.data(), in.data() + in.size(), node.number);
+             error == std::errc()) {
+    in.remove_prefix(static_cast<std::size_t>(end - in.data()));
+  } else {
+    Fail("value expected", in);
   }
-
-  const std::string& text_;
-  std::size_t pos_ = 0;
-};
+  return node;
+}
 
 }  // namespace
 
@@ -174,6 +97,14 @@ const JsonNode& JsonNode::operator[](const std::string& key) const {
   return it->second;
 }
 
-JsonNode ParseJsonLite(const std::string& text) { return Parser(text).ParseDocument(); }
+JsonNode ParseJsonLite(const std::string& text) {
+  std::string_view in = text;
+  JsonNode root = ReadValue(in);
+  SkipSpace(in);
+  if (!in.empty()) {
+    Fail("trailing text", in);
+  }
+  return root;
+}
 
 }  // namespace testsupport

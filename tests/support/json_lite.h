@@ -5,27 +5,25 @@
 
 #include <cstdint>
 #include <map>
-#include <memory>
 #include <string>
 #include <vector>
 
 namespace testsupport {
 
+// One value: a number, a string (`text`), an array (`items`) or an object (`members`).
 struct JsonNode {
-  enum class Kind { kNull, kBool, kNumber, kString, kArray, kObject } kind = Kind::kNull;
-  bool boolean = false;
   double number = 0;
   std::string text;
   std::vector<JsonNode> items;
   std::map<std::string, JsonNode> members;
 
+  // A missing member throws std::runtime_error naming it.
   const JsonNode& operator[](const std::string& key) const;
-  const JsonNode& operator[](std::size_t index) const { return items.at(index); }
-  bool Has(const std::string& key) const { return members.count(key) != 0; }
   std::int64_t AsInt() const { return static_cast<std::int64_t>(number); }
 };
 
-// ParseJsonLite parses a whole document; throws std::runtime_error on malformed text.
+// ParseJsonLite parses a whole document; throws std::runtime_error on malformed text or on an
+// escape of a character beyond ASCII, which no test data needs.
 JsonNode ParseJsonLite(const std::string& text);
 
 }  // namespace testsupport
