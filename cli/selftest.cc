@@ -4,6 +4,7 @@
 #include "cli/kat.h"
 #include "cli/machine_state.h"
 #include "cli/tool.h"
+#include "platform/system_directory.h"
 
 #include <qvcryptoservice/encryption_functions.h>
 #include <qvcryptoservice/hashing_functions.h>
@@ -148,7 +149,7 @@ int RunSelftest(const Invocation& /*invocation*/) {
   }
   if (console::MachineRootSupported()) {
     const TemporaryDirectory machineRoot;
-    if (!console::SetEnvironment("QVCRYPTO_MACHINE_ROOT", machineRoot.string())) {
+    if (!console::SetEnvironment(platform::kMachineRootVariable, machineRoot.string())) {
       Failed("selftest: cannot point the library at a temporary machine root");
     }
     report.Note("temporary machine root " + machineRoot.string() + " (removed afterwards)");
