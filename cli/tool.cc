@@ -32,9 +32,4 @@ void FailedResult(const std::string& operation, PxaResult result) {
   Failed(operation + ": " + PxaErrorReason(result) + " [" + Hex(result) + "]" + Hint(result));
 }
 
-PxaResult KeystoreResult(EQVKeystoreCode code) {
-  // Sign-extended and tagged, as the library composes keystore results.
-  return static_cast<PxaResult>(static_cast<std::int64_t>(code)) | (static_cast<PxaResult>(PXA_FAMILY_KEYSTORE) << 32);
-}
-
 }  // namespace qvcrypto
