@@ -11,6 +11,16 @@ namespace qvcrypto {
 
 using QVCryptoService::PxaResult;
 
+namespace {
+
+// DigitValue is the value of the digit `c` in a run of digits that starts at `first` with
+// `firstValue`; `c` is not below `first`.
+constexpr std::uint64_t DigitValue(char c, char first, std::uint64_t firstValue) {
+  return static_cast<std::uint64_t>(c) - static_cast<std::uint64_t>(first) + firstValue;
+}
+
+}  // namespace
+
 std::string FamilyName(PxaResult result) {
   switch (result >> 32) {
     case QVCryptoService::PXA_FAMILY_LIBRARY:
@@ -47,11 +57,11 @@ bool ParseResultValue(const std::string& text, PxaResult& value) {
     const char c = text[index];
     std::uint64_t digit = 0;
     if (c >= '0' && c <= '9') {
-      digit = static_cast<std::uint64_t>(c - '0');
+      digit = DigitValue(c, '0', 0);
     } else if (hex && c >= 'a' && c <= 'f') {
-      digit = static_cast<std::uint64_t>(c - 'a' + 10);
+      digit = DigitValue(c, 'a', 10);
     } else if (hex && c >= 'A' && c <= 'F') {
-      digit = static_cast<std::uint64_t>(c - 'A' + 10);
+      digit = DigitValue(c, 'A', 10);
     } else {
       return false;
     }
