@@ -26,8 +26,7 @@ bool OnlyKnownMembers(const zkJson::Value& object, std::initializer_list<std::st
 
 bool NonEmptyString(const zkJson::Value& object, const char* member, std::string& out, std::string& error) {
   const zkJson::Value& value = object[member];
-  if (!value.isString() || value.asString().empty() ||
-      value.asString().find('\0') != std::string::npos) {
+  if (!value.isString() || value.asString().empty() || value.asString().find('\0') != std::string::npos) {
     error = std::string("\"") + member + "\" must be a non-empty string";
     return false;
   }
