@@ -11,6 +11,7 @@ namespace QVCryptoService {
 inline constexpr const char* kFixedCipher = "aes-256-cbc";
 inline constexpr std::size_t kFixedCipherKeyLength = 32;
 inline constexpr std::size_t kFixedCipherIvLength = 16;
+inline constexpr std::size_t kFixedCipherBlockLength = 16;
 
 inline constexpr const char* kFixedEncryptionKey = "QV_ENCYPT_DECRYPT_0";
 inline constexpr const char* kFixedDigest = "sha256";
