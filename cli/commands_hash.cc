@@ -46,7 +46,7 @@ std::string RecordArgument(const Invocation& invocation) {
   if (record == nullptr) {
     Usage("the record to verify against is missing (see --help)");
   }
-  const std::string text = Trim(*record);
+  std::string text = Trim(*record);
   if (text.empty()) {
     Usage("the record to verify against is empty");
   }

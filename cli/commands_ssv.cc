@@ -1,5 +1,4 @@
 #include "cli/commands.h"
-#include "cli/console.h"
 #include "cli/io.h"
 #include "cli/machine_state.h"
 #include "cli/tool.h"
@@ -38,18 +37,18 @@ int RunSsvInit(const Invocation& invocation) {
                        " (something there that is not a file of this account is refused)",
                    KeystoreResult(code));
     }
-    FailedResult("ssv init: cannot store the SSV record at " + console::SsvRecordLocation(), KeystoreResult(code));
+    FailedResult("ssv init: cannot store the SSV record at " + machine::SsvRecordLocation(), KeystoreResult(code));
   }
   const std::string componentId = QVpax::getInstance()->SSVCryptoIntrf()->getComponentId();
   if (componentId.empty()) {
-    Failed("ssv init: the SSV was stored but cannot be read back from " + console::SsvRecordLocation());
+    Failed("ssv init: the SSV was stored but cannot be read back from " + machine::SsvRecordLocation());
   }
   WriteStandardOutput(std::string(force ? "new SSV stored" : "SSV ready") + ", component id " + componentId + "\n");
   return kExitOk;
 }
 
 int RunSsvStatus(const Invocation& /*invocation*/) {
-  const std::string location = console::SsvRecordLocation();
+  const std::string location = machine::SsvRecordLocation();
   const auto engine = QVpax::getInstance()->SSVCryptoIntrf();
   const std::string componentId = engine->getComponentId();
   if (componentId.empty()) {

@@ -31,7 +31,4 @@ bool SetEnvironment(const std::string& name, const std::string& value);
 // that QVCRYPTO_MACHINE_ROOT can move.
 bool MachineRootSupported();
 
-// SsvRecordLocation says where the library keeps this machine's SSV record.
-std::string SsvRecordLocation();
-
 }  // namespace qvcrypto::console

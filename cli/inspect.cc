@@ -1,6 +1,7 @@
 #include "cli/commands.h"
 #include "cli/io.h"
 #include "cli/tool.h"
+#include "frame/fixed_names.h"
 
 #include <qvcryptoservice/cipher_meta.h>
 #include <qvcryptoservice/hashing_records.h>
@@ -17,9 +18,6 @@ namespace qvcrypto {
 using namespace QVCryptoService;
 
 namespace {
-
-constexpr std::size_t kIvSize = 16;
-constexpr std::size_t kBlockSize = 16;
 
 struct FieldMeaning {
   std::string_view key;
@@ -133,12 +131,12 @@ int InspectJson(const std::string& text, const zkJson::Value& object) {
 }
 
 int InspectSsv(const std::string& bytes) {
-  const std::string iv = base64_encode(reinterpret_cast<const unsigned char*>(bytes.data()), kIvSize);
-  const std::size_t cipherLength = bytes.size() - kIvSize;
+  const std::string iv = base64_encode(reinterpret_cast<const unsigned char*>(bytes.data()), kFixedCipherIvLength);
+  const std::size_t cipherLength = bytes.size() - kFixedCipherIvLength;
   const std::string fields =
       Field("iv", Json(zkJson::Value(iv)), "initialisation vector, the first 16 bytes") + ",\n" +
       Field("cipher text", Json(zkJson::Value("(" + std::to_string(cipherLength) + " bytes, not shown)")),
-            "AES-256-CBC under this machine's SSV key, " + std::to_string(cipherLength / kBlockSize) +
+            "AES-256-CBC under this machine's SSV key, " + std::to_string(cipherLength / kFixedCipherBlockLength) +
                 " block(s); only a machine with the same SSV record decrypts it");
   PrintReport("SSV text", true, fields);
   return kExitOk;
@@ -159,7 +157,8 @@ int RunInspect(const Invocation& invocation) {
   if (bytes.front() == '{' && reader.parse(bytes, root, false) && root.isObject()) {
     return InspectJson(text, root);
   }
-  if (bytes.size() >= kIvSize + kBlockSize && (bytes.size() - kIvSize) % kBlockSize == 0) {
+  if (bytes.size() >= kFixedCipherIvLength + kFixedCipherBlockLength &&
+      (bytes.size() - kFixedCipherIvLength) % kFixedCipherBlockLength == 0) {
     return InspectSsv(bytes);
   }
   Failed("inspect: " + std::to_string(bytes.size()) +

@@ -14,6 +14,10 @@ std::string SsvStagingDirectory() { return platform::SystemDirectory(); }
 
 std::string SsvStagingFile() { return StagingFilePath(SsvStagingDirectory()); }
 
+std::string SsvRecordLocation() {
+  return platform::MachineValueLocation(kCurrentSsvStoreLocation.key, kCurrentSsvStoreLocation.value);
+}
+
 std::string MachineRootProblem() {
   std::string problem = platform::MachinePathProblem();
   for (const SsvStoreLocation& location : kSsvStoreLocations) {

@@ -16,6 +16,9 @@ std::string SsvStagingDirectory();
 // exactly one record.
 std::string SsvStagingFile();
 
+// SsvRecordLocation says where the library keeps this machine's SSV record.
+std::string SsvRecordLocation();
+
 // MachineRootProblem is empty when the machine root and the paths to the SSV's store locations
 // can be trusted, else one line naming the path and what is wrong with it ("machine root /x is
 // writable by group or others").

@@ -7,6 +7,7 @@
 #include "cli/console.h"
 #include "cli/key_source.h"
 #include "cli/tool.h"
+#include "platform/system_directory.h"
 
 #include <qvcryptoservice/logger.h>
 #include <qvcryptoservice/qvpax.h>
@@ -195,27 +196,27 @@ void PrintHelp(const Command* only) {
           "(asks on the terminal without echo; the default for password commands). Never on the command line.\n";
     }
     if (std::find(only->options.begin(), only->options.end(), "--keystore-config") != only->options.end()) {
-      text +=
-          "\n--keystore-config FILE: use the database keystore that FILE configures, registered as \"ZKSystem\"\n"
-          "(JSON: {\"backend\": \"sqlite\", \"path\": F} or {\"backend\": \"postgresql\", \"connection\": S},\n"
-          "with \"masterKey\": {\"source\": \"ssv\"} or {\"source\": \"host\", \"file\": F | \"env\": VAR}).\n";
+      text += "\n--keystore-config FILE: use the database keystore that FILE configures, registered as \"" +
+              std::string(kDefaultKeystore) +
+              "\"\n(JSON: {\"backend\": \"sqlite\", \"path\": F} or {\"backend\": \"postgresql\", \"connection\": S},\n"
+              "with \"masterKey\": {\"source\": \"ssv\"} or {\"source\": \"host\", \"file\": F | \"env\": VAR}).\n";
     }
     if (std::find(only->options.begin(), only->options.end(), kDemoKeyOption) != only->options.end()) {
-      text +=
-          "\n--demo-key (or --keystore ZKSystem): use the library's built-in keystore. Its key is in every copy\n"
-          "of the library, so anyone can decrypt or forge what it protects: for trying the tool only. Every\n"
-          "use says so in a warning line on standard error.\n";
+      text += "\n--demo-key (or --keystore " + std::string(kDefaultKeystore) +
+              "): use the library's built-in keystore. Its key is in every copy\n"
+              "of the library, so anyone can decrypt or forge what it protects: for trying the tool only. Every\n"
+              "use says so in a warning line on standard error.\n";
     }
   } else {
     text = "usage: qvcrypto [--machine-root DIR] [--verbose] COMMAND [ARGS]\n\ncommands:\n";
     for (const Command& command : Commands()) {
       text += "  " + std::string(command.synopsis) + "\n      " + std::string(command.summary) + "\n";
     }
-    text +=
-        "\n--machine-root DIR  where the machine-wide state lives (POSIX; default $QVCRYPTO_MACHINE_ROOT or "
-        "/var/lib/qvcrypto)\n--verbose           show the library's own diagnostics\n"
-        "COMMAND --help      help for one command\n"
-        "\nexit codes: 0 success, 1 a verification answered false, 2 usage error, 3 operation failed\n";
+    text += "\n--machine-root DIR  where the machine-wide state lives (POSIX; default $" +
+            std::string(platform::kMachineRootVariable) + " or " + platform::kDefaultMachineRoot +
+            ")\n--verbose           show the library's own diagnostics\n"
+            "COMMAND --help      help for one command\n"
+            "\nexit codes: 0 success, 1 a verification answered false, 2 usage error, 3 operation failed\n";
   }
   std::fputs(text.c_str(), stdout);
 }
@@ -286,7 +287,7 @@ void UseMachineRoot(const std::string& directory) {
     Usage("machine root " + directory + " is not a directory");
   }
   const std::filesystem::path absolute = std::filesystem::absolute(directory, error);
-  if (error || !console::SetEnvironment("QVCRYPTO_MACHINE_ROOT", absolute.string())) {
+  if (error || !console::SetEnvironment(platform::kMachineRootVariable, absolute.string())) {
     Failed("cannot use machine root " + directory);
   }
 }

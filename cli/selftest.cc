@@ -4,9 +4,11 @@
 #include "cli/kat.h"
 #include "cli/machine_state.h"
 #include "cli/tool.h"
+#include "platform/system_directory.h"
 
 #include <qvcryptoservice/encryption_functions.h>
 #include <qvcryptoservice/hashing_functions.h>
+#include <qvcryptoservice/keystore_mgr.h>
 #include <qvcryptoservice/primitives.h>
 #include <qvcryptoservice/qvpax.h>
 #include <qvcryptoservice/ssv_crypto.h>
@@ -112,9 +114,9 @@ void CheckRoundTrips(Report& report) {
   const SecureBlock plain(message.begin(), message.end());
   std::string text;
   SecureBlock back;
-  report.Check("keystore encryption round trip (ZKSystem)", EncryptData(plain, text, "ZKSystem") == PXA_OK &&
-                                                                DecryptData(text, back, "ZKSystem") == PXA_OK &&
-                                                                back == plain);
+  report.Check(std::string("keystore encryption round trip (") + kDefaultKeystoreName + ")",
+               EncryptData(plain, text, kDefaultKeystoreName) == PXA_OK &&
+                   DecryptData(text, back, kDefaultKeystoreName) == PXA_OK && back == plain);
   back.clear();
   const bool passwordRoundTrip = EncryptWithPassword(plain, "self-test password", text) == PXA_OK &&
                                  DecryptWithPassword(text, "self-test password", back) == PXA_OK && back == plain;
@@ -147,7 +149,7 @@ int RunSelftest(const Invocation& /*invocation*/) {
   }
   if (console::MachineRootSupported()) {
     const TemporaryDirectory machineRoot;
-    if (!console::SetEnvironment("QVCRYPTO_MACHINE_ROOT", machineRoot.string())) {
+    if (!console::SetEnvironment(platform::kMachineRootVariable, machineRoot.string())) {
       Failed("selftest: cannot point the library at a temporary machine root");
     }
     report.Note("temporary machine root " + machineRoot.string() + " (removed afterwards)");

@@ -7,6 +7,7 @@
 
 #include <qvcryptoservice/encryption_functions.h>
 #include <qvcryptoservice/hashing_functions.h>
+#include <qvcryptoservice/keystore_mgr.h>
 #include <qvcryptoservice/keystore_static.h>
 #include <qvcryptoservice/qvcrypto_c.h>
 #include <qvcryptoservice/qvpax.h>
@@ -44,8 +45,8 @@ std::string Outcome(PxaResult result, const std::string& output) {
 int main() {
   const std::string secret = "The quick brown fox jumps over the lazy dog";
   Report("InitLibrary", InitLibrary(), "service object built");
-  Report("SetKeystore ZKSystem", SetKeystore("ZKSystem", std::make_shared<QVKeystoreStatic>()),
-         "built-in static keystore");
+  Report((std::string("SetKeystore ") + kDefaultKeystoreName).c_str(),
+         SetKeystore(kDefaultKeystoreName, std::make_shared<QVKeystoreStatic>()), "built-in static keystore");
 
   // The staging file of a new SSV passes through the machine root (the Windows system directory),
   // which only this account and root may write; it is removed afterwards.

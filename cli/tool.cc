@@ -2,6 +2,8 @@
 
 #include "cli/result_names.h"
 
+#include <qvcryptoservice/keystore_mgr.h>
+
 namespace qvcrypto {
 
 using namespace QVCryptoService;
@@ -10,7 +12,7 @@ namespace {
 
 std::string Hint(PxaResult result) {
   if (result == ~PxaResult{0} || result == PXA_ERR_KEYSTORE_NOT_CONFIGURED) {
-    return " (no such keystore registered; the built-in one is \"ZKSystem\")";
+    return std::string(" (no such keystore registered; the built-in one is \"") + kDefaultKeystoreName + "\")";
   }
   if (result == PXA_ERR_SSV_FILE) {
     return " (run 'qvcrypto ssv init' to provision this machine)";
@@ -28,11 +30,6 @@ std::string Hint(PxaResult result) {
 
 void FailedResult(const std::string& operation, PxaResult result) {
   Failed(operation + ": " + PxaErrorReason(result) + " [" + Hex(result) + "]" + Hint(result));
-}
-
-PxaResult KeystoreResult(EQVKeystoreCode code) {
-  // Sign-extended and tagged, as the library composes keystore results.
-  return static_cast<PxaResult>(static_cast<std::int64_t>(code)) | (static_cast<PxaResult>(PXA_FAMILY_KEYSTORE) << 32);
 }
 
 }  // namespace qvcrypto

@@ -2,6 +2,9 @@
 
 // What every command of qvcrypto shares: exit codes and the way a command gives up.
 
+// Commands report keystore statuses as the library would hand them up: KeystoreResult.
+#include "frame/result_compose.h"
+
 #include <qvcryptoservice/result.h>
 
 #include <stdexcept>
@@ -34,8 +37,5 @@ class ToolError : public std::runtime_error {
 // FailedResult reports a library result value: its message, the value in hex, and a hint when
 // the value has a usual cause.
 [[noreturn]] void FailedResult(const std::string& operation, QVCryptoService::PxaResult result);
-
-// KeystoreResult turns a keystore status into the result value the library would hand up.
-QVCryptoService::PxaResult KeystoreResult(QVCryptoService::EQVKeystoreCode code);
 
 }  // namespace qvcrypto

@@ -12,12 +12,10 @@
 
 #include <algorithm>
 #include <optional>
-#include <string_view>
 
 namespace QVCryptoService {
 namespace {
 
-constexpr std::string_view kDefaultKeystore = "ZKSystem";
 constexpr std::int32_t kKeyStateActive = 2;
 
 }  // namespace
@@ -33,7 +31,7 @@ PxaResult QVCrypto::encrypt(std::string keystoreName, std::string cipherName, st
                             const std::uint8_t* plain, std::size_t length, CipherMeta_t& meta,
                             std::vector<std::uint8_t>& cipherText) const {
   const std::shared_ptr<IQVKeyStore> store =
-      keystores_->GetKeystore(keystoreName.empty() ? std::string(kDefaultKeystore) : keystoreName);
+      keystores_->GetKeystore(keystoreName.empty() ? std::string(kDefaultKeystoreName) : keystoreName);
   if (!store) {
     return kKeystoreMissingResult;
   }
@@ -109,7 +107,7 @@ PxaResult QVCrypto::decrypt(std::string /*keystoreName*/, std::string cipherName
       found = true;
       break;
     }
-    if (name == kDefaultKeystore || code != KS_ERR_CORRUPTED) {
+    if (name == kDefaultKeystoreName || code != KS_ERR_CORRUPTED) {
       return KeystoreResult(code);
     }
     lastFailure = KeystoreResult(code);

@@ -6,6 +6,7 @@
 #include "primitives/secret_string.h"
 
 #include "encryption/cipher_steps.h"
+#include "frame/fixed_names.h"
 #include "primitives/openssl_int.h"
 
 #include <openssl/rand.h>
@@ -14,16 +15,9 @@
 #include <optional>
 
 namespace QVCryptoService {
-namespace {
 
-// Encryption always uses these; decryption takes them from the record, so records with other
-// parameters still decrypt.
-constexpr int kSaltLength = 16;
-constexpr int kIterations = 10000;
-constexpr const char* kDigestName = "sha256";
-
-}  // namespace
-
+// Encryption always uses the fixed PBKDF2 parameters; decryption takes them from the record, so
+// records with other parameters still decrypt.
 PxaResult QVCrypto::PBEncrypt(std::string cipherName, std::string password, const std::uint8_t* plain,
                               std::size_t length, CipherMeta_t& meta, std::vector<std::uint8_t>& cipherText) const {
   const WipeOnExit wipePassword(password);
@@ -35,8 +29,8 @@ PxaResult QVCrypto::PBEncrypt(std::string cipherName, std::string password, cons
   (void)RAND_bytes(salt.data(), kSaltLength);
   SecureBlock key(static_cast<std::size_t>(keyLength));
   // The password ends at its first zero byte, as it always has for C callers.
-  if (const PxaResult derived =
-          PBKDF2_HMAC(kDigestName, password.c_str(), salt.data(), kSaltLength, kIterations, keyLength, key.data());
+  if (const PxaResult derived = PBKDF2_HMAC(kPbkdf2Digest, password.c_str(), salt.data(), kSaltLength,
+                                            kPbkdf2Iterations, keyLength, key.data());
       derived != PXA_OK) {
     return derived;
   }
@@ -48,8 +42,8 @@ PxaResult QVCrypto::PBEncrypt(std::string cipherName, std::string password, cons
   meta.cipherName = cipherName;
   meta.iv = std::move(iv);
   meta.salt.assign(salt.begin(), salt.end());
-  meta.iterations = kIterations;
-  meta.digestName = kDigestName;
+  meta.iterations = kPbkdf2Iterations;
+  meta.digestName = kPbkdf2Digest;
   return PXA_OK;
 }
 

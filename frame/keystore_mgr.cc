@@ -30,7 +30,7 @@ std::vector<std::string> CQVKeystoreMgr::GetKeystoreNames() {
   const std::size_t registered = count_.load(std::memory_order_acquire);
   std::vector<std::string> names;
   if (registered >= 1) {
-    names.emplace_back("ZKSystem");
+    names.emplace_back(kDefaultKeystoreName);
   }
   if (registered >= 2) {
     names.emplace_back("Initial_Tenant");

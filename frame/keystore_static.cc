@@ -1,16 +1,16 @@
 #include <qvcryptoservice/keystore_static.h>
 
+#include "frame/fixed_names.h"
+
 #include <algorithm>
 #include <array>
 #include <cstdint>
-#include <string_view>
 
 namespace QVCryptoService {
 namespace {
 
-constexpr std::string_view kEncryptionKeyName = "QV_ENCYPT_DECRYPT_0";  // misspelling kept: it names stored keys
-constexpr std::string_view kIntegrityKeyName = "QV_HMAC_INTEGRITY_0";
-constexpr std::size_t kStaticKeyLength = 32;
+// Both static keys, the cipher key and the HMAC key, are as long as the fixed cipher's key.
+constexpr std::size_t kStaticKeyLength = kFixedCipherKeyLength;
 
 // The first half of the static key. It must never change: every cipher text and HMAC made with
 // the built-in keystore depends on it.
@@ -47,13 +47,13 @@ std::int32_t QVKeystoreStatic::updateKeyMeta(const std::string& /*name*/, std::i
 
 std::int32_t QVKeystoreStatic::getKey(const std::string& name, SecureBlock& key, QVKeyControlData& ctl,
                                       std::int32_t /*version*/) {
-  if (name == kEncryptionKeyName) {
+  if (name == kFixedEncryptionKey) {
     ctl.usageMask = 4;
     ctl.symmetric = true;
-    ctl.algorithm = "aes-256-cbc";
-  } else if (name == kIntegrityKeyName) {
+    ctl.algorithm = kFixedCipher;
+  } else if (name == kFixedIntegrityKey) {
     ctl.symmetric = true;
-    ctl.algorithm = "sha256";
+    ctl.algorithm = kFixedDigest;
   } else {
     return KS_ERR_KEY_NOT_FOUND;
   }

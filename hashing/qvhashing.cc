@@ -1,6 +1,7 @@
 #include <qvcryptoservice/primitives.h>
 #include <qvcryptoservice/qvhashing.h>
 
+#include "frame/fixed_names.h"
 #include "frame/result_compose.h"
 #include "primitives/openssl_int.h"
 #include "primitives/ossl_ptr.h"
@@ -16,10 +17,6 @@
 
 namespace QVCryptoService {
 namespace {
-
-constexpr int kSaltLength = 16;
-constexpr int kIterations = 10000;
-constexpr int kOutputLength = 32;
 
 using Bytes = std::vector<std::uint8_t>;
 
@@ -158,10 +155,10 @@ PxaResult QVHashing::generateDerivedKey(const std::string& digestName, const std
   while (salt.size() < static_cast<std::size_t>(kSaltLength)) {
     salt += password;
   }
-  SecureBlock key(kOutputLength);
+  SecureBlock key(kPasswordHashLength);
   const PxaResult derived =
       PBKDF2_HMAC(digestName.c_str(), password.c_str(), reinterpret_cast<const unsigned char*>(salt.data()),
-                  kSaltLength, kIterations, kOutputLength, key.data());
+                  kSaltLength, kPbkdf2Iterations, kPasswordHashLength, key.data());
   WipeString(salt);
   if (derived != PXA_OK) {
     return derived;
@@ -174,15 +171,15 @@ PxaResult QVHashing::generatePasswordHash(std::string digestName, std::string pa
   const WipeOnExit wipePassword(password);
   std::array<std::uint8_t, kSaltLength> salt{};
   (void)RAND_bytes(salt.data(), kSaltLength);
-  std::array<std::uint8_t, kOutputLength> hash{};
+  std::array<std::uint8_t, kPasswordHashLength> hash{};
   // The password ends at its first zero byte.
-  if (const PxaResult derived = PBKDF2_HMAC(digestName.c_str(), password.c_str(), salt.data(), kSaltLength, kIterations,
-                                            kOutputLength, hash.data());
+  if (const PxaResult derived = PBKDF2_HMAC(digestName.c_str(), password.c_str(), salt.data(), kSaltLength,
+                                            kPbkdf2Iterations, kPasswordHashLength, hash.data());
       derived != PXA_OK) {
     return derived;
   }
   record.version = 1;
-  record.iterations = kIterations;
+  record.iterations = kPbkdf2Iterations;
   record.digestName = digestName;
   record.salt.assign(salt.begin(), salt.end());
   record.digest.assign(hash.begin(), hash.end());

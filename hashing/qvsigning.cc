@@ -13,8 +13,6 @@
 namespace QVCryptoService {
 namespace {
 
-constexpr const char* kSystemKeystore = "ZKSystem";
-
 struct HmacOutcome {
   PxaResult result = PXA_OK;
   std::vector<std::uint8_t> value;
@@ -48,7 +46,7 @@ QVSigning::~QVSigning() = default;
 
 PxaResult QVSigning::generateHMAC(std::string digestName, std::string keyName, const std::uint8_t* data,
                                   std::uint64_t length, SigningData_t& record) const {
-  const std::shared_ptr<IQVKeyStore> store = keystores_->GetKeystore(kSystemKeystore);
+  const std::shared_ptr<IQVKeyStore> store = keystores_->GetKeystore(kDefaultKeystoreName);
   if (!store) {
     return kKeystoreMissingResult;
   }
@@ -80,7 +78,7 @@ bool QVSigning::validateHMAC(std::string digestName, std::string keyName, const 
   if (keyName != record.keyName || !NarrowToOpenSslInt(length)) {
     return false;
   }
-  const std::shared_ptr<IQVKeyStore> store = keystores_->GetKeystore(kSystemKeystore);
+  const std::shared_ptr<IQVKeyStore> store = keystores_->GetKeystore(kDefaultKeystoreName);
   if (!store) {
     return false;
   }

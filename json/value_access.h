@@ -26,8 +26,8 @@ class ValueAccess {
 
   // emptyPayload is the payload of Value(type); unknown codes throw std::runtime_error.
   static Payload emptyPayload(ValueType type);
-  // clonePayload deep-copies a payload.
-  static Payload clonePayload(const Payload& payload);
+  // clonePayload deep-copies the payload `from`.
+  static Payload clonePayload(const Payload& from);
 
   // get returns the payload as a T; the caller has checked the type. (std::get would bring in
   // std::bad_variant_access, whose type information would leave the library as an export.)

@@ -19,11 +19,11 @@ class MachineLock {
   MachineLock& operator=(const MachineLock&) = delete;
 
   // kOk while the lock is held; kAccessDenied or kOtherError when it could not be taken.
-  StoreStatus status() const noexcept { return m_status; }
+  StoreStatus status() const noexcept { return status_; }
 
  private:
-  std::intptr_t m_handle;
-  StoreStatus m_status;
+  std::intptr_t handle_;
+  StoreStatus status_;
 };
 
 }  // namespace QVCryptoService::platform

@@ -24,6 +24,10 @@ std::string MachinePathProblem(const std::string& below = "");
 // `valueName` of key `keyPath` ("SOFTWARE\Classes\SSV").
 std::string MachineValueProblem(const std::string& keyPath, const std::string& valueName);
 
+// MachineValueLocation says, for messages, where the machine store keeps the value `valueName` of
+// key `keyPath`: its file below the machine root, or its registry key and value name.
+std::string MachineValueLocation(const std::string& keyPath, const std::string& valueName);
+
 enum class TrustedRead {
   kOk,
   kMissing,

@@ -24,13 +24,13 @@ inline void WipeString(std::string& text) noexcept {
 // in the meantime.
 class WipeOnExit {
  public:
-  explicit WipeOnExit(std::string& text) noexcept : m_text(text) {}
-  ~WipeOnExit() { WipeString(m_text); }
+  explicit WipeOnExit(std::string& text) noexcept : text_(text) {}
+  ~WipeOnExit() { WipeString(text_); }
   WipeOnExit(const WipeOnExit&) = delete;
   WipeOnExit& operator=(const WipeOnExit&) = delete;
 
  private:
-  std::string& m_text;
+  std::string& text_;
 };
 
 }  // namespace QVCryptoService

@@ -4,6 +4,7 @@
 #include <qvcryptoservice/primitives.h>
 #include <qvcryptoservice/ssv_crypto.h>
 
+#include "frame/fixed_names.h"
 #include "primitives/base64_codec.h"
 #include "primitives/secret_string.h"
 #include "ssv/log_lines.h"
@@ -14,8 +15,6 @@
 namespace QVCryptoService {
 namespace {
 
-constexpr const char* kSsvCipher = "aes-256-cbc";
-constexpr std::size_t kIvLength = 16;
 constexpr std::size_t kGroupCount = 5;
 
 void Log(const char* function, const char* message) {
@@ -64,7 +63,7 @@ PxaResult QVSSVCrypto::EncryptBySSV_Bin(const std::vector<std::string>& groupSec
   // The plain text goes through an ordinary string only because the wrapper takes one; it is
   // wiped before it is released.
   std::string plainText(plain.begin(), plain.end());
-  const PxaResult result = EVPEncrypt(kSsvCipher, key, iv, plainText, encrypted);
+  const PxaResult result = EVPEncrypt(kFixedCipher, key, iv, plainText, encrypted);
   WipeString(plainText);
   if (result != PXA_OK) {
     return result;
@@ -111,14 +110,14 @@ PxaResult QVSSVCrypto::QVDecrypt_Bin(const std::string& cipherText, SecureBlock&
   if (!secrets.Recover(*this, "QVCryptoService::QVSSVCrypto::QVDecrypt_Bin")) {
     return PXA_ERR_SSV_FILE;
   }
-  if (cipherText.size() < kIvLength) {
+  if (cipherText.size() < kFixedCipherIvLength) {
     Log("QVCryptoService::QVSSVCrypto::QVDecrypt_Bin", "Invalid cipher text received");
     return PXA_ERR_INVALID_ARGUMENTS;
   }
   const SecureBlock key = deduceKey(secrets.get());
   std::string decrypted;
-  const PxaResult result =
-      EVPDecrypt(kSsvCipher, key, cipherText.substr(0, kIvLength), cipherText.substr(kIvLength), decrypted);
+  const PxaResult result = EVPDecrypt(kFixedCipher, key, cipherText.substr(0, kFixedCipherIvLength),
+                                      cipherText.substr(kFixedCipherIvLength), decrypted);
   // Nothing of a failed decryption (a prefix before a bad padding block) reaches the caller.
   if (result == PXA_OK) {
     plain.assign(decrypted.begin(), decrypted.end());

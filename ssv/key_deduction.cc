@@ -1,5 +1,7 @@
 #include "ssv/key_deduction.h"
 
+#include "frame/fixed_names.h"
+
 #include <algorithm>
 #include <string_view>
 
@@ -9,7 +11,7 @@ namespace {
 
 // Mixed into every SSV key, so that the group secrets alone are not the key.
 constexpr std::string_view kKeyText = "qemo_lirat_pavu_qemo_lirat_pavu_";
-static_assert(kKeyText.size() == 32);
+static_assert(kKeyText.size() == kFixedCipherKeyLength);
 
 void XorInto(SecureBlock& key, std::string_view element) {
   const std::size_t common = std::min(key.size(), element.size());

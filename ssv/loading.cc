@@ -30,8 +30,8 @@ EQVKeystoreCode QVSSVCrypto::loadSSV(const std::string& directory) {
       (!ReadRecordFile(StagingFilePath(directory), record) && !ReadStoredRecord(record))) {
     throw std::runtime_error("ssv does not exist or is corrupted!");
   }
-  m_componentId.assign(record.begin(), record.begin() + kComponentIdSize);
-  m_shareStore.assign(record.begin() + kShareStoreOffset, record.end());
+  componentId_.assign(record.begin(), record.begin() + kComponentIdSize);
+  shareStore_.assign(record.begin() + kShareStoreOffset, record.end());
   return KS_SUCCESS;
 }
 
@@ -47,27 +47,27 @@ EQVKeystoreCode QVSSVCrypto::initSSV() {
 }
 
 std::string QVSSVCrypto::getComponentId() {
-  const std::lock_guard<std::mutex> guard(m_lock);
-  if (m_componentId.empty() && initSSV() != KS_SUCCESS) {
+  const std::lock_guard<std::mutex> guard(lock_);
+  if (componentId_.empty() && initSSV() != KS_SUCCESS) {
     ILogger::GetInstance()->LogStr(kSsvLogLevel, kSsvLogComponent, "QVCryptoService::QVSSVCrypto::getComponentId",
                                    "The SSV is corrupted");
     return {};
   }
-  return m_componentId;
+  return componentId_;
 }
 
 EQVKeystoreCode QVSSVCrypto::recoverSSV(std::vector<std::string>& groupSecrets) {
-  const std::lock_guard<std::mutex> guard(m_lock);
-  if (m_shareStore.size() != kShareStoreSize) {
+  const std::lock_guard<std::mutex> guard(lock_);
+  if (shareStore_.size() != kShareStoreSize) {
     const EQVKeystoreCode loaded = initSSV();
     if (loaded != KS_SUCCESS) {
       return loaded;
     }
-    if (m_shareStore.size() != kShareStoreSize) {
+    if (shareStore_.size() != kShareStoreSize) {
       return KS_ERR_SSV_NOT_INITIALIZED;
     }
   }
-  const ShareSlots slots = ShareSlots::FromShareStore(m_shareStore);
+  const ShareSlots slots = ShareSlots::FromShareStore(shareStore_);
   SecureBlock message(sharescheme::kShareMessageSize);
   for (std::size_t group = 0; group < kSsvGroupCount; ++group) {
     const auto shares = slots.group(group);

@@ -19,7 +19,7 @@ std::size_t CheckedSlot(std::size_t slot) {
 
 }  // namespace
 
-ShareSlots::ShareSlots() : m_shares(kSsvSlotCount * kShareSize) {}
+ShareSlots::ShareSlots() : shares_(kSsvSlotCount * kShareSize) {}
 
 ShareSlots ShareSlots::FromShareStore(std::span<const std::uint8_t> store) {
   ShareSlots slots;
@@ -36,25 +36,25 @@ ShareSlots ShareSlots::FromShareStore(std::span<const std::uint8_t> store) {
 }
 
 std::span<std::uint8_t, kShareSize> ShareSlots::fill(std::size_t slot) {
-  m_filled[CheckedSlot(slot)] = true;
-  return std::span<std::uint8_t, kShareSize>(m_shares.data() + slot * kShareSize, kShareSize);
+  filled_[CheckedSlot(slot)] = true;
+  return std::span<std::uint8_t, kShareSize>(shares_.data() + slot * kShareSize, kShareSize);
 }
 
 std::span<std::uint8_t, kShareCount * kShareSize> ShareSlots::fillGroup(std::size_t group) {
   const std::size_t first = CheckedSlot(group * kShareCount);
-  std::fill_n(m_filled.begin() + static_cast<std::ptrdiff_t>(first), kShareCount, true);
-  return std::span<std::uint8_t, kShareCount * kShareSize>(m_shares.data() + first * kShareSize,
+  std::fill_n(filled_.begin() + static_cast<std::ptrdiff_t>(first), kShareCount, true);
+  return std::span<std::uint8_t, kShareCount * kShareSize>(shares_.data() + first * kShareSize,
                                                            kShareCount * kShareSize);
 }
 
 sharescheme::ShareView ShareSlots::slot(std::size_t slot) const {
-  return sharescheme::ShareView(m_shares.data() + CheckedSlot(slot) * kShareSize, kShareSize);
+  return sharescheme::ShareView(shares_.data() + CheckedSlot(slot) * kShareSize, kShareSize);
 }
 
 std::optional<std::array<sharescheme::ShareView, kShareCount>> ShareSlots::group(std::size_t group) const {
   const std::size_t first = CheckedSlot(group * kShareCount);
   for (std::size_t member = 0; member < kShareCount; ++member) {
-    if (!m_filled[first + member]) {
+    if (!filled_[first + member]) {
       return std::nullopt;
     }
   }

@@ -40,8 +40,8 @@ class ShareSlots {
   sharescheme::ShareView slot(std::size_t slot) const;
 
  private:
-  SecureBlock m_shares;
-  std::array<bool, kSsvSlotCount> m_filled{};
+  SecureBlock shares_;
+  std::array<bool, kSsvSlotCount> filled_{};
 };
 
 }  // namespace QVCryptoService

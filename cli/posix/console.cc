@@ -129,11 +129,4 @@ bool SetEnvironment(const std::string& name, const std::string& value) {
 
 bool MachineRootSupported() { return true; }
 
-std::string SsvRecordLocation() {
-  // The library's own default, used when the variable is unset or empty.
-  const char* root = std::getenv("QVCRYPTO_MACHINE_ROOT");
-  const std::string machineRoot = root != nullptr && root[0] != '\0' ? root : "/var/lib/qvcrypto";
-  return machineRoot + "/registry/SOFTWARE/Classes/SSV/SSV_Data";
-}
-
 }  // namespace qvcrypto::console

@@ -88,6 +88,4 @@ bool SetEnvironment(const std::string& name, const std::string& value) {
 
 bool MachineRootSupported() { return false; }
 
-std::string SsvRecordLocation() { return "HKLM\\SOFTWARE\\Classes\\SSV, value SSV_Data"; }
-
 }  // namespace qvcrypto::console

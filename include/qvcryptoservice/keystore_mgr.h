@@ -13,6 +13,10 @@
 
 namespace QVCryptoService {
 
+// kDefaultKeystoreName names the keystore that the engines use when no other is named: the one
+// that encryption falls back to and that signing always uses.
+inline constexpr const char* kDefaultKeystoreName = "ZKSystem";
+
 // CQVKeystoreMgr holds the registered keystores by name. Safe for concurrent use; the pointers
 // it hands out keep a keystore alive after it has been replaced.
 class QVCS_EXPORT CQVKeystoreMgr {

@@ -94,9 +94,9 @@ class QVCS_EXPORT QVSSVCrypto {
   // key is as long as the first secret (the key text alone when there is none).
   static SecureBlock deduceKey(const std::vector<std::string>& groupSecrets);
 
-  std::string m_componentId;
-  SecureBlock m_shareStore;
-  std::mutex m_lock;
+  std::string componentId_;
+  SecureBlock shareStore_;
+  std::mutex lock_;
 };
 
 }  // namespace QVCryptoService

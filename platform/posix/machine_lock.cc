@@ -34,23 +34,23 @@ int MakeMachineRoot(const std::string& root) {
 
 }  // namespace
 
-MachineLock::MachineLock() : m_handle(-1), m_status(StoreStatus::kOtherError) {
+MachineLock::MachineLock() : handle_(-1), status_(StoreStatus::kOtherError) {
   const std::string root = MachineRoot();
   if (const int error = MakeMachineRoot(root); error != 0) {
-    m_status = StatusOfError(error);
+    status_ = StatusOfError(error);
     return;
   }
   const std::string path = root + "/ssv.lock";
   const int descriptor = ::open(path.c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0600);
   if (descriptor < 0) {
-    m_status = StatusOfError(errno);
+    status_ = StatusOfError(errno);
     return;
   }
   // A lock file that someone else may write or replace would let them hold us off or in.
   struct stat status {};
   if (::fstat(descriptor, &status) != 0 || !S_ISREG(status.st_mode) || !IsTrustedStatus(status)) {
     (void)::close(descriptor);
-    m_status = StoreStatus::kAccessDenied;
+    status_ = StoreStatus::kAccessDenied;
     return;
   }
   int locked = 0;
@@ -58,18 +58,18 @@ MachineLock::MachineLock() : m_handle(-1), m_status(StoreStatus::kOtherError) {
     locked = ::flock(descriptor, LOCK_EX);
   } while (locked != 0 && errno == EINTR);
   if (locked != 0) {
-    m_status = StatusOfError(errno);
+    status_ = StatusOfError(errno);
     (void)::close(descriptor);
     return;
   }
-  m_handle = descriptor;
-  m_status = StoreStatus::kOk;
+  handle_ = descriptor;
+  status_ = StoreStatus::kOk;
 }
 
 MachineLock::~MachineLock() {
-  if (m_handle >= 0) {
+  if (handle_ >= 0) {
     // Closing the only descriptor of the open file releases the flock.
-    (void)::close(static_cast<int>(m_handle));
+    (void)::close(static_cast<int>(handle_));
   }
 }
 

@@ -4,8 +4,8 @@
 
 namespace QVCryptoService::platform {
 
-// MachineRoot returns the directory that stands in for the machine's system-wide state:
-// QVCRYPTO_MACHINE_ROOT when it is set and not empty, else /var/lib/qvcrypto.
+// MachineRoot returns the directory that stands in for the machine's system-wide state (see
+// kMachineRootVariable in platform/system_directory.h).
 std::string MachineRoot();
 
 // The directory of the machine root below which the store keeps its keys, one directory per key

@@ -91,6 +91,13 @@ std::string EntryProblem(const std::string& what, const std::string& path, bool&
   return {};
 }
 
+// The value's file relative to the machine root: "registry/SOFTWARE/Classes/SSV/SSV_Data".
+std::string ValuePathBelowRoot(const std::string& keyPath, const std::string& valueName) {
+  std::string below = std::string(kRegistryDirectory) + "/" + keyPath + "/" + valueName;
+  std::replace(below.begin(), below.end(), '\\', '/');
+  return below;
+}
+
 }  // namespace
 
 bool IsTrustedStatus(const struct stat& status) noexcept {
@@ -124,9 +131,11 @@ std::string MachinePathProblem(const std::string& below) {
 }
 
 std::string MachineValueProblem(const std::string& keyPath, const std::string& valueName) {
-  std::string below = std::string(kRegistryDirectory) + "/" + keyPath + "/" + valueName;
-  std::replace(below.begin(), below.end(), '\\', '/');
-  return MachinePathProblem(below);
+  return MachinePathProblem(ValuePathBelowRoot(keyPath, valueName));
+}
+
+std::string MachineValueLocation(const std::string& keyPath, const std::string& valueName) {
+  return MachineRoot() + "/" + ValuePathBelowRoot(keyPath, valueName);
 }
 
 int ReadTrustedFileAt(const std::string& path, std::size_t limit, SecureBlock& content) {

@@ -8,11 +8,11 @@ namespace QVCryptoService::platform {
 
 std::string MachineRoot() {
   // Read on every call: tests point each case at a fresh directory.
-  const char* overridden = std::getenv("QVCRYPTO_MACHINE_ROOT");
+  const char* overridden = std::getenv(kMachineRootVariable);
   if (overridden != nullptr && overridden[0] != '\0') {
     return overridden;
   }
-  return "/var/lib/qvcrypto";
+  return kDefaultMachineRoot;
 }
 
 std::string SystemDirectory() { return MachineRoot(); }

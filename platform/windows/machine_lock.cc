@@ -9,7 +9,7 @@
 
 namespace QVCryptoService::platform {
 
-MachineLock::MachineLock() : m_handle(0), m_status(StoreStatus::kOtherError) {
+MachineLock::MachineLock() : handle_(0), status_(StoreStatus::kOtherError) {
   const std::string directory = SystemDirectory();
   if (directory.empty()) {
     return;
@@ -24,7 +24,7 @@ MachineLock::MachineLock() : m_handle(0), m_status(StoreStatus::kOtherError) {
   const HANDLE file = CreateFileA(path.c_str(), GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE,
                                   descriptor.attributes(), OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
   if (file == INVALID_HANDLE_VALUE) {
-    m_status = GetLastError() == ERROR_ACCESS_DENIED ? StoreStatus::kAccessDenied : StoreStatus::kOtherError;
+    status_ = GetLastError() == ERROR_ACCESS_DENIED ? StoreStatus::kAccessDenied : StoreStatus::kOtherError;
     return;
   }
   OVERLAPPED start{};
@@ -32,13 +32,13 @@ MachineLock::MachineLock() : m_handle(0), m_status(StoreStatus::kOtherError) {
     (void)CloseHandle(file);
     return;
   }
-  m_handle = reinterpret_cast<std::intptr_t>(file);
-  m_status = StoreStatus::kOk;
+  handle_ = reinterpret_cast<std::intptr_t>(file);
+  status_ = StoreStatus::kOk;
 }
 
 MachineLock::~MachineLock() {
-  if (m_status == StoreStatus::kOk) {
-    const HANDLE file = reinterpret_cast<HANDLE>(m_handle);
+  if (status_ == StoreStatus::kOk) {
+    const HANDLE file = reinterpret_cast<HANDLE>(handle_);
     OVERLAPPED start{};
     (void)UnlockFileEx(file, 0, 1, 0, &start);
     (void)CloseHandle(file);

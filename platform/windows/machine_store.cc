@@ -14,18 +14,18 @@ class RegistryKey {
  public:
   RegistryKey() noexcept = default;
   ~RegistryKey() {
-    if (m_key != nullptr) {
-      (void)RegCloseKey(m_key);
+    if (key_ != nullptr) {
+      (void)RegCloseKey(key_);
     }
   }
   RegistryKey(const RegistryKey&) = delete;
   RegistryKey& operator=(const RegistryKey&) = delete;
 
-  HKEY get() const noexcept { return m_key; }
-  PHKEY receive() noexcept { return &m_key; }
+  HKEY get() const noexcept { return key_; }
+  PHKEY receive() noexcept { return &key_; }
 
  private:
-  HKEY m_key = nullptr;
+  HKEY key_ = nullptr;
 };
 
 // Key and value names of the store are ASCII, so widening each character is the conversion.

@@ -12,6 +12,10 @@ std::string MachinePathProblem(const std::string& /*below*/) { return {}; }
 
 std::string MachineValueProblem(const std::string& /*keyPath*/, const std::string& /*valueName*/) { return {}; }
 
+std::string MachineValueLocation(const std::string& keyPath, const std::string& valueName) {
+  return "HKLM\\" + keyPath + ", value " + valueName;
+}
+
 TrustedRead ReadTrustedFile(const std::string& path, std::size_t limit, SecureBlock& content) {
   content.clear();
   const HANDLE file =

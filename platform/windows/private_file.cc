@@ -12,24 +12,24 @@ namespace {
 
 class FileHandle {
  public:
-  explicit FileHandle(HANDLE handle) noexcept : m_handle(handle) {}
+  explicit FileHandle(HANDLE handle) noexcept : handle_(handle) {}
   ~FileHandle() {
-    if (m_handle != INVALID_HANDLE_VALUE) {
-      (void)CloseHandle(m_handle);
+    if (handle_ != INVALID_HANDLE_VALUE) {
+      (void)CloseHandle(handle_);
     }
   }
   FileHandle(const FileHandle&) = delete;
   FileHandle& operator=(const FileHandle&) = delete;
 
-  HANDLE get() const noexcept { return m_handle; }
+  HANDLE get() const noexcept { return handle_; }
   bool close() noexcept {
-    const bool closed = CloseHandle(m_handle) != 0;
-    m_handle = INVALID_HANDLE_VALUE;
+    const bool closed = CloseHandle(handle_) != 0;
+    handle_ = INVALID_HANDLE_VALUE;
     return closed;
   }
 
  private:
-  HANDLE m_handle;
+  HANDLE handle_;
 };
 
 // MarkForDeletion has the file removed when its last handle closes; the handle needs DELETE.

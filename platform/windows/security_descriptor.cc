@@ -16,18 +16,18 @@ const wchar_t* DescriptorText(SecuredObject object) {
 }  // namespace
 
 AdministratorsOnlyDescriptor::AdministratorsOnlyDescriptor(SecuredObject object) noexcept {
-  if (!ConvertStringSecurityDescriptorToSecurityDescriptorW(DescriptorText(object), SDDL_REVISION_1, &m_descriptor,
+  if (!ConvertStringSecurityDescriptorToSecurityDescriptorW(DescriptorText(object), SDDL_REVISION_1, &descriptor_,
                                                             nullptr)) {
-    m_descriptor = nullptr;
+    descriptor_ = nullptr;
   }
-  m_attributes.nLength = sizeof(m_attributes);
-  m_attributes.lpSecurityDescriptor = m_descriptor;
-  m_attributes.bInheritHandle = FALSE;
+  attributes_.nLength = sizeof(attributes_);
+  attributes_.lpSecurityDescriptor = descriptor_;
+  attributes_.bInheritHandle = FALSE;
 }
 
 AdministratorsOnlyDescriptor::~AdministratorsOnlyDescriptor() {
-  if (m_descriptor != nullptr) {
-    (void)LocalFree(m_descriptor);
+  if (descriptor_ != nullptr) {
+    (void)LocalFree(descriptor_);
   }
 }
 

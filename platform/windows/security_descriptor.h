@@ -22,14 +22,14 @@ class AdministratorsOnlyDescriptor {
   AdministratorsOnlyDescriptor& operator=(const AdministratorsOnlyDescriptor&) = delete;
 
   // False when the descriptor could not be built; the object must then not be created.
-  bool valid() const noexcept { return m_descriptor != nullptr; }
-  PSECURITY_DESCRIPTOR get() const noexcept { return m_descriptor; }
+  bool valid() const noexcept { return descriptor_ != nullptr; }
+  PSECURITY_DESCRIPTOR get() const noexcept { return descriptor_; }
   // The attributes to create the object with: the descriptor, no handle inheritance.
-  SECURITY_ATTRIBUTES* attributes() noexcept { return &m_attributes; }
+  SECURITY_ATTRIBUTES* attributes() noexcept { return &attributes_; }
 
  private:
-  PSECURITY_DESCRIPTOR m_descriptor = nullptr;
-  SECURITY_ATTRIBUTES m_attributes{};
+  PSECURITY_DESCRIPTOR descriptor_ = nullptr;
+  SECURITY_ATTRIBUTES attributes_{};
 };
 
 }  // namespace QVCryptoService::platform

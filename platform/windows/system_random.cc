@@ -13,22 +13,22 @@ namespace {
 class CryptoProvider {
  public:
   CryptoProvider() noexcept {
-    if (!CryptAcquireContextW(&m_handle, nullptr, nullptr, PROV_RSA_FULL, CRYPT_VERIFYCONTEXT)) {
-      m_handle = 0;
+    if (!CryptAcquireContextW(&handle_, nullptr, nullptr, PROV_RSA_FULL, CRYPT_VERIFYCONTEXT)) {
+      handle_ = 0;
     }
   }
   ~CryptoProvider() {
-    if (m_handle != 0) {
-      (void)CryptReleaseContext(m_handle, 0);
+    if (handle_ != 0) {
+      (void)CryptReleaseContext(handle_, 0);
     }
   }
   CryptoProvider(const CryptoProvider&) = delete;
   CryptoProvider& operator=(const CryptoProvider&) = delete;
 
-  HCRYPTPROV get() const noexcept { return m_handle; }
+  HCRYPTPROV get() const noexcept { return handle_; }
 
  private:
-  HCRYPTPROV m_handle = 0;
+  HCRYPTPROV handle_ = 0;
 };
 
 }  // namespace

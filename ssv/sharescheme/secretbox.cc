@@ -18,36 +18,36 @@ class BoxStream {
  public:
   BoxStream(std::span<const std::uint8_t, kSecretboxNonceSize> nonce,
             std::span<const std::uint8_t, kSecretboxKeySize> key)
-      : m_nonceTail(nonce.subspan<kHSalsaInputSize, kSalsaNonceSize>()) {
-    HSalsa20(m_subkey, nonce.first<kHSalsaInputSize>(), key);
-    Salsa20Block(m_firstBlock, m_subkey, m_nonceTail, 0);
+      : nonceTail_(nonce.subspan<kHSalsaInputSize, kSalsaNonceSize>()) {
+    HSalsa20(subkey_, nonce.first<kHSalsaInputSize>(), key);
+    Salsa20Block(firstBlock_, subkey_, nonceTail_, 0);
   }
   ~BoxStream() {
-    OPENSSL_cleanse(m_subkey.data(), m_subkey.size());
-    OPENSSL_cleanse(m_firstBlock.data(), m_firstBlock.size());
+    OPENSSL_cleanse(subkey_.data(), subkey_.size());
+    OPENSSL_cleanse(firstBlock_.data(), firstBlock_.size());
   }
   BoxStream(const BoxStream&) = delete;
   BoxStream& operator=(const BoxStream&) = delete;
 
   std::span<const std::uint8_t, kPoly1305KeySize> authenticatorKey() const {
-    return std::span<const std::uint8_t, kSalsaBlockSize>(m_firstBlock).first<kPoly1305KeySize>();
+    return std::span<const std::uint8_t, kSalsaBlockSize>(firstBlock_).first<kPoly1305KeySize>();
   }
 
   // Crypt XORs bytes 32 onwards of `in` with the key stream at the same offsets.
   void crypt(std::uint8_t* out, const std::uint8_t* in, std::size_t size) const {
     const std::size_t inFirstBlock = std::min(size, kSalsaBlockSize);
     for (std::size_t i = kPoly1305KeySize; i < inFirstBlock; ++i) {
-      out[i] = static_cast<std::uint8_t>(in[i] ^ m_firstBlock[i]);
+      out[i] = static_cast<std::uint8_t>(in[i] ^ firstBlock_[i]);
     }
     if (size > kSalsaBlockSize) {
-      Salsa20Xor(out + kSalsaBlockSize, in + kSalsaBlockSize, size - kSalsaBlockSize, m_subkey, m_nonceTail, 1);
+      Salsa20Xor(out + kSalsaBlockSize, in + kSalsaBlockSize, size - kSalsaBlockSize, subkey_, nonceTail_, 1);
     }
   }
 
  private:
-  std::span<const std::uint8_t, kSalsaNonceSize> m_nonceTail;
-  std::array<std::uint8_t, kSalsaKeySize> m_subkey{};
-  std::array<std::uint8_t, kSalsaBlockSize> m_firstBlock{};
+  std::span<const std::uint8_t, kSalsaNonceSize> nonceTail_;
+  std::array<std::uint8_t, kSalsaKeySize> subkey_{};
+  std::array<std::uint8_t, kSalsaBlockSize> firstBlock_{};
 };
 
 }  // namespace

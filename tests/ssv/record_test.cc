@@ -1,11 +1,11 @@
 // The SSV record: component ids, slot order, a freshly built record, placing entries into
 // slots, and deducing the key from group secrets.
 
+#include "ssv/record.h"
 #include "ssv/component_id.h"
 #include "ssv/key_deduction.h"
-#include "ssv/share_slots.h"
 #include "ssv/record_layout.h"
-#include "ssv/record.h"
+#include "ssv/share_slots.h"
 #include "tests/ssv/random_bytes.h"
 #include "tests/ssv/record_checks.h"
 

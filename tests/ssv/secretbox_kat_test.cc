@@ -1,9 +1,9 @@
 // The secret box and its parts against published known answers (NaCl, RFC 8439) and its
 // refusal of buffers too short for the padded layout.
 
-#include "ssv/sharescheme/secretbox.h"
 #include "ssv/sharescheme/poly1305.h"
 #include "ssv/sharescheme/salsa20.h"
+#include "ssv/sharescheme/secretbox.h"
 #include "tests/ssv/kat_file.h"
 #include "tests/ssv/secretbox_support.h"
 #include "tests/support/vectors.h"

@@ -1,10 +1,10 @@
 // The secret box and its parts against libsodium, which serves only as an oracle here.
 
-#include "ssv/sharescheme/secretbox.h"
 #include "ssv/sharescheme/poly1305.h"
 #include "ssv/sharescheme/salsa20.h"
-#include "tests/ssv/secretbox_support.h"
+#include "ssv/sharescheme/secretbox.h"
 #include "tests/ssv/random_bytes.h"
+#include "tests/ssv/secretbox_support.h"
 #include "tests/support/vectors.h"
 
 #include <gtest/gtest.h>

@@ -23,8 +23,9 @@ std::span<const std::uint8_t, N> Fixed(const std::vector<std::uint8_t>& bytes) {
 }
 
 // SealPadded seals `message` in the padded layout and returns the box without its 16 zeros.
-inline std::vector<std::uint8_t> SealPadded(const std::vector<std::uint8_t>& message, const std::vector<std::uint8_t>& nonce,
-                                     const std::vector<std::uint8_t>& key) {
+inline std::vector<std::uint8_t> SealPadded(const std::vector<std::uint8_t>& message,
+                                            const std::vector<std::uint8_t>& nonce,
+                                            const std::vector<std::uint8_t>& key) {
   std::vector<std::uint8_t> plain(kSecretboxPlainPadding, 0xEE);  // padding content must not matter
   plain.insert(plain.end(), message.begin(), message.end());
   std::vector<std::uint8_t> box(plain.size(), 0x55);
@@ -35,8 +36,8 @@ inline std::vector<std::uint8_t> SealPadded(const std::vector<std::uint8_t>& mes
 
 // OpenPadded opens a box given without its 16 zeros; nullopt when it does not authenticate.
 inline std::optional<std::vector<std::uint8_t>> OpenPadded(const std::vector<std::uint8_t>& tagAndCipher,
-                                                    const std::vector<std::uint8_t>& nonce,
-                                                    const std::vector<std::uint8_t>& key) {
+                                                           const std::vector<std::uint8_t>& nonce,
+                                                           const std::vector<std::uint8_t>& key) {
   std::vector<std::uint8_t> box(kSecretboxBoxPadding, 0);
   box.insert(box.end(), tagAndCipher.begin(), tagAndCipher.end());
   std::vector<std::uint8_t> plain(box.size(), 0x77);

@@ -4,8 +4,8 @@
 
 #include <qvcryptoservice/ssv_crypto.h>
 
-#include "ssv/record_layout.h"
 #include "ssv/record.h"
+#include "ssv/record_layout.h"
 #include "tests/platform/machine_root_fixture.h"
 
 #include <unistd.h>
