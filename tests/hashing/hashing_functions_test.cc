@@ -1,8 +1,11 @@
 #include <qvcryptoservice/hashing_functions.h>
-#include <qvcryptoservice/keystore_static.h>
+#include <qvcryptoservice/hashing_records.h>
+#include <qvcryptoservice/primitives.h>
 #include <qvcryptoservice/qvpax.h>
 
+#include "tests/support/data_table.h"
 #include "tests/support/test_keystore.h"
+#include "tests/support/vectors.h"
 
 #include <gtest/gtest.h>
 
@@ -12,81 +15,50 @@
 namespace QVCryptoService {
 namespace {
 
-using testsupport::TestKeystore;
-
-const std::string kData = "configuration blob";
-const auto* kBytes = reinterpret_cast<const std::uint8_t*>(kData.data());
-const auto kLength = static_cast<std::int32_t>(kData.size());
-
-class OneCallHashing : public testing::Test {
- protected:
-  static void SetUpTestSuite() { ASSERT_TRUE(InitLibrary()); }
-};
-
-TEST_F(OneCallHashing, ChecksumsAreEqualAndVerifyInBothForms) {
-  std::string first;
-  std::string second;
-  ASSERT_EQ(CreateChecksum(kBytes, kLength, first), PXA_OK);
-  ASSERT_EQ(CreateChecksum(kData, second), PXA_OK);
-  EXPECT_EQ(first, second);
-  EXPECT_TRUE(VerifyChecksum(kData, first));
-  EXPECT_TRUE(VerifyChecksum(kBytes, kLength, first));
-  std::string changed = kData;
-  changed[0] ^= 0x20;
-  EXPECT_FALSE(VerifyChecksum(changed, first));
+std::string Serialized(const std::string& recordText) {
+  return base64_encode(reinterpret_cast<const unsigned char*>(recordText.data()),
+                       static_cast<std::uint32_t>(recordText.size()));
 }
 
-TEST_F(OneCallHashing, DigestsDifferAndBothVerify) {
-  std::string first;
-  std::string second;
-  ASSERT_EQ(CreateDigest(kBytes, kLength, first), PXA_OK);
-  ASSERT_EQ(CreateDigest(kData, second), PXA_OK);
-  EXPECT_NE(first, second);
-  EXPECT_TRUE(VerifyDigest(kData, first));
-  EXPECT_TRUE(VerifyDigest(kBytes, kLength, second));
-  EXPECT_FALSE(VerifyDigest(kData + " ", first));
-  EXPECT_FALSE(VerifyDigest(kData, "not a record"));
+// The one-call verifiers are the engine's validators under SHA-256.
+TEST(OneCallHashing, VerifiersAnswerForKnownRecords) {
+  for (const testsupport::DataRow& row : testsupport::ReadDataTable("hashing_validation.tsv")) {
+    if (row["digest"] != "sha256") {
+      continue;
+    }
+    const std::string& input = row["input"];
+    const std::string record = Serialized(row["record"]);
+    const bool verified = row["kind"] == "digest"     ? VerifyDigest(input, record)
+                          : row["kind"] == "checksum" ? VerifyChecksum(input, record)
+                                                      : VerifyPasswordHash(input, record);
+    EXPECT_EQ(verified, row["valid"] == "1") << row.where;
+  }
 }
 
-TEST_F(OneCallHashing, PasswordsAndDerivedKeys) {
-  std::string hash;
-  ASSERT_EQ(CreatePasswordHash("hunter2", hash), PXA_OK);
-  EXPECT_TRUE(VerifyPasswordHash("hunter2", hash));
-  EXPECT_FALSE(VerifyPasswordHash("hunter3", hash));
-  std::string first;
-  std::string second;
-  ASSERT_EQ(CreateDerivedKey("abc", first), PXA_OK);
-  ASSERT_EQ(CreateDerivedKey("abc", second), PXA_OK);
-  EXPECT_EQ(first, "qUr6n5GGtv+vkVpIQKESktRzPwXPEEWXxsE4O/UtFJw=");
-  EXPECT_EQ(first, second);
-}
-
-TEST_F(OneCallHashing, HmacNeedsTheSystemKeystoreAndSurvivesRotation) {
+TEST(OneCallHashing, HmacUsesTheSystemKeystoresIntegrityKey) {
+  ASSERT_TRUE(InitLibrary());
   std::string hmac = "untouched";
-  const std::shared_ptr<CQVKeystoreMgr> manager = QVpax::getInstance()->GetKeystoreMgr();
-  ASSERT_EQ(manager->GetKeystore("ZKSystem"), nullptr) << "no keystore is registered by default";
-  EXPECT_EQ(CreateHMAC(kData, hmac), ~PxaResult{0});
-  EXPECT_FALSE(VerifyHMAC(kData, "anything"));
+  EXPECT_EQ(CreateHMAC("message to sign", hmac), ~PxaResult{0}) << "no keystore is registered by default";
+  EXPECT_FALSE(VerifyHMAC("message to sign", "anything"));
   EXPECT_EQ(hmac, "untouched");
-  auto store = std::make_shared<TestKeystore>();
-  store->AddKey("QV_HMAC_INTEGRITY_0", 1, SecureBlock(32, 0x31), "sha256");
+  const auto store = std::make_shared<testsupport::TestKeystore>();
+  store->AddKey("QV_HMAC_INTEGRITY_0", 1, SecureBlock(32, 0x21), "sha256");
   ASSERT_TRUE(SetKeystore("ZKSystem", store));
-  ASSERT_EQ(CreateHMAC(kBytes, kData.size(), hmac), PXA_OK);
-  std::string again;
-  ASSERT_EQ(CreateHMAC(kData, again), PXA_OK);
-  EXPECT_EQ(hmac, again);
-  EXPECT_TRUE(VerifyHMAC(kData, hmac));
-  store->AddKey("QV_HMAC_INTEGRITY_0", 2, SecureBlock(32, 0x32), "sha256");
-  EXPECT_TRUE(VerifyHMAC(kBytes, kData.size(), hmac)) << "made with version 1, still served";
-  std::string rotated;
-  ASSERT_EQ(CreateHMAC(kData, rotated), PXA_OK);
-  EXPECT_NE(rotated, hmac);
-  EXPECT_FALSE(VerifyHMAC(kData + "x", rotated));
-  ASSERT_TRUE(SetKeystore("ZKSystem", std::make_shared<QVKeystoreStatic>()));
-  EXPECT_FALSE(VerifyHMAC(kData, hmac)) << "another keystore, another key";
-  std::string withStatic;
-  ASSERT_EQ(CreateHMAC(kData, withStatic), PXA_OK);
-  EXPECT_TRUE(VerifyHMAC(kData, withStatic));
+  ASSERT_EQ(CreateHMAC("message to sign", hmac), PXA_OK);
+  SigningData_t record;
+  ASSERT_TRUE(DeserializeSigningData(record, hmac));
+  EXPECT_EQ(record.keyName, "QV_HMAC_INTEGRITY_0");
+  EXPECT_EQ(testsupport::ToHex(record.hmac), testsupport::ReadDataTable("hashing_hmac.tsv")[0]["hmac"]);
+  store->AddKey("QV_HMAC_INTEGRITY_0", 2, SecureBlock(32, 0x22), "sha256");
+  EXPECT_TRUE(VerifyHMAC("message to sign", hmac)) << "made with version 1, still served";
+  EXPECT_FALSE(VerifyHMAC("message to sign.", hmac));
+}
+
+TEST(OneCallHashing, DerivedKeysAreTheEnginesUnderSha256) {
+  const testsupport::DataRow row = testsupport::ReadDataTable("hashing_derived_keys.tsv")[0];
+  std::string key;
+  ASSERT_EQ(CreateDerivedKey(row["password"], key), PXA_OK);
+  EXPECT_EQ(key, row["key"]);
 }
 
 }  // namespace
