@@ -1,5 +1,5 @@
-// Wycheproof known-answer and negative vectors run through the library's wrappers. Each test
-// prints how many valid and invalid vectors it checked, and how many it could not apply.
+// Wycheproof known-answer and negative vectors run through the library's wrappers; each test
+// checks that it saw every vector of its file.
 
 #include <qvcryptoservice/primitives.h>
 
@@ -8,7 +8,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <iostream>
 #include <string>
 #include <vector>
 
@@ -19,17 +18,6 @@ using testsupport::FromHex;
 using testsupport::JsonNode;
 using testsupport::ToHex;
 
-struct Tally {
-  int valid = 0;
-  int invalid = 0;
-  int skipped = 0;
-
-  void Print(const char* what) const {
-    std::cout << "wycheproof " << what << ": " << valid << " valid passed, " << invalid << " invalid rejected, "
-              << skipped << " not applicable" << std::endl;
-  }
-};
-
 bool IsValid(const JsonNode& test) { return test["result"].text == "valid"; }
 
 std::string Describe(const JsonNode& test) {
@@ -38,10 +26,11 @@ std::string Describe(const JsonNode& test) {
 
 TEST(Wycheproof, AesCbcPkcs5) {
   const JsonNode file = testsupport::LoadWycheproof("aes_cbc_pkcs5_test.json");
-  Tally tally;
+  int seen = 0;
   for (const JsonNode& group : file["testGroups"].items) {
     const std::string cipher = "aes-" + std::to_string(group["keySize"].AsInt()) + "-cbc";
     for (const JsonNode& test : group["tests"].items) {
+      ++seen;
       auto key = FromHex(test["key"].text);
       auto iv = FromHex(test["iv"].text);
       const auto msg = FromHex(test["msg"].text);
@@ -52,32 +41,29 @@ TEST(Wycheproof, AesCbcPkcs5) {
           EVPDecrypt(cipher.c_str(), key.data(), static_cast<int>(key.size()), iv.data(), static_cast<int>(iv.size()),
                      ct.data(), static_cast<int>(ct.size()), out.data(), outLen);
       if (!IsValid(test)) {
-        EXPECT_NE(decrypted, PXA_OK) << Describe(test) << " decrypted although invalid";
-        EXPECT_EQ(decrypted >> 32, PXA_FAMILY_OPENSSL) << Describe(test);
-        ++tally.invalid;
+        EXPECT_EQ(decrypted >> 32, PXA_FAMILY_OPENSSL) << Describe(test) << ": " << decrypted;
         continue;
       }
       ASSERT_EQ(decrypted, PXA_OK) << Describe(test) << ": " << PxaErrorReason(decrypted);
       EXPECT_EQ(ToHex(out.data(), static_cast<std::size_t>(outLen)), test["msg"].text) << Describe(test);
       outLen = static_cast<int>(out.size());
-      const PxaResult encrypted =
-          EVPEncrypt(cipher.c_str(), key.data(), static_cast<int>(key.size()), iv.data(), static_cast<int>(iv.size()),
-                     msg.data(), static_cast<int>(msg.size()), out.data(), outLen);
-      ASSERT_EQ(encrypted, PXA_OK) << Describe(test);
+      ASSERT_EQ(EVPEncrypt(cipher.c_str(), key.data(), static_cast<int>(key.size()), iv.data(),
+                           static_cast<int>(iv.size()), msg.data(), static_cast<int>(msg.size()), out.data(), outLen),
+                PXA_OK)
+          << Describe(test);
       EXPECT_EQ(ToHex(out.data(), static_cast<std::size_t>(outLen)), test["ct"].text) << Describe(test);
-      ++tally.valid;
     }
   }
-  tally.Print("AES-CBC-PKCS5");
-  EXPECT_EQ(tally.valid + tally.invalid, file["numberOfTests"].AsInt());
+  EXPECT_EQ(seen, file["numberOfTests"].AsInt());
 }
 
 TEST(Wycheproof, HmacSha256) {
   const JsonNode file = testsupport::LoadWycheproof("hmac_sha256_test.json");
-  Tally tally;
+  int seen = 0;
   for (const JsonNode& group : file["testGroups"].items) {
     const auto tagBytes = static_cast<std::size_t>(group["tagSize"].AsInt() / 8);
     for (const JsonNode& test : group["tests"].items) {
+      ++seen;
       const auto key = FromHex(test["key"].text);
       const auto msg = FromHex(test["msg"].text);
       std::vector<unsigned char> out(64);
@@ -88,51 +74,37 @@ TEST(Wycheproof, HmacSha256) {
           << Describe(test);
       ASSERT_EQ(outLen, 32);
       const bool matches = ToHex(out.data(), std::min(tagBytes, std::size_t{32})) == test["tag"].text;
-      if (IsValid(test)) {
-        EXPECT_TRUE(matches) << Describe(test);
-        ++tally.valid;
-      } else {
-        EXPECT_FALSE(matches) << Describe(test) << " matched a tag marked invalid";
-        ++tally.invalid;
-      }
+      EXPECT_EQ(matches, IsValid(test)) << Describe(test);
     }
   }
-  tally.Print("HMAC-SHA256");
-  EXPECT_EQ(tally.valid + tally.invalid, file["numberOfTests"].AsInt());
+  EXPECT_EQ(seen, file["numberOfTests"].AsInt());
 }
 
 TEST(Wycheproof, Pbkdf2HmacSha256) {
   const JsonNode file = testsupport::LoadWycheproof("pbkdf2_hmacsha256_test.json");
-  Tally tally;
+  int seen = 0;
+  int valid = 0;
   for (const JsonNode& group : file["testGroups"].items) {
     for (const JsonNode& test : group["tests"].items) {
+      ++seen;
       const auto password = FromHex(test["password"].text);
-      // The wrapper takes the password as a C string; vectors with a zero byte in it cannot be
-      // expressed through it.
+      // The wrapper takes the password as a C string: a zero byte in it cannot be expressed.
       if (std::find(password.begin(), password.end(), 0) != password.end()) {
-        ++tally.skipped;
         continue;
       }
       const std::string passwordText(password.begin(), password.end());
       const auto salt = FromHex(test["salt"].text);
-      const auto dkLen = static_cast<int>(test["dkLen"].AsInt());
-      std::vector<unsigned char> out(static_cast<std::size_t>(dkLen));
-      const PxaResult result =
-          PBKDF2_HMAC("sha256", passwordText.c_str(), salt.data(), static_cast<int>(salt.size()),
-                      static_cast<std::uint32_t>(test["iterationCount"].AsInt()), dkLen, out.data());
-      if (IsValid(test)) {
-        ASSERT_EQ(result, PXA_OK) << Describe(test);
-        EXPECT_EQ(ToHex(out.data(), out.size()), test["dk"].text) << Describe(test);
-        ++tally.valid;
-      } else {
-        EXPECT_TRUE(result != PXA_OK || ToHex(out.data(), out.size()) != test["dk"].text) << Describe(test);
-        ++tally.invalid;
-      }
+      std::vector<unsigned char> out(static_cast<std::size_t>(test["dkLen"].AsInt()));
+      const PxaResult result = PBKDF2_HMAC("sha256", passwordText.c_str(), salt.data(), static_cast<int>(salt.size()),
+                                           static_cast<std::uint32_t>(test["iterationCount"].AsInt()),
+                                           static_cast<int>(out.size()), out.data());
+      const bool matches = result == PXA_OK && ToHex(out.data(), out.size()) == test["dk"].text;
+      EXPECT_EQ(matches, IsValid(test)) << Describe(test);
+      valid += IsValid(test) ? 1 : 0;
     }
   }
-  tally.Print("PBKDF2-HMAC-SHA256");
-  EXPECT_EQ(tally.valid + tally.invalid + tally.skipped, file["numberOfTests"].AsInt());
-  EXPECT_GT(tally.valid, 50);
+  EXPECT_EQ(seen, file["numberOfTests"].AsInt());
+  EXPECT_GT(valid, 50);
 }
 
 }  // namespace
