@@ -2,6 +2,7 @@
 #include <qvcryptoservice/keystore_static.h>
 #include <qvcryptoservice/qvcrypto.h>
 
+#include "tests/support/data_table.h"
 #include "tests/support/test_keystore.h"
 
 #include <gtest/gtest.h>
@@ -14,12 +15,14 @@
 namespace QVCryptoService {
 namespace {
 
+using testsupport::DataRow;
+using testsupport::ReadDataTable;
 using testsupport::TestKeystore;
 
-constexpr PxaResult kAllOnes = ~PxaResult{0};
 const std::string kCipher = "aes-256-cbc";
 const std::string kKeyName = "QV_ENCYPT_DECRYPT_0";
 const std::string kPlain = "secret payload";
+const std::string kEmptyRecord = "{\"cn\":\"\",\"iv\":\"\",\"v\":0}\n";
 
 class KeystoreEncryption : public testing::Test {
  protected:
@@ -28,40 +31,27 @@ class KeystoreEncryption : public testing::Test {
     manager_->AddKeystore("ZKSystem", store_);
   }
 
-  PxaResult Encrypt(const std::string& keyName = kKeyName) {
-    return engine_.encrypt("", kCipher, keyName, reinterpret_cast<const std::uint8_t*>(kPlain.data()), kPlain.size(),
-                           meta_, cipherText_);
+  PxaResult Encrypt(const std::string& keyName = kKeyName, const std::string& keystore = "",
+                    const std::string& cipher = kCipher) {
+    return QVCrypto(manager_).encrypt(keystore, cipher, keyName, reinterpret_cast<const std::uint8_t*>(kPlain.data()),
+                                      kPlain.size(), meta_, cipherText_);
   }
 
   PxaResult Decrypt(const CipherMeta_t& meta, const std::string& cipher = kCipher,
                     const std::string& keyName = kKeyName) {
     plain_.assign(cipherText_.size(), 0xCD);
     plainLength_ = 77;
-    return engine_.decrypt("", cipher, keyName, meta, cipherText_.data(), cipherText_.size(), plain_.data(),
-                           plainLength_);
+    return QVCrypto(manager_).decrypt("", cipher, keyName, meta, cipherText_.data(), cipherText_.size(), plain_.data(),
+                                      plainLength_);
   }
 
   std::shared_ptr<CQVKeystoreMgr> manager_ = std::make_shared<CQVKeystoreMgr>();
   std::shared_ptr<TestKeystore> store_ = std::make_shared<TestKeystore>();
-  QVCrypto engine_{manager_};
   CipherMeta_t meta_;
   std::vector<std::uint8_t> cipherText_;
   std::vector<std::uint8_t> plain_;
   std::size_t plainLength_ = 0;
 };
-
-TEST_F(KeystoreEncryption, TextFormRoundTripsAroundTheBlockSize) {
-  manager_->AddKeystore("ZKSystem", std::make_shared<QVKeystoreStatic>());
-  for (const std::size_t length : {0U, 15U, 16U, 17U}) {
-    const SecureBlock plain(length, 0x5A);
-    std::string text;
-    ASSERT_EQ(engine_.encrypt("", kCipher, kKeyName, plain, text), PXA_OK) << length;
-    EXPECT_TRUE(engine_.isQVCrypto(text));
-    SecureBlock decrypted(3, 0xEE);
-    ASSERT_EQ(engine_.decrypt("ZKSystem", kCipher, kKeyName, text, decrypted), PXA_OK) << length;
-    EXPECT_EQ(decrypted, plain) << length;
-  }
-}
 
 TEST_F(KeystoreEncryption, RawFormFillsTheRecordAndDecryptsWithTheRecordedVersion) {
   store_->AddKey(kKeyName, 3, SecureBlock(32, 0x33), kCipher);
@@ -79,42 +69,18 @@ TEST_F(KeystoreEncryption, RawFormFillsTheRecordAndDecryptsWithTheRecordedVersio
   EXPECT_EQ(Decrypt(meta_), PXA_OK) << "an inactive key still decrypts";
 }
 
-struct EncryptRefusal {
-  const char* what;
-  const char* keystore;
-  const char* keyName;
-  const char* cipher;
-  std::int32_t state;
-  std::string keyAlgorithm;
-  std::size_t keyLength;
-  PxaResult expected;
-};
-
-TEST(KeystoreEncryptionRefusals, ReturnTheirValueAndWriteNothing) {
-  const EncryptRefusal refusals[] = {
-      {"unregistered keystore", "Tenant", "key", "aes-256-cbc", 2, "aes-256-cbc", 32, kAllOnes},
-      {"unknown key", "", "other", "aes-256-cbc", 2, "aes-256-cbc", 32, 0x100000004ull},
-      {"deactivated key", "", "key", "aes-256-cbc", 3, "aes-256-cbc", 32, PXA_ERR_KEY_NOT_ACTIVE},
-      {"pre-active key", "ZKSystem", "key", "aes-256-cbc", 1, "aes-256-cbc", 32, PXA_ERR_KEY_NOT_ACTIVE},
-      {"key for another cipher", "", "key", "aes-256-cbc", 2, "aes-128-cbc", 32, PXA_ERR_MISMATCHED_KEY},
-      {"recorded name checked before OpenSSL", "", "key", "no-such-cipher", 2, "aes-256-cbc", 32,
-       PXA_ERR_MISMATCHED_KEY},
-      {"unknown cipher the key claims", "", "key", "no-such-cipher", 2, "no-such-cipher", 32,
-       PXA_ERR_UNSUPPORTED_CIPHER},
-      {"short key", "", "key", "aes-256-cbc", 2, "aes-256-cbc", 16, PXA_ERR_MISMATCHED_KEY}};
-  for (const EncryptRefusal& c : refusals) {
-    auto manager = std::make_shared<CQVKeystoreMgr>();
-    auto store = std::make_shared<TestKeystore>();
-    store->AddKey("key", 1, SecureBlock(c.keyLength, 0x42), c.keyAlgorithm, c.state);
-    manager->AddKeystore("ZKSystem", store);
-    CipherMeta_t meta;
-    meta.keyName = "before";
-    std::vector<std::uint8_t> out = {1, 2, 3};
-    const std::uint8_t plain[4] = {1, 2, 3, 4};
-    EXPECT_EQ(QVCrypto(manager).encrypt(c.keystore, c.cipher, c.keyName, plain, sizeof plain, meta, out), c.expected)
-        << c.what;
-    EXPECT_EQ(CipherMetaToJsonStr(meta), "{\"cn\":\"\",\"iv\":\"\",\"kn\":\"before\",\"kv\":0,\"v\":0}\n") << c.what;
-    EXPECT_EQ(out, (std::vector<std::uint8_t>{1, 2, 3})) << c.what;
+TEST_F(KeystoreEncryption, RefusalsReturnTheirValueAndWriteNothing) {
+  for (const DataRow& row : ReadDataTable("crypto_encrypt_refusals.tsv")) {
+    store_ = std::make_shared<TestKeystore>();
+    store_->AddKey("key", 1, SecureBlock(std::stoul(row["key_length"]), 0x42), row["algorithm"],
+                   std::stoi(row["state"]));
+    manager_->AddKeystore("ZKSystem", store_);
+    meta_ = CipherMeta_t{};
+    cipherText_ = {1, 2, 3};
+    EXPECT_EQ(Encrypt(row["key_name"], row["keystore"], row["cipher"]), std::stoull(row["result"], nullptr, 16))
+        << row.where;
+    EXPECT_EQ(CipherMetaToJsonStr(meta_), kEmptyRecord) << row.where;
+    EXPECT_EQ(cipherText_, (std::vector<std::uint8_t>{1, 2, 3})) << row.where;
   }
 }
 
@@ -147,84 +113,53 @@ TEST_F(KeystoreEncryption, RecordThatDoesNotFitTheCallIsRefusedBeforeAnyKeystore
   EXPECT_EQ(plain_, std::vector<std::uint8_t>(cipherText_.size(), 0xCD));
 }
 
-// Decryption searches the keystores listed as "ZKSystem" and "Initial_Tenant"; only code 15 from
-// a keystore other than "ZKSystem" lets the search go on. -1: the keystore serves the key.
-TEST(DecryptionSearch, StopsOrMovesOnByTheRules) {
-  struct Case {
-    const char* what;
-    const char* systemName;
-    std::int32_t systemCode;
-    std::int32_t tenantCode;
-    PxaResult expected;
-  };
-  const Case cases[] = {
-      {"system serves", "ZKSystem", -1, 4, PXA_OK},
-      {"system corrupted ends the search", "ZKSystem", 15, -1, 0x10000000Full},
-      {"system other code ends the search", "ZKSystem", 1, -1, 0x100000001ull},
-      {"no system keystore, tenant corrupted", "Other", 15, 15, 0x10000000Full},
-      {"no system keystore, tenant other code", "Other", 15, 1, 0x100000001ull},
-      {"no system keystore, tenant serves", "Other", 15, -1, PXA_OK},
-  };
-  const std::uint8_t plainBytes[5] = {'h', 'e', 'l', 'l', 'o'};
-  for (const Case& c : cases) {
-    auto manager = std::make_shared<CQVKeystoreMgr>();
-    const QVCrypto engine(manager);
-    auto system = std::make_shared<TestKeystore>();
+TEST_F(KeystoreEncryption, DecryptionSearchesTheListedKeystoresByTheRules) {
+  ASSERT_EQ(Encrypt(), PXA_OK);
+  for (const DataRow& row : ReadDataTable("crypto_decrypt_search.tsv")) {
     auto tenant = std::make_shared<TestKeystore>();
-    system->AddKey("key", 1, SecureBlock(32, 0x11), "aes-256-cbc");
-    tenant->AddKey("key", 1, SecureBlock(32, 0x11), "aes-256-cbc");
-    manager->AddKeystore("ZKSystem", system);
-    CipherMeta_t meta;
-    std::vector<std::uint8_t> cipherText;
-    ASSERT_EQ(engine.encrypt("", "aes-256-cbc", "key", plainBytes, 5, meta, cipherText), PXA_OK);
-    if (c.systemName != std::string("ZKSystem")) {
-      manager = std::make_shared<CQVKeystoreMgr>();
-      manager->AddKeystore(c.systemName, system);
-    }
-    // Keystores are looked up by the names the manager lists, which follow the count only.
-    manager->AddKeystore("Initial_Tenant", tenant);
-    system->FailGetKey(c.systemCode < 0 ? 0 : c.systemCode);
-    tenant->FailGetKey(c.tenantCode < 0 ? 0 : c.tenantCode);
-    std::vector<std::uint8_t> plain(cipherText.size());
-    std::size_t plainLength = 0;
-    EXPECT_EQ(QVCrypto(manager).decrypt("", "aes-256-cbc", "key", meta, cipherText.data(), cipherText.size(),
-                                        plain.data(), plainLength),
-              c.expected)
-        << c.what;
+    tenant->AddKey(kKeyName, 1, SecureBlock(32, 0x11), kCipher);
+    manager_ = std::make_shared<CQVKeystoreMgr>();
+    manager_->AddKeystore(row["system_name"], store_);
+    manager_->AddKeystore("Initial_Tenant", tenant);
+    store_->FailGetKey(std::stoi(row["system_code"]));
+    tenant->FailGetKey(std::stoi(row["tenant_code"]));
+    EXPECT_EQ(Decrypt(meta_), std::stoull(row["result"], nullptr, 16)) << row.where;
   }
-  const QVCrypto lonely(std::make_shared<CQVKeystoreMgr>());
-  CipherMeta_t meta;
-  std::vector<std::uint8_t> plain(16);
-  std::size_t plainLength = 0;
-  ASSERT_TRUE(CipherMetaFromJsonStr(
-      "{\"cn\":\"aes-256-cbc\",\"iv\":\"AAAAAAAAAAAAAAAAAAAAAA==\",\"kn\":\"key\",\"kv\":1,\"v\":1}", meta));
-  EXPECT_EQ(lonely.decrypt("", "aes-256-cbc", "key", meta, plain.data(), 16, plain.data(), plainLength), kAllOnes);
+  manager_ = std::make_shared<CQVKeystoreMgr>();
+  EXPECT_EQ(Decrypt(meta_), ~PxaResult{0}) << "no keystore at all";
 }
 
-TEST_F(KeystoreEncryption, CorruptedTextGivesFiveAndLeavesOutputAlone) {
-  SecureBlock plain(4, 0x77);
-  for (const char* text : {"", "not base64 at all", "e30K", "eyJ2IjoxfQo="}) {
-    EXPECT_EQ(engine_.decrypt("", kCipher, kKeyName, text, plain), PXA_ERR_CORRUPTED_DATA) << text;
-    EXPECT_EQ(engine_.PBDecrypt(kCipher, "pw", text, plain), PXA_ERR_CORRUPTED_DATA) << text;
+TEST_F(KeystoreEncryption, TextFormRoundTripsAndRefusesCorruptedText) {
+  manager_->AddKeystore("ZKSystem", std::make_shared<QVKeystoreStatic>());
+  const QVCrypto engine(manager_);
+  std::string text;
+  ASSERT_EQ(engine.encrypt("", kCipher, kKeyName, SecureBlock(17, 0x5A), text), PXA_OK);
+  EXPECT_TRUE(engine.isQVCrypto(text));
+  SecureBlock plain(3, 0xEE);
+  ASSERT_EQ(engine.decrypt("ZKSystem", kCipher, kKeyName, text, plain), PXA_OK);
+  EXPECT_EQ(plain, SecureBlock(17, 0x5A));
+  for (const char* corrupted : {"", "not base64 at all", "e30K", "eyJ2IjoxfQo="}) {
+    EXPECT_EQ(engine.decrypt("", kCipher, kKeyName, corrupted, plain), PXA_ERR_CORRUPTED_DATA) << corrupted;
+    EXPECT_EQ(engine.PBDecrypt(kCipher, "pw", corrupted, plain), PXA_ERR_CORRUPTED_DATA) << corrupted;
   }
-  EXPECT_EQ(plain, SecureBlock(4, 0x77));
-  EXPECT_FALSE(engine_.isQVCrypto("{\"v\":1}"));
+  EXPECT_EQ(plain, SecureBlock(17, 0x5A));
+  EXPECT_FALSE(engine.isQVCrypto("{\"v\":1}"));
 }
 
-TEST_F(KeystoreEncryption, SecureRandomGrowsCapacityButNotSize) {
+TEST_F(KeystoreEncryption, SecureRandomGrowsCapacityButNotSizeAndNeverThrows) {
+  const QVCrypto engine(manager_);
   SecureBlock empty;
-  engine_.generateSecureRandom(16, empty);
+  engine.generateSecureRandom(16, empty);
   EXPECT_EQ(empty.size(), 0U);
   EXPECT_GE(empty.capacity(), 16U);
   SecureBlock sized(32, 0);
-  engine_.generateSecureRandom(32, sized);
+  engine.generateSecureRandom(32, sized);
   EXPECT_NE(sized, SecureBlock(32, 0));
-  // A count no block can hold leaves the block alone instead of throwing out of the engine.
   SecureBlock untouched(8, 0);
-  EXPECT_NO_THROW(engine_.generateSecureRandom(UINT64_MAX, untouched));
+  EXPECT_NO_THROW(engine.generateSecureRandom(UINT64_MAX, untouched)) << "a count no block can hold";
   EXPECT_EQ(untouched, SecureBlock(8, 0));
-  EXPECT_EQ(engine_.base64Encode(reinterpret_cast<const std::uint8_t*>("foo"), 3), "Zm9v");
-  EXPECT_EQ(engine_.base64Decode("Zm9v"), (std::vector<std::uint8_t>{'f', 'o', 'o'}));
+  EXPECT_EQ(engine.base64Encode(reinterpret_cast<const std::uint8_t*>("foo"), 3), "Zm9v");
+  EXPECT_EQ(engine.base64Decode("Zm9v"), (std::vector<std::uint8_t>{'f', 'o', 'o'}));
 }
 
 }  // namespace

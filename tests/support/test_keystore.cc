@@ -1,5 +1,8 @@
 #include "tests/support/test_keystore.h"
 
+#include <cstdint>
+#include <iterator>
+
 namespace testsupport {
 
 namespace {
@@ -19,7 +22,6 @@ void TestKeystore::AddKey(const std::string& name, std::int32_t version, SecureB
                           const std::string& algorithm, std::int32_t state) {
   const std::lock_guard lock(mutex_);
   keys_[{name, version}] = MakeKey(version, std::move(bytes), algorithm, state);
-  current_[name] = std::max(current_[name], version);
 }
 
 void TestKeystore::AddKeyAfterRefresh(const std::string& name, std::int32_t version, SecureBlock bytes,
@@ -37,15 +39,13 @@ std::int32_t TestKeystore::refreshKeys(bool versionMissing) {
   const std::lock_guard lock(mutex_);
   refreshFlags_.push_back(versionMissing);
   if (refreshResult_ == 0) {
-    for (auto& [id, key] : pendingUntilRefresh_) {
-      current_[id.first] = std::max(current_[id.first], id.second);
-      keys_[id] = std::move(key);
-    }
+    keys_.merge(pendingUntilRefresh_);
     pendingUntilRefresh_.clear();
   }
   return refreshResult_;
 }
 
+// Keys are ordered by name, then version: the current version of a name is its last entry.
 std::int32_t TestKeystore::getKey(const std::string& name, SecureBlock& key, QVKeyControlData& ctl,
                                   std::int32_t version) {
   const std::lock_guard lock(mutex_);
@@ -54,11 +54,11 @@ std::int32_t TestKeystore::getKey(const std::string& name, SecureBlock& key, QVK
   if (forcedGetKeyCode_ != 0) {
     return forcedGetKeyCode_;
   }
-  const auto current = current_.find(name);
-  if (current == current_.end()) {
+  const auto next = keys_.lower_bound({name + '\0', INT32_MIN});
+  if (next == keys_.begin() || std::prev(next)->first.first != name) {
     return 4;  // KS_ERR_KEY_NOT_FOUND
   }
-  const Key* found = Find(name, version == 0 ? current->second : version);
+  const Key* found = version == 0 ? &std::prev(next)->second : Find(name, version);
   if (found == nullptr) {
     return 6;  // KS_ERR_KEY_VERSION_NOT_FOUND
   }

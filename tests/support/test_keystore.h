@@ -5,10 +5,8 @@
 
 #include <qvcryptoservice/keystore.h>
 
-#include <algorithm>
 #include <map>
 #include <mutex>
-#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -16,7 +14,6 @@
 namespace testsupport {
 
 using QVCryptoService::QVKeyControlData;
-using QVCryptoService::QVKeyListEntry;
 using QVCryptoService::SecureBlock;
 
 class TestKeystore : public QVCryptoService::IQVKeyStore {
@@ -49,15 +46,15 @@ class TestKeystore : public QVCryptoService::IQVKeyStore {
   std::int32_t createKeyPair(const std::string& /*name*/, const QVKeyControlData* /*ctl*/) override { return 16; }
   std::int32_t destroyKey(const std::string& /*name*/, std::int32_t /*version*/) override { return 16; }
   std::int32_t getKey(const std::string& name, SecureBlock& key, QVKeyControlData& ctl, std::int32_t version) override;
-  std::int32_t listKeys(bool /*flag*/, std::vector<QVKeyListEntry>& /*keys*/) override { return 16; }
+  std::int32_t listKeys(bool /*flag*/, std::vector<QVCryptoService::QVKeyListEntry>& /*keys*/) override { return 16; }
   std::int32_t reKey(const std::string& /*name*/) override { return 16; }
   std::int32_t re_sync() override { return 0; }
 
  private:
+  using KeyId = std::pair<std::string, std::int32_t>;
   std::mutex mutex_;
-  std::map<std::pair<std::string, std::int32_t>, Key> keys_;
-  std::map<std::pair<std::string, std::int32_t>, Key> pendingUntilRefresh_;
-  std::map<std::string, std::int32_t> current_;
+  std::map<KeyId, Key> keys_;
+  std::map<KeyId, Key> pendingUntilRefresh_;
   std::int32_t forcedGetKeyCode_ = 0;
   std::int32_t refreshResult_ = 0;
   int getKeyCalls_ = 0;
