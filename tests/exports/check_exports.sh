@@ -3,36 +3,20 @@
 # functions under their plain undecorated names, and nothing else (no internal helper, no stray
 # template instantiation). An ELF library is read with nm -D, a Windows DLL with objdump -p.
 #
-#   check_exports.sh LIBRARY [--objdump PROGRAM] --c NAME... --internal NAME... --required NAME...
+#   check_exports.sh LIBRARY TABLE [--objdump PROGRAM]
 #
-# --c: the C functions; --internal: names that must never leave the library (matched anywhere in
-# a symbol); --required: the C++ interface, each name with or without QVCryptoService::.
+# TABLE lists the names by kind (see tests/data/frame_exports.tsv).
 set -euo pipefail
-usage="usage: $0 LIBRARY [--objdump PROGRAM] --c NAME... --internal NAME... --required NAME..."
-[ $# -ge 1 ] || { echo "$usage" >&2; exit 2; }
+usage="usage: $0 LIBRARY TABLE [--objdump PROGRAM]"
+[ $# -eq 2 ] || { [ $# -eq 4 ] && [ "$3" = --objdump ]; } || { echo "$usage" >&2; exit 2; }
 library=$1
-shift
-objdump=""
-c_functions=()
-internal_names=()
-required_names=()
-list=""
-while [ $# -gt 0 ]; do
-  case $1 in
-    --objdump) objdump=${2:?$usage}; shift ;;
-    --c | --internal | --required) list=$1 ;;
-    *)
-      case $list in
-        --c) c_functions+=("$1") ;;
-        --internal) internal_names+=("$1") ;;
-        --required) required_names+=("$1") ;;
-        *) echo "$usage" >&2; exit 2 ;;
-      esac ;;
-  esac
-  shift
-done
+objdump=${4:-}
+names() { awk -F '\t' -v kind="$1" '!/^#/ && NF == 2 && $1 == kind {print $2}' "$2"; }
+mapfile -t c_functions < <(names c "$2")
+mapfile -t internal_names < <(names internal "$2")
+mapfile -t required_names < <(names required "$2")
 if [ ${#c_functions[@]} -eq 0 ] || [ ${#internal_names[@]} -eq 0 ] || [ ${#required_names[@]} -eq 0 ]; then
-  echo "$usage" >&2
+  echo "$2: no names of some kind" >&2
   exit 2
 fi
 
