@@ -19,7 +19,8 @@ namespace {
 
 int g_failures = 0;
 
-void Make(const std::filesystem::path& directory, const char* name, const std::function<PxaResult(std::string&)>& make) {
+void Make(const std::filesystem::path& directory, const char* name,
+          const std::function<PxaResult(std::string&)>& make) {
   std::string text;
   const PxaResult result = make(text);
   if (result != PXA_OK || text.empty()) {

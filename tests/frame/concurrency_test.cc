@@ -21,15 +21,27 @@
 namespace QVCryptoService {
 namespace {
 
-constexpr int kWorkers = 4;
-constexpr int kRounds = 40;
+std::string Text(const SecureBlock& block) { return std::string(block.begin(), block.end()); }
+
+// One round of each family for `plain`; true when every result is right.
+bool RoundTripsOfEachFamily(const std::string& plain, bool withPassword) {
+  std::string text;
+  SecureBlock decrypted;
+  bool ok =
+      EncryptData(plain, text, "") == PXA_OK && DecryptData(text, decrypted, "") == PXA_OK && Text(decrypted) == plain;
+  ok = ok && CreateHMAC(plain, text) == PXA_OK && VerifyHMAC(plain, text) && !VerifyHMAC(plain + "!", text);
+  ok = ok && EncryptWithSSV(plain, text) == PXA_OK && DecryptWithSSV(text, decrypted) == PXA_OK &&
+       Text(decrypted) == plain;
+  ok = ok && CreateChecksum(plain, text) == PXA_OK && VerifyChecksum(plain, text);
+  return ok && (!withPassword || (EncryptWithPassword(plain, "pw", text) == PXA_OK &&
+                                  DecryptWithPassword(text, "pw", decrypted) == PXA_OK && Text(decrypted) == plain));
+}
 
 TEST(Concurrency, EnginesServeManyThreadsWhileKeystoresAreReplaced) {
   const testsupport::TempMachineRoot machine;
   ASSERT_EQ(QVSSVCrypto::generateSSV(machine.string(), false), KS_SUCCESS);
   ASSERT_TRUE(InitLibrary());
   ASSERT_TRUE(SetKeystore("ZKSystem", std::make_shared<QVKeystoreStatic>()));
-
   std::atomic<bool> stop{false};
   std::atomic<int> failures{0};
   std::atomic<int> replacements{0};
@@ -40,42 +52,13 @@ TEST(Concurrency, EnginesServeManyThreadsWhileKeystoresAreReplaced) {
       std::this_thread::yield();
     }
   });
-
   std::vector<std::thread> workers;
-  for (int worker = 0; worker < kWorkers; ++worker) {
+  for (int worker = 0; worker < 4; ++worker) {
     workers.emplace_back([&failures, worker] {
-      const auto fail = [&failures](bool failed) {
-        if (failed) {
-          failures.fetch_add(1);
-        }
-      };
-      for (int round = 0; round < kRounds; ++round) {
+      for (int round = 0; round < 40; ++round) {
         const std::string plain = "worker " + std::to_string(worker) + " round " + std::to_string(round);
-        std::string cipherText;
-        SecureBlock decrypted;
-        fail(EncryptData(plain, cipherText, "") != PXA_OK);
-        fail(DecryptData(cipherText, decrypted, "") != PXA_OK ||
-             std::string(decrypted.begin(), decrypted.end()) != plain);
-
-        std::string hmac;
-        fail(CreateHMAC(plain, hmac) != PXA_OK);
-        fail(!VerifyHMAC(plain, hmac));
-        fail(VerifyHMAC(plain + "!", hmac));
-
-        std::string ssvText;
-        SecureBlock ssvPlain;
-        fail(EncryptWithSSV(plain, ssvText) != PXA_OK);
-        fail(DecryptWithSSV(ssvText, ssvPlain) != PXA_OK || std::string(ssvPlain.begin(), ssvPlain.end()) != plain);
-
-        std::string checksum;
-        fail(CreateChecksum(plain, checksum) != PXA_OK || !VerifyChecksum(plain, checksum));
-
-        if (round % 10 == 0) {
-          std::string passwordText;
-          SecureBlock passwordPlain;
-          fail(EncryptWithPassword(plain, "pw", passwordText) != PXA_OK);
-          fail(DecryptWithPassword(passwordText, "pw", passwordPlain) != PXA_OK ||
-               std::string(passwordPlain.begin(), passwordPlain.end()) != plain);
+        if (!RoundTripsOfEachFamily(plain, round % 10 == 0)) {
+          failures.fetch_add(1);
         }
       }
     });

@@ -1,12 +1,8 @@
 #include <qvcryptoservice/keystore_mgr.h>
 #include <qvcryptoservice/keystore_static.h>
-#include <qvcryptoservice/primitives.h>
-
-#include "tests/support/vectors.h"
 
 #include <gtest/gtest.h>
 
-#include <array>
 #include <memory>
 #include <string>
 #include <thread>
@@ -34,25 +30,6 @@ TEST(StaticKeystore, ServesOneActiveKeyUnderBothNamesForEveryVersion) {
       EXPECT_EQ(ctl.algorithm, algorithm);
     }
   }
-}
-
-// Data encrypted under the built-in key must stay readable by every later version.
-TEST(StaticKeystore, KeyIsPinnedByAKnownAnswer) {
-  QVKeystoreStatic store;
-  SecureBlock key;
-  QVKeyControlData ctl;
-  ASSERT_EQ(store.getKey("QV_HMAC_INTEGRITY_0", key, ctl, 0), KS_SUCCESS);
-  ASSERT_EQ(key.size(), 32U);
-  std::array<unsigned char, 16> iv = {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15};
-  const std::string plain = "QVCryptoService static key pin";
-  std::array<unsigned char, 64> out{};
-  int outLen = static_cast<int>(out.size());
-  ASSERT_EQ(
-      EVPEncrypt("aes-256-cbc", key.data(), 32, iv.data(), 16, reinterpret_cast<const unsigned char*>(plain.data()),
-                 static_cast<int>(plain.size()), out.data(), outLen),
-      PXA_OK);
-  EXPECT_EQ(testsupport::ToHex(out.data(), static_cast<std::size_t>(outLen)),
-            "14a3b81fdd355eeb8ff1961f2f33b70a5e389b5d11ba379fcebf25edfb7ba1ef");
 }
 
 TEST(StaticKeystore, RefusesOtherNamesAndEveryChangeLeavingOutputsAlone) {

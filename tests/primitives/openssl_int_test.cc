@@ -14,6 +14,7 @@
 
 #include "platform/task_memory.h"
 #include "primitives/openssl_int.h"
+#include "tests/support/data_table.h"
 
 #include <gtest/gtest.h>
 
@@ -35,25 +36,9 @@ constexpr std::uint64_t kPastInt = static_cast<std::uint64_t>(INT_MAX) + 1;
 constexpr std::uint64_t kWrapsToFive = (std::uint64_t{1} << 32) + 5;
 
 TEST(NarrowToOpenSslInt, GivesTheIntOnlyWhenValueAndRoomFit) {
-  struct Case {
-    std::uint64_t value;
-    std::uint64_t room;
-    std::optional<int> expected;
-  };
-  const Case cases[] = {
-      {0, 0, 0},
-      {5, 32, 5},
-      {INT_MAX, 0, INT_MAX},
-      {INT_MAX - 32, 32, INT_MAX - 32},
-      {INT_MAX - 31, 32, std::nullopt},
-      {kPastInt, 0, std::nullopt},
-      {kWrapsToFive, 0, std::nullopt},
-      {UINT32_MAX, 0, std::nullopt},
-      {SIZE_MAX, 0, std::nullopt},
-      {5, UINT64_MAX, std::nullopt},
-  };
-  for (const Case& c : cases) {
-    EXPECT_EQ(NarrowToOpenSslInt(c.value, c.room), c.expected) << c.value << " + " << c.room;
+  for (const testsupport::DataRow& row : testsupport::ReadDataTable("crypto_openssl_int.tsv")) {
+    const std::optional<int> narrowed = NarrowToOpenSslInt(std::stoull(row["value"]), std::stoull(row["room"]));
+    EXPECT_EQ(narrowed ? std::to_string(*narrowed) : "refused", row["int"]) << row.where;
   }
 }
 
