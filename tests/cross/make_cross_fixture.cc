@@ -9,6 +9,8 @@
 #include "tests/platform/machine_root_fixture.h"
 
 #include <cstdio>
+#include <filesystem>
+#include <fstream>
 #include <functional>
 #include <vector>
 
@@ -18,6 +20,12 @@ using namespace testsupport::cross;
 namespace {
 
 int g_failures = 0;
+
+void WriteFile(const std::filesystem::path& path, const std::string& bytes) {
+  std::ofstream out(path, std::ios::binary | std::ios::trunc);
+  out.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+  g_failures += out ? 0 : 1;
+}
 
 void Make(const std::filesystem::path& directory, const char* name,
           const std::function<PxaResult(std::string&)>& make) {
