@@ -6,6 +6,8 @@
 #include <memory>
 #include <string>
 #include <thread>
+#include <tuple>
+#include <vector>
 
 namespace QVCryptoService {
 namespace {
