@@ -44,7 +44,12 @@ TEST_F(OneCallEncryption, EveryFormMakesARecordTheOtherFormsRead) {
   ASSERT_TRUE(DeserialzeCipherData(texts[0], meta, cipherBytes));
   EXPECT_EQ(meta.keyName, "QV_ENCYPT_DECRYPT_0");
   EXPECT_EQ(meta.cipherName, "aes-256-cbc");
-  std::string text = "untouched";
+  std::string text;
+  ASSERT_EQ(EncryptData(nullptr, 0, text, ""), PXA_OK) << "an empty plain text is still encrypted";
+  SecureBlock decrypted(2, 1);
+  ASSERT_EQ(DecryptData(text, decrypted, ""), PXA_OK);
+  EXPECT_TRUE(decrypted.empty());
+  text = "untouched";
   EXPECT_EQ(EncryptData("x", text, "NoSuchKeystore"), ~PxaResult{0});
   EXPECT_EQ(text, "untouched");
 }
