@@ -73,16 +73,12 @@ TEST(CipherRecordMoves, KeepIntegersAndEmptyTheRest) {
       "{\"cn\":\"c\",\"dn\":\"sha256\",\"it\":10000,\"iv\":\"/w==\",\"kn\":\"k\",\"kv\":4,\"sa\":\"AQ==\",\"v\":1}",
       source));
   const std::string before = CipherMetaToJsonStr(source);
-  CipherMeta_t moved(std::move(source));
-  // NOLINTNEXTLINE(bugprone-use-after-move): the moved-from state is the point
-  EXPECT_TRUE(source.version == 1 && source.keyVersion == 4 && source.iterations == 10000);
-  EXPECT_TRUE(source.cipherName.empty() && source.iv.empty() && source.keyName.empty() && source.salt.empty() &&
-              source.digestName.empty());
   CipherMeta_t assigned;
-  assigned = std::move(moved);
-  CipherMeta_t& self = assigned;
-  assigned = self;
+  assigned = CipherMeta_t(std::move(source));
   EXPECT_EQ(CipherMetaToJsonStr(assigned), before);
+  // NOLINTNEXTLINE(bugprone-use-after-move): the moved-from state is the point
+  EXPECT_EQ(CipherMetaToJsonStr(source), "{\"cn\":\"\",\"iv\":\"\",\"v\":1}\n");
+  EXPECT_TRUE(source.keyVersion == 4 && source.iterations == 10000 && source.salt.empty() && source.digestName.empty());
 }
 
 }  // namespace

@@ -12,7 +12,6 @@
 #include <gtest/gtest.h>
 
 #include <exception>
-#include <random>
 #include <string>
 #include <vector>
 
@@ -73,28 +72,6 @@ TEST(CompactCipherRecord, OtherTextsAreLeftToTheJsonReaderUntouched) {
     EXPECT_FALSE(ReadCompactCipherRecord(row["text"], meta, cipherText)) << row.where;
     EXPECT_EQ(CipherMetaToJsonStr(meta), CipherMetaToJsonStr(Prefilled())) << row.where;
   }
-}
-
-// Seeded, so every run edits the same way.
-TEST(CompactCipherRecord, DamagedRecordsNeverReadDifferentlyFromTheJsonReader) {
-  CipherMeta_t meta;
-  ASSERT_TRUE(CipherMetaFromJsonStr("{\"cn\":\"aes-256-cbc\",\"iv\":\"AAEC\",\"kn\":\"k\",\"kv\":3,\"v\":1}", meta));
-  const std::string original = CipherToJsonStr(meta, std::vector<std::uint8_t>(40, 0x5A));
-  std::mt19937 random(1234);
-  const std::string alphabet = "{}\":,0123456789 -+.abcdefgikntvsAZaz=/\\\n";
-  int takenDirectly = 0;
-  for (int round = 0; round < 20000; ++round) {
-    std::string json = original;
-    for (int edits = 1 + static_cast<int>(random() % 3); edits > 0; --edits) {
-      json[random() % json.size()] = alphabet[random() % alphabet.size()];
-    }
-    const std::string direct = ReadDirectly(json);
-    if (!direct.empty()) {
-      ++takenDirectly;
-      EXPECT_EQ(direct, ReadGenerally(json)) << json;
-    }
-  }
-  EXPECT_GT(takenDirectly, 0) << "no damaged record was still a compact record; the check saw nothing";
 }
 
 }  // namespace

@@ -1,10 +1,7 @@
 #include <qvcryptoservice/cipher_meta.h>
 #include <qvcryptoservice/encryption_functions.h>
 #include <qvcryptoservice/keystore_static.h>
-#include <qvcryptoservice/qvcrypto_c.h>
 #include <qvcryptoservice/qvpax.h>
-
-#include "platform/task_memory.h"
 
 #include <gtest/gtest.h>
 
@@ -86,19 +83,6 @@ TEST_F(OneCallEncryption, SplitRecordFormRefusesAndFailsWithoutTouchingTheOutput
             PXA_FAMILY_OPENSSL);
   EXPECT_EQ(length, 99U);
   EXPECT_EQ(untouched, std::vector<std::uint8_t>(cipherBytes.size(), 0xAB));
-}
-
-TEST_F(OneCallEncryption, CFunctionsTreatAnEmptyPlainTextAsFailureAndLeaveTheOutput) {
-  char sentinel = 0;
-  char* const before = &sentinel;
-  char* untouched = before;
-  char* emptyCipher = nullptr;
-  ASSERT_EQ(QVPBEncrypt("", &emptyCipher, "pw"), 1);
-  EXPECT_EQ(QVPBDecrypt(emptyCipher, &untouched, "pw"), 0);
-  platform::FreeCallerMemory(emptyCipher);
-  EXPECT_EQ(QVPBDecrypt("", &untouched, "pw"), 0);
-  EXPECT_EQ(QVPBDecrypt("garbage", &untouched, "pw"), 0);
-  EXPECT_EQ(untouched, before);
 }
 
 }  // namespace

@@ -64,7 +64,7 @@ TEST_F(KeystoreEncryption, RawFormFillsTheRecordAndDecryptsWithTheRecordedVersio
   ASSERT_EQ(Decrypt(meta_), PXA_OK);
   EXPECT_EQ(std::string(plain_.begin(), plain_.begin() + static_cast<std::ptrdiff_t>(plainLength_)), kPlain);
   EXPECT_EQ(store_->requestedVersions().back(), 3);
-  store_->Find(kKeyName, 3)->ctl.state = 3;
+  store_->AddKey(kKeyName, 3, SecureBlock(32, 0x33), kCipher, 3);
   EXPECT_EQ(Encrypt(), PXA_ERR_KEY_NOT_ACTIVE);
   EXPECT_EQ(Decrypt(meta_), PXA_OK) << "an inactive key still decrypts";
 }
@@ -85,13 +85,13 @@ TEST_F(KeystoreEncryption, RefusalsReturnTheirValueAndWriteNothing) {
 }
 
 TEST_F(KeystoreEncryption, MissingKeysAndVersionsAreRefreshedOnceThenRetried) {
-  store_->AddKeyAfterRefresh("late", 1, SecureBlock(32, 0x55), kCipher);
+  store_->AddKey("late", 1, SecureBlock(32, 0x55), kCipher, 2, true);
   ASSERT_EQ(Encrypt("late"), PXA_OK);
   EXPECT_EQ(store_->refreshFlags(), std::vector<bool>{false});
   EXPECT_EQ(store_->getKeyCalls(), 2);
   ASSERT_EQ(Encrypt(), PXA_OK);
   meta_.keyVersion = 2;
-  store_->AddKeyAfterRefresh(kKeyName, 2, SecureBlock(32, 0x11), kCipher);
+  store_->AddKey(kKeyName, 2, SecureBlock(32, 0x11), kCipher, 2, true);
   EXPECT_EQ(Decrypt(meta_), PXA_OK);
   EXPECT_EQ(store_->refreshFlags(), (std::vector<bool>{false, true}));
   store_->SetRefreshResult(16);

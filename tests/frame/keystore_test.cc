@@ -5,7 +5,6 @@
 
 #include <memory>
 #include <string>
-#include <thread>
 #include <tuple>
 #include <vector>
 
@@ -80,26 +79,6 @@ TEST(KeystoreManager, FindsExactNamesReplacesAndListsByCount) {
   EXPECT_EQ(manager.GetKeystoreNames(), two);
   manager.AddKeystore("tenant-c", first);
   EXPECT_EQ(manager.GetKeystoreNames(), two);
-}
-
-TEST(KeystoreManager, ConcurrentRegistrationAndLookUp) {
-  CQVKeystoreMgr manager;
-  std::vector<std::thread> threads;
-  for (int t = 0; t < 4; ++t) {
-    threads.emplace_back([&manager, t] {
-      for (int i = 0; i < 200; ++i) {
-        manager.AddKeystore("store" + std::to_string((t * 200 + i) % 50), std::make_shared<QVKeystoreStatic>());
-        (void)manager.GetKeystore("store" + std::to_string(i % 50));
-        (void)manager.GetKeystoreNames();
-      }
-    });
-  }
-  for (std::thread& thread : threads) {
-    thread.join();
-  }
-  for (int i = 0; i < 50; ++i) {
-    EXPECT_NE(manager.GetKeystore("store" + std::to_string(i)), nullptr) << i;
-  }
 }
 
 }  // namespace

@@ -54,17 +54,16 @@ TEST(HashingRecordTexts, SerializedFormIsTheTextInBase64) {
 
 TEST(HashingRecordMoves, KeepIntegersAndEmptyTheRest) {
   HashingData_t hashing;
+  SigningData_t signing;
   ASSERT_TRUE(
       HashingDataFromJsonStr(hashing, "{\"di\":\"/+4=\",\"dn\":\"sha256\",\"it\":10000,\"sa\":\"AQID\",\"v\":1}"));
-  const HashingData_t moved(std::move(hashing));
-  EXPECT_EQ(moved.digestName, "sha256");
-  // NOLINTNEXTLINE(bugprone-use-after-move): the moved-from state is the point
-  EXPECT_EQ(HashingDataToJsonStr(hashing), "{\"di\":\"\",\"dn\":\"\",\"it\":10000,\"v\":1}\n");
-  SigningData_t signing;
   ASSERT_TRUE(SigningDataFromJsonStr(signing, "{\"dn\":\"sha256\",\"hm\":\"AAAA\",\"kn\":\"k\",\"kv\":-4,\"v\":1}"));
+  const HashingData_t moved(std::move(hashing));
   SigningData_t assigned;
   assigned = std::move(signing);
-  EXPECT_EQ(assigned.keyName, "k");
+  EXPECT_TRUE(moved.digestName == "sha256" && assigned.keyName == "k");
+  // NOLINTNEXTLINE(bugprone-use-after-move): the moved-from state is the point
+  EXPECT_EQ(HashingDataToJsonStr(hashing), "{\"di\":\"\",\"dn\":\"\",\"it\":10000,\"v\":1}\n");
   // NOLINTNEXTLINE(bugprone-use-after-move)
   EXPECT_EQ(SigningDataToJsonStr(signing), "{\"dn\":\"\",\"hm\":\"\",\"kn\":\"\",\"kv\":-4,\"v\":1}\n");
 }
