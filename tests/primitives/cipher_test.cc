@@ -57,22 +57,6 @@ TEST(CipherCore, RefusesInItsOrderWithoutWritingOutput) {
   EXPECT_EQ(EVPEncrypt("aes-256-cbc", key.data(), 32, iv.data(), 16, in.data(), 16, out.data(), outLen), PXA_OK);
 }
 
-// OpenSSL knows "bf-cbc" by name but only its legacy provider, not loaded here, can run it. That
-// refusal comes before the lengths are checked.
-TEST(CipherCore, CipherThatCannotRunIsReportedBeforeLengths) {
-  std::array<unsigned char, 32> key{};
-  std::array<unsigned char, 16> iv{};
-  std::array<unsigned char, 64> out{};
-  for (const int keyLen : {16, 5}) {
-    int outLen = static_cast<int>(out.size());
-    const PxaResult result = EVPEncrypt("bf-cbc", key.data(), keyLen, iv.data(), 8, key.data(), 16, out.data(), outLen);
-    if (EVPGetCipherKeyLength("bf-cbc") != 16 || result == PXA_OK) {
-      GTEST_SKIP() << "this OpenSSL runs bf-cbc or does not know it";
-    }
-    EXPECT_EQ(result >> 32, PXA_FAMILY_OPENSSL) << "key length " << keyLen << ": " << result;
-  }
-}
-
 // About one wrong key in 256 passes the padding check: only that the plain text does not come
 // out is certain.
 TEST(CipherCore, WrongKeysNeverGiveThePlainText) {
