@@ -37,19 +37,14 @@ TEST(HashingRecordTexts, AbsentOptionalMembersKeepOldValues) {
 TEST(HashingRecordTexts, SerializedFormIsTheTextInBase64) {
   HashingData_t hashing;
   SigningData_t signing;
-  ASSERT_TRUE(
-      HashingDataFromJsonStr(hashing, "{\"di\":\"/+4=\",\"dn\":\"sha256\",\"it\":10000,\"sa\":\"AQID\",\"v\":1}"));
-  ASSERT_TRUE(SigningDataFromJsonStr(signing, "{\"dn\":\"sha256\",\"hm\":\"AAAA\",\"kn\":\"k\",\"kv\":-4,\"v\":1}"));
-  const std::string hashingText = SerializeHashingData(hashing);
-  EXPECT_EQ(base64_decode(hashingText), HashingDataToJsonStr(hashing));
-  HashingData_t hashingRead;
-  ASSERT_TRUE(DeserializeHashingData(hashingRead, hashingText));
-  EXPECT_EQ(HashingDataToJsonStr(hashingRead), HashingDataToJsonStr(hashing));
-  SigningData_t signingRead;
-  ASSERT_TRUE(DeserializeSigningData(signingRead, SerializeSigningData(signing)));
-  EXPECT_EQ(SigningDataToJsonStr(signingRead), SigningDataToJsonStr(signing));
-  EXPECT_FALSE(DeserializeHashingData(hashingRead, "%%%"));
-  EXPECT_FALSE(DeserializeSigningData(signingRead, hashingText));
+  const std::string json = "{\"di\":\"/+4=\",\"dn\":\"sha256\",\"it\":10000,\"sa\":\"AQID\",\"v\":1}";
+  ASSERT_TRUE(HashingDataFromJsonStr(hashing, json));
+  EXPECT_EQ(base64_decode(SerializeHashingData(hashing)), json + "\n");
+  ASSERT_TRUE(DeserializeHashingData(hashing, SerializeHashingData(hashing)));
+  EXPECT_EQ(HashingDataToJsonStr(hashing), json + "\n");
+  EXPECT_FALSE(DeserializeHashingData(hashing, "%%%"));
+  EXPECT_FALSE(DeserializeSigningData(signing, SerializeHashingData(hashing)))
+      << "a hashing record is no signing record";
 }
 
 TEST(HashingRecordMoves, KeepIntegersAndEmptyTheRest) {
