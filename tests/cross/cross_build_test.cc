@@ -51,11 +51,6 @@ TEST_P(CrossBuildTexts, KeystoreAndPasswordCipherTextsDecrypt) {
   SecureBlock fromPassword;
   ASSERT_EQ(DecryptWithPassword(Fixture(kPasswordCipherText), password, fromPassword), PXA_OK);
   EXPECT_EQ(Text(fromPassword), kPlainText);
-  // A fresh fixture has a fresh salt and IV, under which a wrong password passes the padding
-  // check about once in 256 runs: only that the plain text does not come out is certain.
-  SecureBlock wrong;
-  const PxaResult wrongResult = DecryptWithPassword(Fixture(kPasswordCipherText), password + "!", wrong);
-  EXPECT_TRUE(wrongResult != PXA_OK || Text(wrong) != kPlainText);
 }
 
 TEST_P(CrossBuildTexts, HashingAndSigningRecordsVerify) {
