@@ -1,5 +1,5 @@
 /* The plain C functions, used from C: the header must compile as C and the functions must work
-   for a C caller. Exits non-zero on the first failed check, printing which. */
+   for a C caller. Exits non-zero after the checks if any failed, printing which. */
 
 #include <qvcryptoservice/qvcrypto_c.h>
 
@@ -18,23 +18,44 @@ static void check(int ok, const char* what) {
   }
 }
 
+/* SHA-256 of "abc" in updates of one and two bytes after an empty one; a failed final comes first. */
+static int hash_abc(unsigned char* digest) {
+  QVHashCtx ctx = QVHashInitCtx();
+  return ctx != NULL && QVHashUpdate(ctx, NULL, 0) && QVHashUpdate(ctx, (const unsigned char*)"a", 1) &&
+         QVHashUpdate(ctx, (const unsigned char*)"bc", 2) && !QVHashFinal(ctx, NULL) && QVHashFinal(ctx, digest);
+}
+
 int main(void) {
   static const unsigned char expected[32] = {0xba, 0x78, 0x16, 0xbf, 0x8f, 0x01, 0xcf, 0xea, 0x41, 0x41, 0x40,
                                              0xde, 0x5d, 0xae, 0x22, 0x23, 0xb0, 0x03, 0x61, 0xa3, 0x96, 0x17,
                                              0x7a, 0x9c, 0xb4, 0x10, 0xff, 0x61, 0xf2, 0x00, 0x15, 0xad};
+  unsigned char data[4] = {1, 2, 3, 4};
   unsigned char digest[32];
-  QVHashCtx ctx = QVHashInitCtx();
-  check(ctx != NULL, "QVHashInitCtx");
-  check(QVHashUpdate(ctx, (const unsigned char*)"a", 1), "QVHashUpdate a");
-  check(QVHashUpdate(ctx, (const unsigned char*)"bc", 2), "QVHashUpdate bc");
-  check(QVHashFinal(ctx, digest), "QVHashFinal");
-  check(memcmp(digest, expected, sizeof digest) == 0, "SHA-256 of abc");
+  unsigned char foreign[64];
+  size_t i;
+  check(hash_abc(digest) && memcmp(digest, expected, sizeof digest) == 0, "SHA-256 of abc in pieces");
+  /* A handle this library did not make, or none, is refused and left alone. */
+  memset(foreign, 0x5C, sizeof foreign);
+  memset(digest, 0, sizeof digest);
+  check(!QVHashUpdate((QVHashCtx)(void*)foreign, data, 4) && !QVHashFinal((QVHashCtx)(void*)foreign, digest),
+        "a foreign handle is refused");
+  for (i = 0; i < sizeof foreign; ++i) {
+    check(foreign[i] == 0x5C && (i >= sizeof digest || digest[i] == 0), "a foreign handle is left alone");
+  }
+  check(!QVHashUpdate(NULL, data, 4) && !QVHashFinal(NULL, digest), "no handle is refused");
 
   char* cipherText = NULL;
   check(QVPBEncrypt("from C", &cipherText, "pw") == 1 && cipherText != NULL, "QVPBEncrypt");
   char* plain = NULL;
   check(QVPBDecrypt(cipherText, &plain, "pw") == 1 && plain != NULL && strcmp(plain, "from C") == 0, "QVPBDecrypt");
   task_free(plain);
+  task_free(cipherText);
+  /* An empty plain text is encrypted, but decrypting to nothing fails like bad text, output untouched. */
+  plain = (char*)foreign;
+  cipherText = NULL;
+  check(QVPBEncrypt("", &cipherText, "pw") == 1 && QVPBDecrypt(cipherText, &plain, "pw") == 0 &&
+            QVPBDecrypt("", &plain, "pw") == 0 && QVPBDecrypt("garbage", &plain, "pw") == 0 && plain == (char*)foreign,
+        "QVPBDecrypt failures");
   task_free(cipherText);
 
   /* No SSV in the empty machine root the test runs in: the C interface answers with "". */

@@ -8,10 +8,6 @@
 #include <qvcryptoservice/keystore_static.h>
 #include <qvcryptoservice/qvpax.h>
 
-#include <cstdint>
-#include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <memory>
 #include <string>
 
@@ -32,16 +28,6 @@ inline const char* const kHmac = "hmac.txt";
 inline const char* const kSsvRecord = "ssv_record.bin";
 inline const char* const kSsvText = "ssv_cipher.txt";
 inline const char* const kSsvBinary = "ssv_cipher.bin";
-
-inline void WriteFile(const std::filesystem::path& path, const std::string& bytes) {
-  std::ofstream out(path, std::ios::binary | std::ios::trunc);
-  out.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
-}
-
-inline std::string ReadFile(const std::filesystem::path& path) {
-  std::ifstream in(path, std::ios::binary);
-  return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-}
 
 // StartLibrary brings up the service object with the built-in keystore as "ZKSystem", which is
 // what both builds' keystore texts are made with.

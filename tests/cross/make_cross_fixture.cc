@@ -9,29 +9,12 @@
 #include "tests/platform/machine_root_fixture.h"
 
 #include <cstdio>
-#include <functional>
+#include <filesystem>
+#include <fstream>
 #include <vector>
 
 using namespace QVCryptoService;
 using namespace testsupport::cross;
-
-namespace {
-
-int g_failures = 0;
-
-void Make(const std::filesystem::path& directory, const char* name,
-          const std::function<PxaResult(std::string&)>& make) {
-  std::string text;
-  const PxaResult result = make(text);
-  if (result != PXA_OK || text.empty()) {
-    std::fprintf(stderr, "make_cross_fixture: %s: %s\n", name, PxaErrorReason(result).c_str());
-    ++g_failures;
-    return;
-  }
-  WriteFile(directory / name, text);
-}
-
-}  // namespace
 
 int main(int argc, char** argv) {
   if (argc != 2) {
@@ -40,17 +23,27 @@ int main(int argc, char** argv) {
   }
   const std::filesystem::path directory = argv[1];
   std::filesystem::create_directories(directory);
+  int failures = 0;
+  // Writes `text` byte for byte under `name`; a failed result or an empty text is a failure.
+  const auto make = [&](const char* name, PxaResult result, const std::string& text) {
+    std::ofstream out(directory / name, std::ios::binary | std::ios::trunc);
+    out.write(text.data(), static_cast<std::streamsize>(text.size()));
+    if (result != PXA_OK || text.empty() || !out) {
+      std::fprintf(stderr, "make_cross_fixture: %s: %s\n", name, PxaErrorReason(result).c_str());
+      ++failures;
+    }
+  };
   if (!StartLibrary()) {
     std::fprintf(stderr, "make_cross_fixture: the library did not start\n");
     return 1;
   }
-  Make(directory, kKeystoreCipherText, [](std::string& out) { return EncryptData(kPlainText, out, ""); });
-  Make(directory, kPasswordCipherText,
-       [](std::string& out) { return EncryptWithPassword(kPlainText, kPassword, out); });
-  Make(directory, kDigest, [](std::string& out) { return CreateDigest(kSignedData, out); });
-  Make(directory, kChecksum, [](std::string& out) { return CreateChecksum(kSignedData, out); });
-  Make(directory, kPasswordHash, [](std::string& out) { return CreatePasswordHash(kPassword, out); });
-  Make(directory, kHmac, [](std::string& out) { return CreateHMAC(kSignedData, out); });
+  std::string text;
+  make(kKeystoreCipherText, EncryptData(kPlainText, text, ""), text);
+  make(kPasswordCipherText, EncryptWithPassword(kPlainText, kPassword, text), text);
+  make(kDigest, CreateDigest(kSignedData, text), text);
+  make(kChecksum, CreateChecksum(kSignedData, text), text);
+  make(kPasswordHash, CreatePasswordHash(kPassword, text), text);
+  make(kHmac, CreateHMAC(kSignedData, text), text);
 
   // A machine secret made for the fixture alone, in a machine that is emptied again afterwards.
   const testsupport::TempMachineRoot machine;
@@ -60,10 +53,10 @@ int main(int argc, char** argv) {
   }
   const std::vector<std::uint8_t> record =
       machine.ReadValue(kCurrentSsvStoreLocation.key, kCurrentSsvStoreLocation.value);
-  WriteFile(directory / kSsvRecord, std::string(record.begin(), record.end()));
+  make(kSsvRecord, PXA_OK, std::string(record.begin(), record.end()));
   QVSSVCrypto engine;
   const SecureBlock plain(kPlainText.begin(), kPlainText.end());
-  Make(directory, kSsvText, [&](std::string& out) { return engine.QVEncrypt(plain, out); });
-  Make(directory, kSsvBinary, [&](std::string& out) { return engine.QVEncrypt_Bin(plain, out); });
-  return g_failures == 0 ? 0 : 1;
+  make(kSsvText, engine.QVEncrypt(plain, text), text);
+  make(kSsvBinary, engine.QVEncrypt_Bin(plain, text), text);
+  return failures == 0 ? 0 : 1;
 }

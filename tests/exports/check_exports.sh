@@ -1,89 +1,35 @@
 #!/usr/bin/env bash
-# Checks the shared library's export table: every name the interface promises is there, the C
-# functions under their plain undecorated names, and nothing else (no internal helper, no stray
-# template instantiation). An ELF library is read with nm -D, a Windows DLL with objdump -p.
-#
-#   check_exports.sh LIBRARY [--objdump PROGRAM] --c NAME... --internal NAME... --required NAME...
-#
-# --c: the C functions; --internal: names that must never leave the library (matched anywhere in
-# a symbol); --required: the C++ interface, each name with or without QVCryptoService::.
+# check_exports.sh LIBRARY TABLE [--objdump PROGRAM]: the shared library exports every name of
+# TABLE (tests/data/frame_exports.tsv), the C functions under their plain undecorated names, and
+# nothing outside the library's namespaces nor any internal helper. ELF is read with nm -D, a
+# Windows DLL with objdump -p.
 set -euo pipefail
-usage="usage: $0 LIBRARY [--objdump PROGRAM] --c NAME... --internal NAME... --required NAME..."
-[ $# -ge 1 ] || { echo "$usage" >&2; exit 2; }
-library=$1
-shift
-objdump=""
-c_functions=()
-internal_names=()
-required_names=()
-list=""
-while [ $# -gt 0 ]; do
-  case $1 in
-    --objdump) objdump=${2:?$usage}; shift ;;
-    --c | --internal | --required) list=$1 ;;
-    *)
-      case $list in
-        --c) c_functions+=("$1") ;;
-        --internal) internal_names+=("$1") ;;
-        --required) required_names+=("$1") ;;
-        *) echo "$usage" >&2; exit 2 ;;
-      esac ;;
-  esac
-  shift
-done
-if [ ${#c_functions[@]} -eq 0 ] || [ ${#internal_names[@]} -eq 0 ] || [ ${#required_names[@]} -eq 0 ]; then
-  echo "$usage" >&2
-  exit 2
-fi
-
-if [ -n "$objdump" ]; then
-  # The DLL's export name table, names as the linker wrote them (C++ ones mangled).
-  raw=$("$objdump" -p "$library" | sed -n '/^\[Ordinal\/Name Pointer\] Table/,/^$/s/^\t\[ *[0-9]*\] //p')
+[ $# -eq 2 ] || { [ $# -eq 4 ] && [ "$3" = --objdump ]; } || { echo "usage: $0 LIBRARY TABLE [--objdump PROGRAM]" >&2; exit 2; }
+names() { awk -F '\t' -v kind="$1" '!/^#/ && NF == 2 && $1 == kind {print $2}' "$2"; }
+if [ $# -eq 4 ]; then
+  raw=$("$4" -p "$1" | sed -n '/^\[Ordinal\/Name Pointer\] Table/,/^$/s/^\t\[ *[0-9]*\] //p')
   symbols=$(c++filt <<<"$raw")
 else
-  raw=$(nm -D --defined-only "$library" | awk '{print $NF}')
-  # Weak instantiations of standard templates over exported types (a std::map of keystores, say)
-  # are emitted by the compiler wherever they are used, and AddressSanitizer adds an __odr_asan
-  # marker per exported global; neither is part of our interface.
-  symbols=$(nm -D --defined-only "$library" | c++filt |
-    awk '{type = $2; $1 = ""; $2 = ""; sub(/^  /, "")}
-         /^__odr_asan/ {next}
-         type ~ /^[WVu]$/ && $0 ~ /^((typeinfo|typeinfo name|vtable|VTT) for )?([A-Za-z_][A-Za-z0-9_]* )?std::/ {next}
-         {print}')
+  raw=$(nm -D --defined-only "$1" | awk '{print $NF}')
+  # Weak instantiations of standard templates over our types and AddressSanitizer's __odr_asan
+  # markers are emitted by the compiler, not part of the interface.
+  symbols=$(nm -D --defined-only "$1" | c++filt | awk '{type = $2; $1 = ""; $2 = ""; sub(/^  /, "")}
+    /^__odr_asan/ || (type ~ /^[WVu]$/ && /^((typeinfo|typeinfo name|vtable|VTT) for )?([A-Za-z_][A-Za-z0-9_]* )?std::/) {next}
+    {print}')
 fi
-if [ -z "$raw" ]; then
-  echo "no exported symbols found in $library"
-  exit 1
-fi
-
+[ -n "$raw" ] || { echo "no exported symbols found in $1"; exit 1; }
 status=0
+c_functions=$(names c "$2" | paste -sd '|')
+[ -n "$c_functions" ] && [ -n "$(names required "$2")" ] && [ -n "$(names internal "$2")" ] || { echo "$2: no names of some kind" >&2; exit 2; }
 # C callers link by the plain name: no C++ mangling, no leading underscore, no @N suffix.
-for function in "${c_functions[@]}"; do
-  if ! grep -qxF "$function" <<<"$raw"; then
-    echo "missing undecorated C export: $function"
-    status=1
-  fi
-done
-for required in "${required_names[@]}"; do
-  if ! grep -qE "^(QVCryptoService::)?${required}(\[abi:cxx11\])?(\(|$)" <<<"$symbols"; then
-    echo "missing export: $required"
-    status=1
-  fi
-done
-# Everything exported lives in the library's namespaces or is one of its C functions.
-c_alternatives=$(IFS='|'; echo "${c_functions[*]}")
-allowed="^(QVCryptoService::|zkJson::|(typeinfo|typeinfo name|vtable) for (QVCryptoService|zkJson)::|(${c_alternatives})$)"
-unexpected=$(grep -vE "$allowed" <<<"$symbols" || true)
-if [ -n "$unexpected" ]; then
-  echo "unexpected exports:"
-  echo "$unexpected"
-  status=1
-fi
-for internal in "${internal_names[@]}"; do
-  if grep -qF "$internal" <<<"$symbols"; then
-    echo "internal helper exported: $internal"
-    status=1
-  fi
-done
+for name in $(names c "$2"); do grep -qxF "$name" <<<"$raw" || { echo "missing undecorated C export: $name"; status=1; }; done
+while read -r name; do
+  grep -qE "^(QVCryptoService::)?${name}(\[abi:cxx11\])?(\(|$)" <<<"$symbols" || { echo "missing export: $name"; status=1; }
+done < <(names required "$2")
+unexpected=$(grep -vE "^(QVCryptoService::|zkJson::|(typeinfo|typeinfo name|vtable) for (QVCryptoService|zkJson)::|(${c_functions})$)" <<<"$symbols" || true)
+[ -z "$unexpected" ] || { printf 'unexpected exports:\n%s\n' "$unexpected"; status=1; }
+while read -r name; do
+  if grep -qF "$name" <<<"$symbols"; then echo "internal helper exported: $name"; status=1; fi
+done < <(names internal "$2")
 echo "$(wc -l <<<"$symbols") exported symbols checked"
 exit $status

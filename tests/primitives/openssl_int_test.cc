@@ -12,7 +12,9 @@
 #include <qvcryptoservice/qvpax.h>
 #include <qvcryptoservice/ssv_crypto.h>
 
+#include "platform/task_memory.h"
 #include "primitives/openssl_int.h"
+#include "tests/support/data_table.h"
 
 #include <gtest/gtest.h>
 
@@ -34,25 +36,9 @@ constexpr std::uint64_t kPastInt = static_cast<std::uint64_t>(INT_MAX) + 1;
 constexpr std::uint64_t kWrapsToFive = (std::uint64_t{1} << 32) + 5;
 
 TEST(NarrowToOpenSslInt, GivesTheIntOnlyWhenValueAndRoomFit) {
-  struct Case {
-    std::uint64_t value;
-    std::uint64_t room;
-    std::optional<int> expected;
-  };
-  const Case cases[] = {
-      {0, 0, 0},
-      {5, 32, 5},
-      {INT_MAX, 0, INT_MAX},
-      {INT_MAX - 32, 32, INT_MAX - 32},
-      {INT_MAX - 31, 32, std::nullopt},
-      {kPastInt, 0, std::nullopt},
-      {kWrapsToFive, 0, std::nullopt},
-      {UINT32_MAX, 0, std::nullopt},
-      {SIZE_MAX, 0, std::nullopt},
-      {5, UINT64_MAX, std::nullopt},
-  };
-  for (const Case& c : cases) {
-    EXPECT_EQ(NarrowToOpenSslInt(c.value, c.room), c.expected) << c.value << " + " << c.room;
+  for (const testsupport::DataRow& row : testsupport::ReadDataTable("crypto_openssl_int.tsv")) {
+    const std::optional<int> narrowed = NarrowToOpenSslInt(std::stoull(row["value"]), std::stoull(row["room"]));
+    EXPECT_EQ(narrowed ? std::to_string(*narrowed) : "refused", row["int"]) << row.where;
   }
 }
 
@@ -86,68 +72,33 @@ TEST_F(OpenSslLengths, EveryPathRefusesWhatTheBoundDoesNotTake) {
   std::string metaJson;
   std::vector<std::uint8_t> unused;
   ASSERT_EQ(EncryptWithPassword(bytes, 16, "password", metaJson, unused), PXA_OK);
+  std::string iv;
+  std::string out;
+  std::array<unsigned char, 32> derived{};
+  std::vector<std::uint8_t> plain(input.size());
+  std::size_t length = 0;
   struct Path {
     const char* name;
     std::function<PxaResult()> call;
   };
   const Path paths[] = {
-      {"EVPEncrypt",
-       [&] {
-         std::string iv;
-         std::string out;
-         return EVPEncrypt("aes-256-cbc", key, iv, input, out);
-       }},
-      {"EVPDecrypt",
-       [&] {
-         std::string out;
-         return EVPDecrypt("aes-256-cbc", key, std::string(16, 'i'), input, out);
-       }},
-      {"PBKDF2_HMAC",
-       [&] {
-         std::array<unsigned char, 32> out{};
-         return PBKDF2_HMAC("sha256", input.c_str(), bytes, 16, 1, 32, out.data());
-       }},
-      {"EncryptData",
-       [&] {
-         std::string out;
-         return EncryptData(input, out, "");
-       }},
-      {"EncryptWithPassword",
-       [&] {
-         std::string out;
-         return EncryptWithPassword(input, "password", out);
-       }},
+      {"EVPEncrypt", [&] { return EVPEncrypt("aes-256-cbc", key, iv, input, out); }},
+      {"EVPDecrypt", [&] { return EVPDecrypt("aes-256-cbc", key, std::string(16, 'i'), input, out); }},
+      {"PBKDF2_HMAC", [&] { return PBKDF2_HMAC("sha256", input.c_str(), bytes, 16, 1, 32, derived.data()); }},
+      {"EncryptData", [&] { return EncryptData(input, out, ""); }},
+      {"EncryptWithPassword", [&] { return EncryptWithPassword(input, "password", out); }},
       {"DecryptWithPassword",
-       [&] {
-         std::vector<std::uint8_t> out(input.size());
-         std::size_t length = 0;
-         return DecryptWithPassword(metaJson, bytes, input.size(), "password", out.data(), length);
-       }},
-      {"CreateHMAC",
-       [&] {
-         std::string out;
-         return CreateHMAC(input, out);
-       }},
-      {"CreateDigest",
-       [&] {
-         std::string out;
-         return CreateDigest(input, out);
-       }},
-      {"CreatePasswordHash",
-       [&] {
-         std::string out;
-         return CreatePasswordHash(input, out);
-       }},
+       [&] { return DecryptWithPassword(metaJson, bytes, input.size(), "password", plain.data(), length); }},
+      {"CreateHMAC", [&] { return CreateHMAC(input, out); }},
+      {"CreateDigest", [&] { return CreateDigest(input, out); }},
+      {"CreatePasswordHash", [&] { return CreatePasswordHash(input, out); }},
       {"EncryptBySSV",
-       [&] {
-         std::string out;
-         return QVSSVCrypto::EncryptBySSV(groupSecrets, SecureBlock(input.begin(), input.end()), out);
-       }},
+       [&] { return QVSSVCrypto::EncryptBySSV(groupSecrets, SecureBlock(input.begin(), input.end()), out); }},
       {"QVPBEncrypt",
        [&] {
-         char* out = nullptr;
-         const std::uint8_t ok = QVPBEncrypt(input.c_str(), &out, "password");
-         std::free(out);
+         char* text = nullptr;
+         const std::uint8_t ok = QVPBEncrypt(input.c_str(), &text, "password");
+         platform::FreeCallerMemory(text);
          return ok == 1 ? PXA_OK : PXA_ERR_INVALID_ARGUMENTS;
        }},
       {"base64_decode",

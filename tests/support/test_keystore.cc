@@ -1,69 +1,50 @@
 #include "tests/support/test_keystore.h"
 
+#include <cstdint>
+#include <iterator>
+
 namespace testsupport {
 
-namespace {
-TestKeystore::Key MakeKey(std::int32_t version, SecureBlock bytes, const std::string& algorithm, std::int32_t state) {
-  TestKeystore::Key key;
-  key.ctl.state = state;
-  key.ctl.version = version;
-  key.ctl.keyLength = static_cast<std::int32_t>(bytes.size());
-  key.ctl.algorithm = algorithm;
-  key.ctl.symmetric = true;
-  key.bytes = std::move(bytes);
-  return key;
-}
-}  // namespace
-
 void TestKeystore::AddKey(const std::string& name, std::int32_t version, SecureBlock bytes,
-                          const std::string& algorithm, std::int32_t state) {
+                          const std::string& algorithm, std::int32_t state, bool afterRefresh) {
+  QVKeyControlData ctl;
+  ctl.state = state;
+  ctl.version = version;
+  ctl.keyLength = static_cast<std::int32_t>(bytes.size());
+  ctl.algorithm = algorithm;
+  ctl.symmetric = true;
   const std::lock_guard lock(mutex_);
-  keys_[{name, version}] = MakeKey(version, std::move(bytes), algorithm, state);
-  current_[name] = std::max(current_[name], version);
-}
-
-void TestKeystore::AddKeyAfterRefresh(const std::string& name, std::int32_t version, SecureBlock bytes,
-                                      const std::string& algorithm) {
-  const std::lock_guard lock(mutex_);
-  pendingUntilRefresh_[{name, version}] = MakeKey(version, std::move(bytes), algorithm, 2);
-}
-
-TestKeystore::Key* TestKeystore::Find(const std::string& name, std::int32_t version) {
-  const auto found = keys_.find({name, version});
-  return found == keys_.end() ? nullptr : &found->second;
+  (afterRefresh ? pendingUntilRefresh_ : keys_)[{name, version}] = {std::move(bytes), ctl};
 }
 
 std::int32_t TestKeystore::refreshKeys(bool versionMissing) {
   const std::lock_guard lock(mutex_);
   refreshFlags_.push_back(versionMissing);
   if (refreshResult_ == 0) {
-    for (auto& [id, key] : pendingUntilRefresh_) {
-      current_[id.first] = std::max(current_[id.first], id.second);
-      keys_[id] = std::move(key);
-    }
+    keys_.merge(pendingUntilRefresh_);
     pendingUntilRefresh_.clear();
   }
   return refreshResult_;
 }
 
+// Keys are ordered by name, then version: the current version of a name is its last entry.
 std::int32_t TestKeystore::getKey(const std::string& name, SecureBlock& key, QVKeyControlData& ctl,
                                   std::int32_t version) {
   const std::lock_guard lock(mutex_);
-  ++getKeyCalls_;
   requestedVersions_.push_back(version);
   if (forcedGetKeyCode_ != 0) {
     return forcedGetKeyCode_;
   }
-  const auto current = current_.find(name);
-  if (current == current_.end()) {
+  const auto next = keys_.lower_bound({name + '\0', INT32_MIN});
+  if (next == keys_.begin() || std::prev(next)->first.first != name) {
     return 4;  // KS_ERR_KEY_NOT_FOUND
   }
-  const Key* found = Find(name, version == 0 ? current->second : version);
-  if (found == nullptr) {
+  const auto found = version == 0 ? std::prev(next) : keys_.find({name, version});
+  if (found == keys_.end()) {
     return 6;  // KS_ERR_KEY_VERSION_NOT_FOUND
   }
-  key = found->bytes;
-  ctl = found->ctl;
+  key = found->second.first;
+  ctl = found->second.second;
   return 0;
 }
 

@@ -16,10 +16,8 @@ std::string ReadFile(const std::string& path) {
   return content.str();
 }
 
-std::string VectorPath(const std::string& relative) { return "../shared/vectors/" + relative; }
-
 JsonNode LoadWycheproof(const std::string& fileName) {
-  return ParseJsonLite(ReadFile(VectorPath("wycheproof/" + fileName)));
+  return ParseJsonLite(ReadFile("../shared/vectors/wycheproof/" + fileName));
 }
 
 std::vector<std::uint8_t> FromHex(const std::string& hex) {

@@ -11,10 +11,7 @@ namespace testsupport {
 // ReadFile returns a file's bytes; a missing file fails the calling test with its path.
 std::string ReadFile(const std::string& path);
 
-// VectorPath names a file below ../shared/vectors (tests run from the project root).
-std::string VectorPath(const std::string& relative);
-
-// LoadWycheproof parses one Wycheproof file.
+// LoadWycheproof parses one file of ../shared/vectors/wycheproof (tests run from the project root).
 JsonNode LoadWycheproof(const std::string& fileName);
 
 std::vector<std::uint8_t> FromHex(const std::string& hex);
