@@ -1,10 +1,11 @@
 // What a caller may rely on for the bytes of a SecureBlock on Linux, read from the kernel's own
-// account in /proc/self/smaps rather than from the allocator: every page that holds them is
-// marked "dd" (left out of core dumps) and, when the process may lock memory at all, locked
-// ("lo" in VmFlags, a non-zero Locked: size). Whatever strategy the allocator uses (one mapping
-// per block or a pool), these hold for the pages under the block.
+// account in /proc/self/smaps rather than from the allocator: every page that holds them, in the
+// pool or in pages of a large block's own, is marked "dd" (left out of core dumps) and, when the
+// process may lock memory at all, locked ("lo" in VmFlags, a non-zero Locked: size).
 
 #include <qvcryptoservice/secure_block.h>
+
+#include "primitives/locked_pool.h"
 
 #include <gtest/gtest.h>
 
@@ -12,6 +13,7 @@
 #include <sys/resource.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <fstream>
 #include <optional>
@@ -28,14 +30,7 @@ struct Mapping {
   std::size_t lockedKb = 0;
   std::vector<std::string> flags;
 
-  bool Has(const std::string& flag) const {
-    for (const std::string& f : flags) {
-      if (f == flag) {
-        return true;
-      }
-    }
-    return false;
-  }
+  bool Has(const std::string& flag) const { return std::find(flags.begin(), flags.end(), flag) != flags.end(); }
 };
 
 // MappingOf returns the smaps entry of the mapping that holds `address`.
@@ -128,7 +123,8 @@ TEST_P(SecureBlockPages, AreLeftOutOfCoreDumpsAndLockedWhenLockingIsAllowed) {
   }
 }
 
-INSTANTIATE_TEST_SUITE_P(Sizes, SecureBlockPages, testing::Values(1, 32, 4096, 3 * 4096 + 17));
+INSTANTIATE_TEST_SUITE_P(Sizes, SecureBlockPages,
+                         testing::Values(1, 32, 4096, 3 * 4096 + 17, 2 * kLargestPooledBlock + 17));
 
 // The check must tell secret pages from ordinary ones, or it proves nothing.
 TEST(SecureBlockPagesControl, OrdinaryHeapMemoryIsNeitherLockedNorExcludedFromCoreDumps) {

@@ -113,10 +113,9 @@ TEST(ConstantTime, StreamAuthenticatorAndTagComparison) {
 }
 
 // Canaries: arithmetic that leaks on purpose, to show that the check above can fail. They pass
-// when run plainly; under memcheck each must be reported (expect_memcheck_error.sh runs them).
-// A multiply that branches on the bits of a secret factor. The count of taken branches is
-// volatile so that the optimiser cannot turn the branch into a select (it does with the plain
-// reference multiply, which then passes the check).
+// when run plainly; under memcheck each must be reported. The first branches on the bits of a
+// secret factor; its count of taken branches is volatile so that the optimiser cannot turn the
+// branch into a select.
 volatile unsigned g_branchesTaken = 0;
 
 std::uint8_t BranchyMultiply(std::uint8_t a, std::uint8_t b) {
@@ -143,7 +142,7 @@ TEST(ConstantTimeCanary, BranchOnSecretBits) {
   EXPECT_EQ(product, 0xC1);
 }
 
-// A multiply through log and exponent tables, indexed by secret elements.
+// The second multiplies through log and exponent tables indexed by the secret elements.
 TEST(ConstantTimeCanary, TableIndexedBySecret) {
   std::array<std::uint8_t, 256> exponent{};
   std::array<std::uint8_t, 256> logarithm{};

@@ -1,7 +1,7 @@
 #include "tests/ssv/record_checks.h"
 
-#include "ssv/share_slots.h"
 #include "ssv/record_layout.h"
+#include "ssv/share_slots.h"
 
 #include <gtest/gtest.h>
 

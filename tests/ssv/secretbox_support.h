@@ -15,37 +15,36 @@
 namespace QVCryptoService::sharescheme::testing_support {
 
 using testsupport::ToHex;
+using Bytes = std::vector<std::uint8_t>;
 
 template <std::size_t N>
-std::span<const std::uint8_t, N> Fixed(const std::vector<std::uint8_t>& bytes) {
+std::span<const std::uint8_t, N> Fixed(const Bytes& bytes) {
   EXPECT_EQ(bytes.size(), N);
   return std::span<const std::uint8_t, N>(bytes.data(), N);
 }
 
 // SealPadded seals `message` in the padded layout and returns the box without its 16 zeros.
-inline std::vector<std::uint8_t> SealPadded(const std::vector<std::uint8_t>& message, const std::vector<std::uint8_t>& nonce,
-                                     const std::vector<std::uint8_t>& key) {
-  std::vector<std::uint8_t> plain(kSecretboxPlainPadding, 0xEE);  // padding content must not matter
+inline Bytes SealPadded(const Bytes& message, const Bytes& nonce, const Bytes& key) {
+  Bytes plain(kSecretboxPlainPadding, 0xEE);  // the padding's content must not matter
   plain.insert(plain.end(), message.begin(), message.end());
-  std::vector<std::uint8_t> box(plain.size(), 0x55);
+  Bytes box(plain.size(), 0x55);
   EXPECT_TRUE(SecretboxSeal(box, plain, Fixed<kSecretboxNonceSize>(nonce), Fixed<kSecretboxKeySize>(key)));
   EXPECT_EQ(ToHex(box.data(), kSecretboxBoxPadding), std::string(2 * kSecretboxBoxPadding, '0'));
-  return std::vector<std::uint8_t>(box.begin() + kSecretboxBoxPadding, box.end());
+  return Bytes(box.begin() + kSecretboxBoxPadding, box.end());
 }
 
-// OpenPadded opens a box given without its 16 zeros; nullopt when it does not authenticate.
-inline std::optional<std::vector<std::uint8_t>> OpenPadded(const std::vector<std::uint8_t>& tagAndCipher,
-                                                    const std::vector<std::uint8_t>& nonce,
-                                                    const std::vector<std::uint8_t>& key) {
-  std::vector<std::uint8_t> box(kSecretboxBoxPadding, 0);
+// OpenPadded opens a box given without its 16 zeros; nullopt when it does not authenticate, in
+// which case nothing may have been written.
+inline std::optional<Bytes> OpenPadded(const Bytes& tagAndCipher, const Bytes& nonce, const Bytes& key) {
+  Bytes box(kSecretboxBoxPadding, 0);
   box.insert(box.end(), tagAndCipher.begin(), tagAndCipher.end());
-  std::vector<std::uint8_t> plain(box.size(), 0x77);
+  Bytes plain(box.size(), 0x77);
   if (!SecretboxOpen(plain, box, Fixed<kSecretboxNonceSize>(nonce), Fixed<kSecretboxKeySize>(key))) {
-    EXPECT_EQ(plain, std::vector<std::uint8_t>(box.size(), 0x77)) << "a refused box wrote plain text";
+    EXPECT_EQ(plain, Bytes(box.size(), 0x77)) << "a refused box wrote plain text";
     return std::nullopt;
   }
   EXPECT_EQ(ToHex(plain.data(), kSecretboxPlainPadding), std::string(2 * kSecretboxPlainPadding, '0'));
-  return std::vector<std::uint8_t>(plain.begin() + kSecretboxPlainPadding, plain.end());
+  return Bytes(plain.begin() + kSecretboxPlainPadding, plain.end());
 }
 
 }  // namespace QVCryptoService::sharescheme::testing_support

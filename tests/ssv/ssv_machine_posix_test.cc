@@ -1,17 +1,20 @@
-// What generateSSV and the loader make of a machine that others could have tampered with: a
-// staging file that is not ours, and a machine root open to others. POSIX only: file owners and
-// modes are what is at stake.
+// What generateSSV and the loader make of a POSIX machine that others could have tampered with
+// (a staging file that is not ours, a machine root open to others), and of a store whose write
+// fails: the store keeps the whole old record and the failure is reported as access denied (14)
+// or as "other" (13).
 
 #include <qvcryptoservice/ssv_crypto.h>
 
-#include "ssv/record_layout.h"
 #include "ssv/record.h"
+#include "ssv/record_layout.h"
+#include "tests/platform/failing_file_system.h"
 #include "tests/platform/machine_root_fixture.h"
 
 #include <unistd.h>
 
 #include <gtest/gtest.h>
 
+#include <cerrno>
 #include <filesystem>
 #include <vector>
 
@@ -23,12 +26,6 @@ using testsupport::ReadBytes;
 using testsupport::WriteBytes;
 
 const std::vector<std::uint8_t> kPlanted(kSsvRecordSize, 'p');
-
-std::vector<std::uint8_t> NewRecord() {
-  SecureBlock record;
-  EXPECT_TRUE(BuildSsvRecord(record));
-  return std::vector<std::uint8_t>(record.begin(), record.end());
-}
 
 struct StagingCase {
   const char* name;
@@ -65,13 +62,13 @@ TEST(SsvStaging, ClearsAStaleFileOfOursAndRefusesAnyoneElses) {
     fs::create_directory(staging);
     c.place(staging);
     EXPECT_EQ(QVSSVCrypto::generateSSV(staging.string(), true), c.expected);
-    const fs::path stored = root.ValuePath("SOFTWARE\\Classes\\SSV", "SSV_Data");
+    const std::vector<std::uint8_t> stored = root.ReadValue("SOFTWARE\\Classes\\SSV", "SSV_Data");
     if (c.expected == KS_SUCCESS) {
       EXPECT_FALSE(fs::exists(fs::symlink_status(staging / "stableSystemValues")));
-      EXPECT_EQ(ReadBytes(stored).size(), kSsvRecordSize);
-      EXPECT_NE(ReadBytes(stored), kPlanted) << "the stale file's content was stored";
+      EXPECT_EQ(stored.size(), kSsvRecordSize);
+      EXPECT_NE(stored, kPlanted) << "the stale file's content was stored";
     } else {
-      EXPECT_FALSE(fs::exists(stored)) << "a record passed through a file that is not ours";
+      EXPECT_TRUE(stored.empty()) << "a record passed through a file that is not ours";
       EXPECT_EQ(ReadBytes(staging / "stableSystemValues"), kPlanted) << "the refused file was changed";
     }
   }
@@ -80,7 +77,9 @@ TEST(SsvStaging, ClearsAStaleFileOfOursAndRefusesAnyoneElses) {
 TEST(SsvMachineRoot, OpenToOthersItYieldsNoRecordAndTakesNone) {
   const testsupport::TempMachineRoot root;
   const testsupport::CapturedLog log;
-  root.WriteValue("SOFTWARE\\Classes\\SSV", "SSV_Data", NewRecord());
+  SecureBlock record;
+  ASSERT_TRUE(BuildSsvRecord(record));
+  root.WriteValue("SOFTWARE\\Classes\\SSV", "SSV_Data", std::vector<std::uint8_t>(record.begin(), record.end()));
   WriteBytes(root.path() / "stableSystemValues", kPlanted);
   fs::permissions(root.path(), fs::perms::all);
   QVSSVCrypto engine;
@@ -88,9 +87,36 @@ TEST(SsvMachineRoot, OpenToOthersItYieldsNoRecordAndTakesNone) {
   EXPECT_EQ(QVSSVCrypto::generateSSV(root.string(), false), KS_ERR_NO_SSV_PERMISSION);
   EXPECT_EQ(QVSSVCrypto::generateSSV(root.string(), true), KS_ERR_NO_SSV_PERMISSION);
   EXPECT_EQ(ReadBytes(root.path() / "stableSystemValues"), kPlanted);
-  // Closed again, the stored record comes back behind the staging file that wins over it.
+  // Closed again, the staging file, which wins over the stored record, is read.
   fs::permissions(root.path(), fs::perms::owner_all | fs::perms::group_read | fs::perms::others_read);
   EXPECT_EQ(engine.getComponentId(), std::string(kComponentIdSize, 'p'));
+}
+
+// The store's own table maps every step's failure; this is the path from generateSSV to it.
+TEST(StoreFaultMatrix, AFailedReplacementKeepsTheWholeOldRecordAndReportsTheCode) {
+  using testsupport::StoreStep;
+  const struct {
+    StoreStep step;
+    int error;
+    EQVKeystoreCode expected;
+  } cases[] = {{StoreStep::kRename, EACCES, KS_ERR_NO_SSV_PERMISSION}, {StoreStep::kWrite, EIO, KS_ERR_RESERVED_13}};
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.error);
+    const testsupport::TempMachineRoot root;
+    ASSERT_EQ(QVSSVCrypto::generateSSV(root.string(), true), KS_SUCCESS);
+    const std::vector<std::uint8_t> before = root.ReadValue("SOFTWARE\\Classes\\SSV", "SSV_Data");
+    {
+      testsupport::FailingFileSystem failing(c.step, c.error);
+      const testsupport::InstalledFileSystem installed(failing);
+      EXPECT_EQ(QVSSVCrypto::generateSSV(root.string(), true), c.expected);
+    }
+    EXPECT_EQ(root.ReadValue("SOFTWARE\\Classes\\SSV", "SSV_Data"), before);
+    EXPECT_FALSE(fs::exists(root.path() / "stableSystemValues")) << "the staging file was left behind";
+    QVSSVCrypto engine;
+    std::vector<std::string> secrets;
+    EXPECT_EQ(engine.recoverSSV(secrets), KS_SUCCESS);
+    EXPECT_EQ(engine.getComponentId(), std::string(before.begin(), before.begin() + kComponentIdSize));
+  }
 }
 
 }  // namespace
