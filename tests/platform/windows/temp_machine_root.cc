@@ -13,7 +13,7 @@ namespace {
 // Every key the SSV is read from or written to, deepest first so that emptying SOFTWARE\Classes
 // never removes more than the library's own keys.
 constexpr std::array<const wchar_t*, 3> kSsvKeys = {L"SOFTWARE\\Classes\\SSV", L"SOFTWARE\\Classes\\Quorvel",
-                                                     L"SOFTWARE\\Quorvel"};
+                                                    L"SOFTWARE\\Quorvel"};
 
 std::wstring Widen(const std::string& text) { return std::wstring(text.begin(), text.end()); }
 
@@ -36,9 +36,9 @@ class OpenKey {
  public:
   OpenKey(const std::string& path, REGSAM access, bool create) {
     const std::wstring wide = Widen(path);
-    m_status = create ? RegCreateKeyExW(HKEY_LOCAL_MACHINE, wide.c_str(), 0, nullptr, 0, access, nullptr, &m_key,
-                                        nullptr)
-                      : RegOpenKeyExW(HKEY_LOCAL_MACHINE, wide.c_str(), 0, access, &m_key);
+    m_status = create
+                   ? RegCreateKeyExW(HKEY_LOCAL_MACHINE, wide.c_str(), 0, nullptr, 0, access, nullptr, &m_key, nullptr)
+                   : RegOpenKeyExW(HKEY_LOCAL_MACHINE, wide.c_str(), 0, access, &m_key);
   }
   ~OpenKey() {
     if (m_status == ERROR_SUCCESS) {
@@ -93,9 +93,9 @@ void TempMachineRoot::WriteValue(const std::string& key, const std::string& valu
                                  const std::vector<std::uint8_t>& bytes) const {
   const OpenKey opened(key, KEY_SET_VALUE, true);
   ASSERT_TRUE(opened.ok()) << "cannot create HKLM\\" << key;
-  ASSERT_EQ(RegSetValueExW(opened.get(), Widen(value).c_str(), 0, REG_BINARY, bytes.data(),
-                           static_cast<DWORD>(bytes.size())),
-            ERROR_SUCCESS)
+  ASSERT_EQ(
+      RegSetValueExW(opened.get(), Widen(value).c_str(), 0, REG_BINARY, bytes.data(), static_cast<DWORD>(bytes.size())),
+      ERROR_SUCCESS)
       << "cannot write " << key << "\\" << value;
 }
 

@@ -1,6 +1,6 @@
 // The Windows side of the platform layer, against the real facilities (under Wine, those of a
-// fresh prefix): the HKLM store, its value type and the descriptor of the key it creates, the
-// system directory, private files and their descriptor, and the COM task allocator.
+// fresh prefix): the HKLM store's reads and the descriptor of the key it writes to, the system
+// directory, private files and their descriptor, and the COM task allocator.
 
 #include "platform/machine_store.h"
 #include "platform/private_file.h"
@@ -20,7 +20,6 @@
 #include <array>
 #include <cstring>
 #include <filesystem>
-#include <fstream>
 #include <span>
 #include <vector>
 
@@ -58,17 +57,6 @@ class RegistryStore : public testing::Test {
   testsupport::TempMachineRoot m_machine;
 };
 
-TEST_F(RegistryStore, WritesABinaryValueUnderLocalMachineAndReadsItBack) {
-  const std::vector<std::uint8_t> record(2883, 0x5A);
-  ASSERT_EQ(WriteMachineValue(kKey, kValue, record), StoreStatus::kOk);
-  m_machine.ExpectPrivateBinaryValue(kKey, kValue);
-  EXPECT_EQ(m_machine.ReadValue(kKey, kValue), record) << "what the registry holds";
-  EXPECT_EQ(Read(kKey, kValue, 2883, StoreStatus::kOk), record);
-
-  ASSERT_EQ(WriteMachineValue(kKey, kValue, std::vector<std::uint8_t>{9}), StoreStatus::kOk);
-  EXPECT_EQ(m_machine.ReadValue(kKey, kValue), std::vector<std::uint8_t>{9}) << "a write replaces the value";
-}
-
 TEST_F(RegistryStore, ReadTellsMissingFromTooLarge) {
   Read(kKey, kValue, 10, StoreStatus::kNotFound);
   Read("SOFTWARE\\Nothing\\Here", kValue, 10, StoreStatus::kNotFound);
@@ -78,15 +66,6 @@ TEST_F(RegistryStore, ReadTellsMissingFromTooLarge) {
   Read(kKey, kValue, 9, StoreStatus::kValueTooLarge);
   m_machine.WriteValue(kKey, kValue, {});
   EXPECT_TRUE(Read(kKey, kValue, 10, StoreStatus::kOk).empty());
-}
-
-TEST_F(RegistryStore, LegacyLocationsWrittenByOthersAreRead) {
-  for (const std::string key : {"SOFTWARE\\Quorvel", "SOFTWARE\\Classes\\Quorvel"}) {
-    const std::vector<std::uint8_t> bytes = {1, 2, static_cast<std::uint8_t>(key.size())};
-    m_machine.WriteValue(key, "Quorvel_Data", bytes);
-    EXPECT_EQ(Read(key, "Quorvel_Data", 100, StoreStatus::kOk), bytes) << key;
-  }
-  EXPECT_FALSE(m_machine.HasValue(kKey, kValue)) << "reading wrote the current location";
 }
 
 // Whether the store makes the key or finds one made with the inherited ACL (by an earlier version,
@@ -114,18 +93,14 @@ TEST_F(RegistryStore, TheKeyItWritesToAdmitsSystemAndAdministratorsOnly) {
   }
 }
 
-TEST(WindowsSystemDirectory, IsTheOnesGetSystemDirectoryNames) {
+// The staging file's name is joined with a slash, also after a Windows path.
+TEST(WindowsSystemDirectory, IsTheOneGetSystemDirectoryNamesAndTakesASlash) {
+  const testsupport::TempMachineRoot machine;
   std::array<char, MAX_PATH + 1> buffer{};
   const UINT length = GetSystemDirectoryA(buffer.data(), static_cast<UINT>(buffer.size()));
   ASSERT_GT(length, 0U);
   EXPECT_EQ(SystemDirectory(), std::string(buffer.data(), length));
-}
-
-TEST(WindowsSystemDirectory, AStagingNameJoinedWithASlashIsTheFileInThatDirectory) {
-  const testsupport::TempMachineRoot machine;
-  const std::string joined = SystemDirectory() + "/stableSystemValues";
-  ASSERT_TRUE(WritePrivateFile(joined, std::vector<std::uint8_t>{1, 2, 3}));
-  EXPECT_TRUE(fs::equivalent(fs::path(joined), machine.path() / "stableSystemValues"));
+  ASSERT_TRUE(WritePrivateFile(SystemDirectory() + "/stableSystemValues", std::vector<std::uint8_t>{1, 2, 3}));
   EXPECT_EQ(testsupport::ReadBytes(machine.path() / "stableSystemValues"), (std::vector<std::uint8_t>{1, 2, 3}));
 }
 
@@ -162,7 +137,7 @@ TEST_F(WindowsPrivateFile, IsCreatedAdmittingSystemAndAdministratorsOnly) {
                   "protection against inheritance can be read back";
 }
 
-TEST_F(WindowsPrivateFile, RefusesAnythingAlreadyThereAndLeavesItAlone) {
+TEST_F(WindowsPrivateFile, RefusesAnythingThereAndOnlyAStaleFileMakesWay) {
   const fs::path file = m_directory / "existing";
   testsupport::WriteBytes(file, std::vector<std::uint8_t>(100, 1));
   const fs::path directory = m_directory / "directory";
@@ -171,32 +146,18 @@ TEST_F(WindowsPrivateFile, RefusesAnythingAlreadyThereAndLeavesItAlone) {
     EXPECT_FALSE(WritePrivateFile(path.string(), std::vector<std::uint8_t>{9})) << path;
   }
   EXPECT_EQ(testsupport::ReadBytes(file), std::vector<std::uint8_t>(100, 1));
-  EXPECT_TRUE(fs::is_directory(directory));
   EXPECT_FALSE(fs::exists(m_directory / "missing"));
-}
-
-TEST_F(WindowsPrivateFile, AFailedWriteLeavesNoFileBehind) {
-  // Memory the process may not read makes WriteFile fail after the file was created.
+  EXPECT_FALSE(RemoveOwnStaleFile(directory.string()));
+  EXPECT_TRUE(fs::is_directory(directory));
+  EXPECT_TRUE(RemoveOwnStaleFile(file.string()));
+  EXPECT_FALSE(fs::exists(file));
+  EXPECT_TRUE(RemoveOwnStaleFile(file.string())) << "nothing there makes way too";
+  // Memory the process may not read makes WriteFile fail after the file was created: no file stays.
   void* unreadable = VirtualAlloc(nullptr, 4096, MEM_COMMIT | MEM_RESERVE, PAGE_NOACCESS);
   ASSERT_NE(unreadable, nullptr);
-  const fs::path path = m_directory / "unwritten";
-  EXPECT_FALSE(WritePrivateFile(path.string(), std::span(static_cast<const std::uint8_t*>(unreadable), 4096)));
-  EXPECT_FALSE(fs::exists(path));
+  EXPECT_FALSE(WritePrivateFile(file.string(), std::span(static_cast<const std::uint8_t*>(unreadable), 4096)));
+  EXPECT_FALSE(fs::exists(file));
   (void)VirtualFree(unreadable, 0, MEM_RELEASE);
-}
-
-TEST_F(WindowsPrivateFile, RemoveOwnStaleFileClearsAFileAndRefusesADirectory) {
-  testsupport::WriteBytes(m_directory / "stale", std::vector<std::uint8_t>(10, 2));
-  fs::create_directories(m_directory / "directory");
-  const struct {
-    const char* name;
-    bool cleared;
-  } cases[] = {{"stale", true}, {"nothing", true}, {"directory", false}};
-  for (const auto& item : cases) {
-    const fs::path path = m_directory / item.name;
-    EXPECT_EQ(RemoveOwnStaleFile(path.string()), item.cleared) << item.name;
-    EXPECT_EQ(fs::exists(path), !item.cleared) << item.name;
-  }
 }
 
 TEST(WindowsTaskMemory, CallersFreeItWithCoTaskMemFree) {
