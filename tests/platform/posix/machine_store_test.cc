@@ -31,22 +31,20 @@ class MachineStore : public testing::Test {
   testsupport::TempMachineRoot m_root;
 };
 
-TEST_F(MachineStore, WriteMakesPrivateDirectoriesAndReplacesTheWholeValue) {
+TEST_F(MachineStore, CreateAddsAMissingValueInPrivateDirectoriesAndWriteReplacesIt) {
   const Bytes data = {1, 2, 3, 0, 255};
-  ASSERT_EQ(WriteMachineValue(kKey, kValue, data), StoreStatus::kOk);
+  ASSERT_EQ(CreateMachineValue(kKey, kValue, data), StoreStatus::kOk);
   EXPECT_EQ(Read(kKey, kValue, 5, StoreStatus::kOk), data);
   m_root.ExpectPrivateBinaryValue(kKey, kValue);
   for (fs::path directory = ValueFile().parent_path(); directory != m_root.path();
        directory = directory.parent_path()) {
     EXPECT_EQ(fs::status(directory).permissions(), fs::perms::owner_all) << directory;
   }
+  EXPECT_EQ(CreateMachineValue(kKey, kValue, Bytes{2}), StoreStatus::kAlreadyExists);
+  EXPECT_EQ(ReadBytes(ValueFile()), data);
   ASSERT_EQ(WriteMachineValue(kKey, kValue, Bytes{9}), StoreStatus::kOk);
   EXPECT_EQ(ReadBytes(ValueFile()), Bytes{9});
-  // CreateMachineValue only adds a missing value.
-  EXPECT_EQ(CreateMachineValue(kKey, kValue, Bytes{2}), StoreStatus::kAlreadyExists);
-  EXPECT_EQ(ReadBytes(ValueFile()), Bytes{9});
-  EXPECT_EQ(CreateMachineValue(kKey, "Other", Bytes{2}), StoreStatus::kOk);
-  EXPECT_EQ(Read(kKey, "Other", 5, StoreStatus::kOk), Bytes{2});
+  m_root.ExpectPrivateBinaryValue(kKey, kValue);
   // A machine root that does not exist yet is made.
   const fs::path nested = m_root.path() / "a" / "b";
   ::setenv("QVCRYPTO_MACHINE_ROOT", nested.c_str(), 1);
