@@ -18,6 +18,7 @@
 #include <qvcryptoservice/ssv_functions.h>
 
 #include "primitives/secret_string.h"
+#include "ssv/key_deduction.h"
 #include "tests/hardening/heap_watch.h"
 #include "tests/platform/machine_root_fixture.h"
 
@@ -216,7 +217,7 @@ TEST_F(HeapSecrets, PasswordCalls) {
 }
 
 // The SSV key and the five group secrets it is folded from, recovered by the test's own engine
-// and kept in locked memory only.
+// and kept in locked memory only (the key deduction has known answers of its own).
 struct SsvSecrets {
   SecureBlock key;
   std::vector<SecureBlock> groups;
@@ -224,19 +225,11 @@ struct SsvSecrets {
 
 SsvSecrets RecoverSsvSecrets() {
   SsvSecrets secrets;
-  QVSSVCrypto engine;
   std::vector<std::string> groups;
-  EXPECT_EQ(engine.recoverSSV(groups), KS_SUCCESS);
-  secrets.key.assign(32, 0);
-  const std::string keyText = "qemo_lirat_pavu_qemo_lirat_pavu_";
-  for (std::size_t i = 0; i < 32; ++i) {
-    secrets.key[i] = static_cast<std::uint8_t>(keyText[i]);
-  }
+  EXPECT_EQ(QVSSVCrypto().recoverSSV(groups), KS_SUCCESS);
+  secrets.key = DeduceSsvKey(groups);
   for (std::string& group : groups) {
     secrets.groups.emplace_back(group.begin(), group.end());
-    for (std::size_t i = 0; i < 32 && i < group.size(); ++i) {
-      secrets.key[i] ^= static_cast<std::uint8_t>(group[i]);
-    }
     OPENSSL_cleanse(group.data(), group.size());
   }
   return secrets;
