@@ -6,6 +6,8 @@
 
 #include <qvcryptoservice/logger.h>
 
+#include "platform/machine_store.h"
+
 #include <gtest/gtest.h>
 
 #include <cstdint>
@@ -15,7 +17,6 @@
 #include <memory>
 #include <mutex>
 #include <optional>
-#include <random>
 #include <string>
 #include <vector>
 
@@ -118,5 +119,23 @@ class CapturedLog {
   std::shared_ptr<Sink> m_sink;
   std::shared_ptr<QVCryptoService::ILogger> m_previous;
 };
+
+inline const std::string kSsvKey = "SOFTWARE\\Classes\\SSV";
+inline const std::string kSsvValue = "SSV_Data";
+
+// ReadStoreValue reads a value from the machine store, checks the status it gives and, when it
+// fails, that it left nothing in the caller's buffer.
+inline std::vector<std::uint8_t> ReadStoreValue(const std::string& key, const std::string& value, std::size_t maxSize,
+                                                QVCryptoService::platform::StoreStatus expected) {
+  QVCryptoService::SecureBlock content(3, 0xAA);
+  EXPECT_EQ(QVCryptoService::platform::ReadMachineValue(key, value, maxSize,
+                                                        QVCryptoService::platform::RegistryView::kNative64, content),
+            expected)
+      << key << " " << value;
+  if (expected != QVCryptoService::platform::StoreStatus::kOk) {
+    EXPECT_TRUE(content.empty()) << "a failed read left bytes behind";
+  }
+  return std::vector<std::uint8_t>(content.begin(), content.end());
+}
 
 }  // namespace testsupport

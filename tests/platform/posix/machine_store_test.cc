@@ -4,7 +4,6 @@
 #include "platform/machine_store.h"
 #include "tests/platform/failing_file_system.h"
 #include "tests/platform/machine_root_fixture.h"
-#include "tests/platform/store_reads.h"
 
 #include <gtest/gtest.h>
 

@@ -7,7 +7,6 @@
 #include "platform/system_directory.h"
 #include "platform/task_memory.h"
 #include "tests/platform/machine_root_fixture.h"
-#include "tests/platform/store_reads.h"
 
 #include <gtest/gtest.h>
 
