@@ -30,17 +30,6 @@ TEST(ComponentId, KnownBytesPrintAsTheKnownText) {
   }
 }
 
-TEST(ComponentId, FreshIdsAreVersion4Variant1AndDiffer) {
-  std::set<std::string> seen;
-  for (int round = 0; round < 20; ++round) {
-    std::string id;
-    ASSERT_TRUE(NewComponentId(id));
-    testsupport::ExpectComponentId(id);
-    seen.insert(id);
-  }
-  EXPECT_EQ(seen.size(), 20U) << "ids repeat";
-}
-
 TEST(SsvRecordBuild, HasTheRecordLayoutAndRecombinesToFiveDistinctSecrets) {
   std::set<std::vector<std::uint8_t>> slotOrders;
   for (int round = 0; round < 2; ++round) {
