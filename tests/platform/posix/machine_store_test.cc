@@ -25,7 +25,16 @@ constexpr auto Read = testsupport::ReadStoreValue;
 
 class MachineStore : public testing::Test {
  protected:
-  fs::path ValueFile() const { return m_root.ValuePath(kKey, kValue); }
+  fs::path ValueFile() const { return m_root.path() / "registry/SOFTWARE/Classes/SSV" / kValue; }
+  // An owner-only file, alone in its key, below owner-only directories.
+  void ExpectPrivateValue() const {
+    EXPECT_EQ(fs::status(ValueFile()).permissions(), fs::perms::owner_read | fs::perms::owner_write);
+    EXPECT_EQ(std::distance(fs::directory_iterator(ValueFile().parent_path()), fs::directory_iterator()), 1);
+    for (fs::path directory = ValueFile().parent_path(); directory != m_root.path();
+         directory = directory.parent_path()) {
+      EXPECT_EQ(fs::status(directory).permissions(), fs::perms::owner_all) << directory;
+    }
+  }
 
   testsupport::TempMachineRoot m_root;
 };
@@ -34,16 +43,12 @@ TEST_F(MachineStore, CreateAddsAMissingValueInPrivateDirectoriesAndWriteReplaces
   const Bytes data = {1, 2, 3, 0, 255};
   ASSERT_EQ(CreateMachineValue(kKey, kValue, data), StoreStatus::kOk);
   EXPECT_EQ(Read(kKey, kValue, 5, StoreStatus::kOk), data);
-  m_root.ExpectPrivateBinaryValue(kKey, kValue);
-  for (fs::path directory = ValueFile().parent_path(); directory != m_root.path();
-       directory = directory.parent_path()) {
-    EXPECT_EQ(fs::status(directory).permissions(), fs::perms::owner_all) << directory;
-  }
+  ExpectPrivateValue();
   EXPECT_EQ(CreateMachineValue(kKey, kValue, Bytes{2}), StoreStatus::kAlreadyExists);
   EXPECT_EQ(ReadBytes(ValueFile()), data);
   ASSERT_EQ(WriteMachineValue(kKey, kValue, Bytes{9}), StoreStatus::kOk);
   EXPECT_EQ(ReadBytes(ValueFile()), Bytes{9});
-  m_root.ExpectPrivateBinaryValue(kKey, kValue);
+  ExpectPrivateValue();
   // A machine root that does not exist yet is made.
   const fs::path nested = m_root.path() / "a" / "b";
   ::setenv("QVCRYPTO_MACHINE_ROOT", nested.c_str(), 1);
