@@ -4,7 +4,6 @@
 #include "ssv/sharescheme/shares.h"
 #include "ssv/sharescheme/key_shares.h"
 #include "tests/ssv/gf256_reference.h"
-#include "tests/ssv/random_bytes.h"
 #include "tests/support/vectors.h"
 
 #include <gtest/gtest.h>
@@ -12,6 +11,7 @@
 
 #include <algorithm>
 #include <array>
+#include <random>
 #include <vector>
 
 namespace QVCryptoService::sharescheme {
@@ -51,9 +51,13 @@ class ShareScheme : public testing::Test {
  protected:
   void SetUp() override {
     ASSERT_GE(sodium_init(), 0);
-    testsupport::RandomBytes random;
-    m_message = random(kShareMessageSize);
-    m_stream = random(32 + 128);  // the box key, then four coefficients per key byte
+    // Fixed bytes, so that a failing case repeats on every run.
+    std::mt19937 random(20240229);
+    m_message.resize(kShareMessageSize);
+    m_stream.resize(32 + 128);  // the box key, then four coefficients per key byte
+    for (auto* bytes : {&m_message, &m_stream}) {
+      std::generate(bytes->begin(), bytes->end(), [&random] { return static_cast<std::uint8_t>(random()); });
+    }
     g_random = ReplayedRandom{m_stream};
     ASSERT_TRUE(CreateShares(std::span<const std::uint8_t, kShareMessageSize>(m_message.data(), kShareMessageSize),
                              m_shares, &Replay));
