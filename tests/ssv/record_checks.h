@@ -14,21 +14,16 @@
 
 namespace testsupport {
 
-// ExpectComponentId checks a component id: 32 lowercase hex digits, '4' as the 13th and one of
-// '8', '9', 'a', 'b' as the 17th.
-inline void ExpectComponentId(const std::string& id) {
-  ASSERT_EQ(id.size(), 32U) << id;
-  EXPECT_EQ(id.find_first_not_of("0123456789abcdef"), std::string::npos) << id;
-  EXPECT_EQ(id[12], '4') << id;
-  EXPECT_NE(std::string("89ab").find(id[16]), std::string::npos) << id;
-}
-
-// ExpectRecordLayout checks a whole record: 2883 bytes, a valid id, a zero byte 32, and index
-// bytes that are a permutation of 0..24.
+// ExpectRecordLayout checks a whole record: 2883 bytes, an id of 32 lowercase hex digits with '4'
+// as the 13th and one of '8', '9', 'a', 'b' as the 17th, a zero byte 32, and index bytes that are
+// a permutation of 0..24.
 inline void ExpectRecordLayout(const std::vector<std::uint8_t>& record) {
   using namespace QVCryptoService;
   ASSERT_EQ(record.size(), kSsvRecordSize);
-  ExpectComponentId(std::string(record.begin(), record.begin() + kComponentIdSize));
+  const std::string id(record.begin(), record.begin() + kComponentIdSize);
+  EXPECT_EQ(id.find_first_not_of("0123456789abcdef"), std::string::npos) << id;
+  EXPECT_EQ(id[12], '4') << id;
+  EXPECT_NE(std::string("89ab").find(id[16]), std::string::npos) << id;
   EXPECT_EQ(record[kComponentIdSize], 0);
   std::vector<std::uint8_t> indices;
   for (std::size_t entry = 0; entry < kSsvSlotCount; ++entry) {

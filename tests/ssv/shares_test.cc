@@ -1,5 +1,5 @@
 // Shares: their layout against an independent computation, recombination in every order, and
-// refusal of every altered byte and of exchanged x bytes.
+// refusal of every altered byte.
 
 #include "ssv/sharescheme/shares.h"
 #include "ssv/sharescheme/key_shares.h"
@@ -116,24 +116,6 @@ TEST_F(ShareScheme, AnyAlteredByteOfAnyShareFailsAndWritesNothing) {
       ASSERT_TRUE(std::all_of(message.begin(), message.end(), [](std::uint8_t b) { return b == 0x5A; }));
     }
   }
-}
-
-TEST_F(ShareScheme, ExchangedXBytesFailUnlessTheirBasesAtZeroCoincide) {
-  // With x = 1..5 in GF(2^8) the Lagrange bases at zero of x = 2 and x = 3 are equal, and so are
-  // those of x = 4 and x = 5: exchanging just those x bytes gives the same key back.
-  for (std::size_t a = 0; a < kShareCount; ++a) {
-    for (std::size_t b = a + 1; b < kShareCount; ++b) {
-      ShareBytes swapped = m_shares;
-      std::swap(swapped[a * kShareSize], swapped[b * kShareSize]);
-      Message message{};
-      const bool sameBasis = (a == 1 && b == 2) || (a == 3 && b == 4);
-      EXPECT_EQ(Combine(swapped, kInOrder, message), sameBasis ? 0 : -1) << "x of shares " << a << " and " << b;
-    }
-  }
-  ShareBytes twice = m_shares;
-  std::copy_n(m_shares.begin(), kShareSize, twice.begin() + kShareSize);
-  Message message{};
-  EXPECT_EQ(Combine(twice, kInOrder, message), -1) << "two shares with the same x";
 }
 
 TEST(ShareCreation, ReportsAFailingRandomSource) {
