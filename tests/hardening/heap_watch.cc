@@ -32,12 +32,12 @@ bool g_watching = false;
 bool g_hooksInstalled = false;
 std::atomic<std::size_t> g_refusedFrom{0};
 
-void Bury(Header* header, bool stillLive) {
+void Bury(Header* header) {
   auto* grave = static_cast<Header*>(std::malloc(sizeof(Header) + header->size));
   if (grave == nullptr) {
     std::abort();
   }
-  *grave = {header->size, nullptr, g_graves, stillLive, header->fromOpenSsl};
+  *grave = {header->size, nullptr, g_graves, false, header->fromOpenSsl};
   std::memcpy(Payload(grave), Payload(header), header->size);
   g_graves = grave;
 }
@@ -64,7 +64,7 @@ void Release(void* payload) {
   {
     const std::lock_guard locked(g_lock);
     if (g_watching) {
-      Bury(header, false);
+      Bury(header);
     }
     (header->previous != nullptr ? header->previous->next : g_live) = header->next;
     if (header->next != nullptr) {
@@ -115,7 +115,7 @@ void End() {
   g_watching = false;
   for (Header* header = g_live; header != nullptr; header = header->next) {
     if (header->watched) {
-      Bury(header, true);
+      Bury(header);
       header->watched = false;
     }
   }
@@ -123,20 +123,20 @@ void End() {
 
 void RefuseAllocationsFrom(std::size_t size) { g_refusedFrom = size; }
 
-std::vector<Finding> Search(std::span<const std::uint8_t> secret, std::size_t window) {
-  std::vector<Finding> findings;
+std::size_t CopiesOf(std::span<const std::uint8_t> secret, std::size_t window, bool countOpenSsl) {
+  std::size_t copies = 0;
   // Without the lock: the watch is closed, so no grave comes or goes.
   for (Header* grave = g_graves; grave != nullptr; grave = grave->next) {
     const std::uint8_t* begin = Payload(grave);
-    for (std::size_t start = 0; start + window <= secret.size(); ++start) {
+    for (std::size_t start = 0; start + window <= secret.size() && (countOpenSsl || !grave->fromOpenSsl); ++start) {
       const auto run = secret.subspan(start, window);
       if (std::search(begin, begin + grave->size, run.begin(), run.end()) != begin + grave->size) {
-        findings.push_back({grave->watched, grave->fromOpenSsl, grave->size});
+        ++copies;
         break;
       }
     }
   }
-  return findings;
+  return copies;
 }
 
 }  // namespace heapwatch

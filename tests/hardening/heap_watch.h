@@ -8,15 +8,8 @@
 #include <cstddef>
 #include <cstdint>
 #include <span>
-#include <vector>
 
 namespace heapwatch {
-
-struct Finding {
-  bool stillLive;
-  bool fromOpenSsl;  // allocated by OpenSSL rather than by the library's own code
-  std::size_t blockSize;
-};
 
 // HooksInstalled reports whether OpenSSL accepted the replacement allocator: it refuses once it
 // has allocated anything.
@@ -27,7 +20,8 @@ void End();
 // RefuseAllocationsFrom makes operator new throw std::bad_alloc for every block of `size` bytes
 // or more, as an exhausted heap would; 0 lifts the limit.
 void RefuseAllocationsFrom(std::size_t size);
-// Search returns every kept block that holds `window` consecutive bytes of `secret`.
-std::vector<Finding> Search(std::span<const std::uint8_t> secret, std::size_t window);
+// CopiesOf counts the kept blocks that hold `window` consecutive bytes of `secret`, leaving out
+// those OpenSSL allocated unless `countOpenSsl`.
+std::size_t CopiesOf(std::span<const std::uint8_t> secret, std::size_t window, bool countOpenSsl);
 
 }  // namespace heapwatch
