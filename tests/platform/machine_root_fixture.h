@@ -38,7 +38,8 @@ class TempMachineRoot {
   std::string string() const { return m_path.string(); }
 
   // A store value by registry key path ("SOFTWARE\\Classes\\SSV") and name, read and written
-  // behind the library's back; ReadValue is empty when the value does not exist.
+  // behind the library's back; ReadValue is empty when the value does not exist (or, on Windows,
+  // is not a binary value).
   std::vector<std::uint8_t> ReadValue(const std::string& key, const std::string& value) const;
   void WriteValue(const std::string& key, const std::string& value, const std::vector<std::uint8_t>& bytes) const;
 

@@ -32,12 +32,12 @@ TempMachineRoot::~TempMachineRoot() { EmptyMachine(m_path); }
 
 std::vector<std::uint8_t> TempMachineRoot::ReadValue(const std::string& key, const std::string& value) const {
   DWORD size = 0;
-  if (RegGetValueA(HKEY_LOCAL_MACHINE, key.c_str(), value.c_str(), RRF_RT_ANY, nullptr, nullptr, &size) !=
+  if (RegGetValueA(HKEY_LOCAL_MACHINE, key.c_str(), value.c_str(), RRF_RT_REG_BINARY, nullptr, nullptr, &size) !=
       ERROR_SUCCESS) {
     return {};
   }
   std::vector<std::uint8_t> bytes(size);
-  EXPECT_EQ(RegGetValueA(HKEY_LOCAL_MACHINE, key.c_str(), value.c_str(), RRF_RT_ANY, nullptr, bytes.data(), &size),
+  EXPECT_EQ(RegGetValueA(HKEY_LOCAL_MACHINE, key.c_str(), value.c_str(), RRF_RT_REG_BINARY, nullptr, bytes.data(), &size),
             ERROR_SUCCESS)
       << "cannot read " << key << "\\" << value;
   bytes.resize(size);
