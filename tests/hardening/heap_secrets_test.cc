@@ -3,10 +3,8 @@
 // How: this binary replaces operator new and delete and OpenSSL's allocator (heap_watch.cc).
 // During each call every block freed is copied as it stands at that moment, which is what would
 // remain in the heap, and every block allocated during the call and still live afterwards is
-// copied when it returns. No run of 8 bytes of the key, the password or the key derived from
-// it may appear in those copies. This covers every copy the library or OpenSSL makes on the
-// heap; the caller's own strings (allocated before the call) are not counted, SecureBlock's
-// locked pages are not heap, and copies on the stack are outside the check.
+// copied when it returns. No run of 8 bytes of a secret the call handles may appear in those
+// copies. The caller's own strings (allocated before the call) are not counted.
 
 #include <qvcryptoservice/cipher_meta.h>
 #include <qvcryptoservice/encryption_functions.h>
@@ -18,6 +16,7 @@
 #include <qvcryptoservice/ssv_functions.h>
 
 #include "primitives/secret_string.h"
+#include "ssv/key_deduction.h"
 #include "tests/hardening/heap_watch.h"
 #include "tests/platform/machine_root_fixture.h"
 
@@ -26,7 +25,6 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <functional>
@@ -39,118 +37,39 @@ namespace QVCryptoService {
 namespace {
 
 constexpr std::size_t kWindow = 8;
-
 // Fits the short-string buffer, so the caller's copy is not on the heap at all.
 const std::string kShortPassword = "Tq8#vLm2!xZr";
 // Longer than any short-string buffer: every copy the library makes is a heap block.
 const std::string kLongPassword = "correct-horse-7Fq2-battery-staple-Xw9p";
 
-std::span<const std::uint8_t> BytesOf(const std::string& text) {
-  return {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()};
+using Secret = std::span<const std::uint8_t>;
+Secret BytesOf(const std::string& text) { return {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()}; }
+
+struct Holder {
+  std::string call;
+  std::function<void()> run;
+  std::function<std::vector<Secret>()> secrets;  // asked after the call, which may make them
+  // OpenSSL's PBKDF2 frees its copy of the salt unwiped (a salt is public in its view), and
+  // CreateDerivedKey's salt is the password repeated: there only the library's own copies count.
+  bool exceptOpenSsl = false;
+};
+
+void ExpectNoCopies(const Holder& holder) {
+  heapwatch::Begin();
+  holder.run();
+  heapwatch::End();
+  for (const Secret secret : holder.secrets()) {
+    ASSERT_GE(secret.size(), kWindow) << holder.call;
+    EXPECT_EQ(heapwatch::CopiesOf(secret, kWindow, !holder.exceptOpenSsl), 0U)
+        << holder.call << " left a secret in the heap (freed, or allocated during the call and still live)";
+  }
 }
 
 SecureBlock KeystoreKey(const char* name) {
-  QVKeystoreStatic store;
   SecureBlock key;
   QVKeyControlData ctl;
-  EXPECT_EQ(store.getKey(name, key, ctl, 0), 0) << name;
+  EXPECT_EQ(QVKeystoreStatic().getKey(name, key, ctl, 0), 0) << name;
   return key;
-}
-
-// What a run of `call` left behind, one secret at a time.
-class Watched {
- public:
-  explicit Watched(const std::function<void()>& call) {
-    heapwatch::Begin();
-    call();
-    heapwatch::End();
-  }
-  void ExpectNoCopyOf(const char* what, std::span<const std::uint8_t> secret) const {
-    ExpectNoCopy(what, secret, false);
-  }
-  // ExpectNoOwnCopyOf lets copies pass that OpenSSL makes and frees unwiped.
-  void ExpectNoOwnCopyOf(const char* what, std::span<const std::uint8_t> secret) const {
-    ExpectNoCopy(what, secret, true);
-  }
-
- private:
-  static void ExpectNoCopy(const char* what, std::span<const std::uint8_t> secret, bool exceptOpenSsl) {
-    ASSERT_GE(secret.size(), kWindow) << what;
-    for (const heapwatch::Finding& finding : heapwatch::Search(secret, kWindow)) {
-      if (exceptOpenSsl && finding.fromOpenSsl) {
-        continue;
-      }
-      ADD_FAILURE() << what << " found in a " << (finding.stillLive ? "live" : "freed") << " heap block of "
-                    << finding.blockSize << " bytes at offset " << finding.offset << " allocated by "
-                    << (finding.fromOpenSsl ? "OpenSSL" : "operator new");
-    }
-  }
-};
-
-class HeapSecrets : public testing::Test {
- protected:
-  static void SetUpTestSuite() {
-    ASSERT_TRUE(heapwatch::HooksInstalled()) << "OpenSSL allocated before the hooks could be installed";
-    ASSERT_TRUE(InitLibrary());
-    ASSERT_TRUE(SetKeystore("ZKSystem", std::make_shared<QVKeystoreStatic>()));
-  }
-};
-
-// The watch must see what it is meant to see, or every other case passes for nothing.
-TEST_F(HeapSecrets, WatchFindsACopyLeftInAStringAndInOpenSslMemory) {
-  const Watched stringCopy([] {
-    std::string copy = kLongPassword;
-    (void)copy;
-  });
-  EXPECT_FALSE(heapwatch::Search(BytesOf(kLongPassword), kWindow).empty());
-  const Watched openSslCopy([] {
-    void* copy = OPENSSL_malloc(kLongPassword.size());
-    std::memcpy(copy, kLongPassword.data(), kLongPassword.size());
-    OPENSSL_free(copy);
-  });
-  EXPECT_FALSE(heapwatch::Search(BytesOf(kLongPassword), kWindow).empty());
-  const Watched wiped([] {
-    void* copy = OPENSSL_malloc(kLongPassword.size());
-    std::memcpy(copy, kLongPassword.data(), kLongPassword.size());
-    OPENSSL_clear_free(copy, kLongPassword.size());
-  });
-  EXPECT_TRUE(heapwatch::Search(BytesOf(kLongPassword), kWindow).empty());
-}
-
-// What the library wipes its password copies with blanks every byte the string held, not only its
-// size: a moved-from short string keeps all but its first character inside the string object,
-// and a shrunk long one keeps the old characters in its heap block past its size.
-TEST_F(HeapSecrets, WipedStringsKeepNoCharacterOfTheSecret) {
-  std::string movedFrom = kShortPassword;
-  {
-    const WipeOnExit wipeMovedFrom(movedFrom);
-    std::string taken = std::move(movedFrom);
-    const WipeOnExit wipeTaken(taken);
-  }
-  const auto* object = reinterpret_cast<const unsigned char*>(&movedFrom);
-  const std::vector<std::uint8_t> objectBytes(object, object + sizeof movedFrom);
-  const std::string tail = kShortPassword.substr(1, kWindow);
-  EXPECT_EQ(std::search(objectBytes.begin(), objectBytes.end(), tail.begin(), tail.end()), objectBytes.end())
-      << "a moved-from short string still holds the password";
-
-  const Watched shrunk([] {
-    std::string text = kLongPassword;
-    const WipeOnExit wipe(text);
-    text.resize(4);
-  });
-  shrunk.ExpectNoCopyOf("the password after a shrunk string was wiped", BytesOf(kLongPassword));
-}
-
-TEST_F(HeapSecrets, EncryptDataAndDecryptData) {
-  const SecureBlock key = KeystoreKey("QV_ENCYPT_DECRYPT_0");
-  const std::string plain = "a message protected by a keystore key";
-  std::string cipherText;
-  const Watched encrypt([&] { ASSERT_EQ(EncryptData(plain, cipherText, ""), PXA_OK); });
-  encrypt.ExpectNoCopyOf("the encryption key after EncryptData", key);
-  SecureBlock decrypted;
-  const Watched decrypt([&] { ASSERT_EQ(DecryptData(cipherText, decrypted, ""), PXA_OK); });
-  decrypt.ExpectNoCopyOf("the encryption key after DecryptData", key);
-  EXPECT_EQ(std::string(decrypted.begin(), decrypted.end()), plain);
 }
 
 SecureBlock DerivedKey(const std::string& password, const std::string& cipherText) {
@@ -164,126 +83,129 @@ SecureBlock DerivedKey(const std::string& password, const std::string& cipherTex
   return key;
 }
 
-TEST_F(HeapSecrets, EncryptWithPasswordAndDecryptWithPassword) {
-  for (const std::string& password : {kShortPassword, kLongPassword}) {
-    SCOPED_TRACE(password.size());
-    const std::string plain = "a message protected by a password";
-    std::string cipherText;
-    const Watched encrypt([&] { ASSERT_EQ(EncryptWithPassword(plain, password, cipherText), PXA_OK); });
-    const SecureBlock key = DerivedKey(password, cipherText);
-    encrypt.ExpectNoCopyOf("the password after EncryptWithPassword", BytesOf(password));
-    encrypt.ExpectNoCopyOf("the derived key after EncryptWithPassword", key);
-    SecureBlock decrypted;
-    const Watched decrypt([&] { ASSERT_EQ(DecryptWithPassword(cipherText, password, decrypted), PXA_OK); });
-    decrypt.ExpectNoCopyOf("the password after DecryptWithPassword", BytesOf(password));
-    decrypt.ExpectNoCopyOf("the derived key after DecryptWithPassword", key);
+class HeapSecrets : public testing::Test {
+ protected:
+  static void SetUpTestSuite() {
+    ASSERT_TRUE(heapwatch::HooksInstalled()) << "OpenSSL allocated before the hooks could be installed";
+    ASSERT_TRUE(InitLibrary());
+    ASSERT_TRUE(SetKeystore("ZKSystem", std::make_shared<QVKeystoreStatic>()));
   }
-}
-
-TEST_F(HeapSecrets, PasswordFunctionsOfTheCInterface) {
-  char* cipherText = nullptr;
-  const Watched encrypt([&] { ASSERT_EQ(QVPBEncrypt("plain", &cipherText, kLongPassword.c_str()), 1); });
-  encrypt.ExpectNoCopyOf("the password after QVPBEncrypt", BytesOf(kLongPassword));
-  char* plain = nullptr;
-  const Watched decrypt([&] { ASSERT_EQ(QVPBDecrypt(cipherText, &plain, kLongPassword.c_str()), 1); });
-  decrypt.ExpectNoCopyOf("the password after QVPBDecrypt", BytesOf(kLongPassword));
-  std::free(cipherText);
-  std::free(plain);
-}
-
-TEST_F(HeapSecrets, CreateHmacAndVerifyHmac) {
-  const SecureBlock key = KeystoreKey("QV_HMAC_INTEGRITY_0");
-  std::string hmac;
-  const Watched create([&] { ASSERT_EQ(CreateHMAC(std::string("signed data"), hmac), PXA_OK); });
-  create.ExpectNoCopyOf("the integrity key after CreateHMAC", key);
-  const Watched verify([&] { ASSERT_TRUE(VerifyHMAC(std::string("signed data"), hmac)); });
-  verify.ExpectNoCopyOf("the integrity key after VerifyHMAC", key);
-}
-
-TEST_F(HeapSecrets, PasswordHashAndDerivedKey) {
-  for (const std::string& password : {kShortPassword, kLongPassword}) {
-    SCOPED_TRACE(password.size());
-    std::string hash;
-    const Watched create([&] { ASSERT_EQ(CreatePasswordHash(password, hash), PXA_OK); });
-    create.ExpectNoCopyOf("the password after CreatePasswordHash", BytesOf(password));
-    const Watched verify([&] { ASSERT_TRUE(VerifyPasswordHash(password, hash)); });
-    verify.ExpectNoCopyOf("the password after VerifyPasswordHash", BytesOf(password));
-  }
-}
-
-// CreateDerivedKey's salt is the password repeated to 16 bytes, and OpenSSL's PBKDF2 keeps its
-// own copy of the salt, which it frees without wiping (a salt is public in its view). That copy
-// is the one known residue; the library's own copies are checked as everywhere else.
-TEST_F(HeapSecrets, DerivedKeyLeavesOnlyOpenSslsSaltCopy) {
-  for (const std::string& password : {kShortPassword, kLongPassword}) {
-    SCOPED_TRACE(password.size());
-    std::string derived;
-    const Watched derive([&] { ASSERT_EQ(CreateDerivedKey(password, derived), PXA_OK); });
-    derive.ExpectNoOwnCopyOf("the password after CreateDerivedKey", BytesOf(password));
-  }
-}
-
-// The SSV key and the five group secrets it is folded from, recovered by the test's own engine
-// and kept in locked memory only.
-struct SsvSecrets {
-  SecureBlock key;
-  std::vector<SecureBlock> groups;
 };
 
-SsvSecrets RecoverSsvSecrets() {
-  SsvSecrets secrets;
-  QVSSVCrypto engine;
-  std::vector<std::string> groups;
-  EXPECT_EQ(engine.recoverSSV(groups), KS_SUCCESS);
-  secrets.key.assign(32, 0);
-  const std::string keyText = "qemo_lirat_pavu_qemo_lirat_pavu_";
-  for (std::size_t i = 0; i < 32; ++i) {
-    secrets.key[i] = static_cast<std::uint8_t>(keyText[i]);
-  }
-  for (std::string& group : groups) {
-    secrets.groups.emplace_back(group.begin(), group.end());
-    for (std::size_t i = 0; i < 32 && i < group.size(); ++i) {
-      secrets.key[i] ^= static_cast<std::uint8_t>(group[i]);
+// The watch must see what it is meant to see, or every other case passes for nothing.
+TEST_F(HeapSecrets, WatchFindsCopiesLeftInAStringAndInOpenSslMemory) {
+  const auto found = [](bool wipe) {
+    heapwatch::Begin();
+    {
+      std::string copy = kLongPassword;
+      (void)copy;
     }
-    OPENSSL_cleanse(group.data(), group.size());
-  }
-  return secrets;
+    void* copy = OPENSSL_malloc(kLongPassword.size());
+    std::memcpy(copy, kLongPassword.data(), kLongPassword.size());
+    wipe ? OPENSSL_clear_free(copy, kLongPassword.size()) : OPENSSL_free(copy);
+    heapwatch::End();
+    return heapwatch::CopiesOf(BytesOf(kLongPassword), kWindow, true);
+  };
+  EXPECT_EQ(found(false), 2U);
+  EXPECT_EQ(found(true), 1U);
 }
 
-TEST_F(HeapSecrets, SsvFunctions) {
-  testsupport::TempMachineRoot root;
+// The library's wipe of a password copy blanks every byte the string held, not only its size:
+// a moved-from short string keeps all but its first character in the object, and a shrunk long
+// one keeps the old characters in its heap block past its size.
+TEST_F(HeapSecrets, WipedStringsKeepNoCharacterOfTheSecret) {
+  std::string movedFrom = kShortPassword;
+  {
+    const WipeOnExit wipeMovedFrom(movedFrom);
+    std::string taken = std::move(movedFrom);
+    const WipeOnExit wipeTaken(taken);
+  }
+  const std::string object(reinterpret_cast<const char*>(&movedFrom), sizeof movedFrom);
+  EXPECT_EQ(object.find(kShortPassword.substr(1, kWindow)), std::string::npos) << "a moved-from string kept it";
+  ExpectNoCopies({"a shrunk string",
+                  [] {
+                    std::string text = kLongPassword;
+                    const WipeOnExit wipe(text);
+                    text.resize(4);
+                  },
+                  [] { return std::vector{BytesOf(kLongPassword)}; }});
+}
+
+TEST_F(HeapSecrets, NoCallLeavesACopyOfTheSecretsItHandles) {
+  const testsupport::TempMachineRoot root;
   ASSERT_EQ(QVSSVCrypto::generateSSV(root.string(), true), KS_SUCCESS);
-  const SsvSecrets secrets = RecoverSsvSecrets();
-  ASSERT_EQ(secrets.groups.size(), 5U);
-  const auto expectClean = [&](const Watched& watched, const char* call) {
-    watched.ExpectNoCopyOf((std::string("the SSV key after ") + call).c_str(), secrets.key);
-    for (const SecureBlock& group : secrets.groups) {
-      watched.ExpectNoCopyOf((std::string("a group secret after ") + call).c_str(), group);
-    }
+  // The SSV key and the five group secrets it is folded from, kept in locked memory only.
+  std::vector<std::string> groupTexts;
+  ASSERT_EQ(QVSSVCrypto().recoverSSV(groupTexts), KS_SUCCESS);
+  const SecureBlock ssvKey = DeduceSsvKey(groupTexts);
+  std::vector<SecureBlock> groups;
+  for (std::string& group : groupTexts) {
+    groups.emplace_back(group.begin(), group.end());
+    OPENSSL_cleanse(group.data(), group.size());
+  }
+  const auto ssvSecrets = [&] {
+    std::vector<Secret> secrets(groups.begin(), groups.end());
+    secrets.emplace_back(ssvKey);
+    return secrets;
   };
-  const std::string plain = "a message protected by the SSV";
+  const SecureBlock encryptionKey = KeystoreKey("QV_ENCYPT_DECRYPT_0");
+  const SecureBlock integrityKey = KeystoreKey("QV_HMAC_INTEGRITY_0");
+  const auto keyed = [](const SecureBlock& key) { return [&key] { return std::vector<Secret>{key}; }; };
   std::string text;
   std::string binary;
-  SecureBlock decrypted;
-  expectClean(Watched([&] { ASSERT_EQ(EncryptWithSSV(plain, text), PXA_OK); }), "EncryptWithSSV");
-  expectClean(Watched([&] { ASSERT_EQ(EncryptWithSSV_Bin(plain, binary), PXA_OK); }), "EncryptWithSSV_Bin");
-  expectClean(Watched([&] { ASSERT_EQ(DecryptWithSSV(text, decrypted), PXA_OK); }), "DecryptWithSSV");
-  expectClean(Watched([&] { ASSERT_EQ(DecryptWithSSV_Bin(binary, decrypted), PXA_OK); }), "DecryptWithSSV_Bin");
-  char* cipherText = nullptr;
-  char* roundTrip = nullptr;
-  expectClean(Watched([&] { SSVEncrypt("plain", &cipherText); }), "SSVEncrypt");
-  ASSERT_NE(cipherText, nullptr);
-  expectClean(Watched([&] { SSVDecrypt(cipherText, &roundTrip); }), "SSVDecrypt");
-  ASSERT_NE(roundTrip, nullptr);
-  EXPECT_STREQ(roundTrip, "plain");
-  std::free(cipherText);
-  std::free(roundTrip);
+  std::string hmac;
+  SecureBlock plain;
+  std::vector<char*> cTexts(4, nullptr);  // the C functions' results, freed by the caller
+  std::vector<Holder> holders = {
+      {"EncryptData", [&] { EXPECT_EQ(EncryptData(std::string("by a stored key"), text, ""), PXA_OK); },
+       keyed(encryptionKey)},
+      {"DecryptData", [&] { EXPECT_EQ(DecryptData(text, plain, ""), PXA_OK); }, keyed(encryptionKey)},
+      {"CreateHMAC", [&] { EXPECT_EQ(CreateHMAC(std::string("signed"), hmac), PXA_OK); }, keyed(integrityKey)},
+      {"VerifyHMAC", [&] { EXPECT_TRUE(VerifyHMAC(std::string("signed"), hmac)); }, keyed(integrityKey)},
+      {"EncryptWithSSV", [&] { EXPECT_EQ(EncryptWithSSV("by the SSV", text), PXA_OK); }, ssvSecrets},
+      {"DecryptWithSSV", [&] { EXPECT_EQ(DecryptWithSSV(text, plain), PXA_OK); }, ssvSecrets},
+      {"EncryptWithSSV_Bin", [&] { EXPECT_EQ(EncryptWithSSV_Bin("by the SSV", binary), PXA_OK); }, ssvSecrets},
+      {"DecryptWithSSV_Bin", [&] { EXPECT_EQ(DecryptWithSSV_Bin(binary, plain), PXA_OK); }, ssvSecrets},
+      {"SSVEncrypt", [&] { SSVEncrypt("plain", &cTexts[0]); }, ssvSecrets},
+      {"SSVDecrypt", [&] { SSVDecrypt(cTexts[0], &cTexts[1]); }, ssvSecrets},
+      {"QVPBEncrypt", [&] { EXPECT_EQ(QVPBEncrypt("plain", &cTexts[2], kLongPassword.c_str()), 1); },
+       [] { return std::vector{BytesOf(kLongPassword)}; }},
+      {"QVPBDecrypt", [&] { EXPECT_EQ(QVPBDecrypt(cTexts[2], &cTexts[3], kLongPassword.c_str()), 1); },
+       [] { return std::vector{BytesOf(kLongPassword)}; }}};
+  std::vector<SecureBlock> derivedKeys;
+  for (const std::string* password : {&kShortPassword, &kLongPassword}) {
+    const auto withKey = [&, password] {
+      derivedKeys.push_back(DerivedKey(*password, text));
+      return std::vector{BytesOf(*password), Secret(derivedKeys.back())};
+    };
+    const auto alone = [password] { return std::vector{BytesOf(*password)}; };
+    const std::string size = " (" + std::to_string(password->size()) + " characters)";
+    holders.insert(
+        holders.end(),
+        {{"EncryptWithPassword" + size,
+          [&, password] { EXPECT_EQ(EncryptWithPassword(std::string("p"), *password, text), PXA_OK); }, withKey},
+         {"DecryptWithPassword" + size,
+          [&, password] { EXPECT_EQ(DecryptWithPassword(text, *password, plain), PXA_OK); }, withKey},
+         {"CreatePasswordHash" + size, [&, password] { EXPECT_EQ(CreatePasswordHash(*password, hmac), PXA_OK); },
+          alone},
+         {"VerifyPasswordHash" + size, [&, password] { EXPECT_TRUE(VerifyPasswordHash(*password, hmac)); }, alone},
+         {"CreateDerivedKey" + size, [&, password] { EXPECT_EQ(CreateDerivedKey(*password, hmac), PXA_OK); }, alone,
+          true}});
+  }
+  for (const Holder& holder : holders) {
+    ExpectNoCopies(holder);
+  }
+  EXPECT_STREQ(cTexts[1], "plain");
+  EXPECT_STREQ(cTexts[3], "plain");
+  for (char* allocated : cTexts) {
+    std::free(allocated);
+  }
 }
 
 // An exhausted heap must not unwind into a C caller, whose process it would end: the C functions
 // report their failure instead.
 TEST_F(HeapSecrets, CFunctionsFailRatherThanThrowWhenMemoryRunsOut) {
-  testsupport::TempMachineRoot root;
+  const testsupport::TempMachineRoot root;
   ASSERT_EQ(QVSSVCrypto::generateSSV(root.string(), true), KS_SUCCESS);
   const std::string plain(std::size_t{1} << 20, 'p');
   char* cipherText = nullptr;

@@ -6,26 +6,25 @@
 
 #include <qvcryptoservice/logger.h>
 
+#include "platform/machine_store.h"
+
 #include <gtest/gtest.h>
 
 #include <cstdint>
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <memory>
 #include <mutex>
 #include <optional>
-#include <random>
 #include <string>
 #include <vector>
 
 namespace testsupport {
 
-// TempMachineRoot gives a test an empty machine for its lifetime: no SSV record in any store
-// location and no staging file. On POSIX that is a new temporary directory that
-// QVCRYPTO_MACHINE_ROOT points at (the previous value comes back afterwards); on Windows, whose
-// store is the real registry, it is the machine itself (under Wine, the prefix made anew for
-// every test program), emptied of the SSV keys and staging file before and after the test.
+// TempMachineRoot gives a test an empty machine for its lifetime. On POSIX that is a new
+// temporary directory that QVCRYPTO_MACHINE_ROOT points at (the previous value comes back
+// afterwards); on Windows, whose store is the real registry, it is the machine itself (under Wine,
+// a fresh prefix), emptied of the SSV keys and staging file before and after the test.
 class TempMachineRoot {
  public:
   TempMachineRoot();
@@ -33,24 +32,16 @@ class TempMachineRoot {
   TempMachineRoot(const TempMachineRoot&) = delete;
   TempMachineRoot& operator=(const TempMachineRoot&) = delete;
 
-  // The directory that holds the staging file and that QVSSVCrypto::generateSSV is given: the
-  // machine root on POSIX, the system directory on Windows.
+  // The directory of the staging file, which QVSSVCrypto::generateSSV is given: the machine root
+  // on POSIX, the system directory on Windows.
   const std::filesystem::path& path() const { return m_path; }
   std::string string() const { return m_path.string(); }
 
-  // The store's values, by registry key path ("SOFTWARE\\Classes\\SSV") and value name, read
-  // and written behind the library's back. ReadValue is empty when the value does not exist.
-  bool HasValue(const std::string& key, const std::string& value) const;
+  // A store value by registry key path ("SOFTWARE\\Classes\\SSV") and name, read and written
+  // behind the library's back; ReadValue is empty when the value does not exist (or, on Windows,
+  // is not a binary value).
   std::vector<std::uint8_t> ReadValue(const std::string& key, const std::string& value) const;
   void WriteValue(const std::string& key, const std::string& value, const std::vector<std::uint8_t>& bytes) const;
-  void RemoveValue(const std::string& key, const std::string& value) const;
-
-  // ExpectPrivateBinaryValue checks that the value is stored as the platform keeps secrets: a
-  // REG_BINARY value on Windows; an owner-only file alone in an owner-only directory on POSIX.
-  void ExpectPrivateBinaryValue(const std::string& key, const std::string& value) const;
-
-  // POSIX only: the file that holds value `value` of key `key`.
-  std::filesystem::path ValuePath(const std::string& key, const std::string& value) const;
 
  private:
   std::filesystem::path m_path;
@@ -82,7 +73,7 @@ struct LogEntry {
   }
 };
 
-// CapturedLog installs itself as the process's log sink for its lifetime and keeps every entry.
+// CapturedLog is the process's log sink for its lifetime and keeps every entry.
 class CapturedLog {
  public:
   CapturedLog() : m_sink(std::make_shared<Sink>()) { m_previous = QVCryptoService::ILogger::SetInstance(m_sink); }
@@ -90,33 +81,44 @@ class CapturedLog {
   CapturedLog(const CapturedLog&) = delete;
   CapturedLog& operator=(const CapturedLog&) = delete;
 
-  std::vector<LogEntry> entries() const { return m_sink->entries(); }
-  void clear() { m_sink->clear(); }
+  std::vector<LogEntry> entries() const {
+    const std::lock_guard guard(m_sink->lock);
+    return m_sink->entries;
+  }
+  void clear() {
+    const std::lock_guard guard(m_sink->lock);
+    m_sink->entries.clear();
+  }
 
  private:
-  class Sink : public QVCryptoService::ILogger {
-   public:
+  struct Sink : QVCryptoService::ILogger {
     void LogStr(QVCryptoService::ELogLevel level, const std::string& component, const std::string& function,
                 const std::string& message) override {
-      const std::lock_guard<std::mutex> guard(m_lock);
-      m_entries.push_back({static_cast<int>(level), component, function, message});
+      const std::lock_guard guard(lock);
+      entries.push_back({static_cast<int>(level), component, function, message});
     }
-    std::vector<LogEntry> entries() const {
-      const std::lock_guard<std::mutex> guard(m_lock);
-      return m_entries;
-    }
-    void clear() {
-      const std::lock_guard<std::mutex> guard(m_lock);
-      m_entries.clear();
-    }
-
-   private:
-    mutable std::mutex m_lock;
-    std::vector<LogEntry> m_entries;
+    std::mutex lock;
+    std::vector<LogEntry> entries;
   };
 
   std::shared_ptr<Sink> m_sink;
   std::shared_ptr<QVCryptoService::ILogger> m_previous;
 };
+
+inline const std::string kSsvKey = "SOFTWARE\\Classes\\SSV";
+inline const std::string kSsvValue = "SSV_Data";
+
+// ReadStoreValue reads a value through the machine store, checks the status it gives and, when it
+// fails, that it left nothing in the caller's buffer.
+inline std::vector<std::uint8_t> ReadStoreValue(const std::string& key, const std::string& value, std::size_t maxSize,
+                                                QVCryptoService::platform::StoreStatus expected) {
+  using namespace QVCryptoService::platform;
+  QVCryptoService::SecureBlock content(3, 0xAA);
+  EXPECT_EQ(ReadMachineValue(key, value, maxSize, RegistryView::kNative64, content), expected) << key << " " << value;
+  if (expected != StoreStatus::kOk) {
+    EXPECT_TRUE(content.empty()) << "a failed read left bytes behind";
+  }
+  return std::vector<std::uint8_t>(content.begin(), content.end());
+}
 
 }  // namespace testsupport

@@ -1,60 +1,68 @@
+// SecureBlock's storage: every block is wiped to 0xFF before it is reused or its pages go back
+// (the bytes no caller used included), growing keeps the bytes, and the pool behind small blocks
+// never hands one block to two owners and takes back what a thread cached when it ends.
+
 #include <qvcryptoservice/secure_block.h>
 
-#include "platform/locked_pages.h"
+#include "primitives/locked_pool.h"
 #include "primitives/secure_memory_hooks.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <atomic>
+#include <random>
+#include <thread>
 #include <vector>
 
 namespace QVCryptoService {
 namespace {
 
-struct ReleasedBlock {
+bool AllFF(const void* data, std::size_t size) {
+  const auto* bytes = static_cast<const std::uint8_t*>(data);
+  return std::all_of(bytes, bytes + size, [](std::uint8_t b) { return b == 0xFF; });
+}
+
+struct Release {
   const void* data;
   std::size_t size;
   bool allFF;
 };
-std::vector<ReleasedBlock> g_released;
-
-void RecordRelease(const void* data, std::size_t size) {
-  const auto* bytes = static_cast<const std::uint8_t*>(data);
-  g_released.push_back({data, size, std::all_of(bytes, bytes + size, [](std::uint8_t b) { return b == 0xFF; })});
-}
+std::vector<Release> g_releases;
+void RecordRelease(const void* data, std::size_t size) { g_releases.push_back({data, size, AllFF(data, size)}); }
 
 class SecureBlockStorage : public testing::Test {
  protected:
   void SetUp() override {
-    g_released.clear();
+    g_releases.clear();
     SetReleaseObserverForTesting(&RecordRelease);
   }
   void TearDown() override { SetReleaseObserverForTesting(nullptr); }
 };
 
-TEST_F(SecureBlockStorage, PagesAreLockedWhileTheBlockLives) {
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-  GTEST_SKIP() << "the sanitizers intercept mlock and make it a no-op";
-#endif
-  if (!platform::PageLocksAreObservable()) {
-    GTEST_SKIP() << "Wine locks the pages but its QueryWorkingSetEx never reports them as locked";
+// A pooled block's unused bytes must hold 0xFF too (no list pointer either): 200 bytes come from a
+// 256-byte block. Blocks above the pool's largest get pages that go back to the system.
+TEST_F(SecureBlockStorage, BlocksHoldOnlyFFWhenHandedOutAndWhenReleased) {
+  for (const std::size_t size : {std::size_t{1}, std::size_t{17}, std::size_t{200}, kLargestPooledBlock,
+                                 kLargestPooledBlock + 1, std::size_t{1} << 20}) {
+    void* fresh = LockedAllocatorBase::allocateBytes(size);
+    ASSERT_NE(fresh, nullptr) << size;
+    EXPECT_TRUE(AllFF(fresh, size)) << size;
+    LockedAllocatorBase::releaseBytes(fresh, size);
+    g_releases.clear();
+    const void* block = nullptr;
+    {
+      const SecureBlock held(size, 0x42);
+      block = held.data();
+    }
+    ASSERT_EQ(g_releases.size(), 1U) << size;
+    EXPECT_EQ(g_releases[0].data, block);
+    EXPECT_EQ(g_releases[0].size, size);
+    EXPECT_TRUE(g_releases[0].allFF) << size;
+    if (size == 200) {
+      EXPECT_TRUE(AllFF(block, 256)) << "the pooled block still holds something after release";
+    }
   }
-  SecureBlock block(64, 0x5A);
-  EXPECT_TRUE(platform::IsPageLocked(block.data()));
-  std::vector<std::uint8_t> ordinary(64);
-  EXPECT_FALSE(platform::IsPageLocked(ordinary.data())) << "the check must tell locked from ordinary memory";
-}
-
-TEST_F(SecureBlockStorage, ReleasedBlockHoldsOnlyFFBeforeItsPagesGoBack) {
-  const void* where = nullptr;
-  {
-    SecureBlock block(4096, 0x3C);
-    where = block.data();
-  }
-  ASSERT_EQ(g_released.size(), 1U);
-  EXPECT_EQ(g_released[0].data, where);
-  EXPECT_EQ(g_released[0].size, 4096U);
-  EXPECT_TRUE(g_released[0].allFF);
 }
 
 TEST_F(SecureBlockStorage, GrowthWipesTheOldBlockAndKeepsTheBytes) {
@@ -62,33 +70,85 @@ TEST_F(SecureBlockStorage, GrowthWipesTheOldBlockAndKeepsTheBytes) {
   for (int i = 0; i < 100; ++i) {
     block.push_back(static_cast<std::uint8_t>(i));
   }
-  ASSERT_FALSE(g_released.empty()) << "growing by push_back must have replaced the storage";
-  for (const ReleasedBlock& released : g_released) {
+  ASSERT_FALSE(g_releases.empty()) << "growing by push_back must have replaced the storage";
+  for (const Release& released : g_releases) {
     EXPECT_TRUE(released.allFF) << "a replaced block of " << released.size << " bytes was not wiped";
   }
   for (int i = 0; i < 100; ++i) {
     ASSERT_EQ(block[static_cast<std::size_t>(i)], i);
   }
-}
-
-TEST_F(SecureBlockStorage, ReserveOnEmptyBlockKeepsSizeZero) {
-  SecureBlock block;
-  block.reserve(16);
-  EXPECT_EQ(block.size(), 0U);
-  EXPECT_GE(block.capacity(), 16U);
   EXPECT_THROW(block.reserve(block.max_size() + 1), std::length_error);
 }
 
 TEST(SecureWipe, FillsWithFFAndReportsTrue) {
-  for (const std::size_t length : {1U, 4U, 5U, 100U, 499U, 500U, 501U, 4096U}) {
+  for (const std::size_t length : {1U, 4U, 5U, 499U, 500U, 501U, 4096U}) {
     std::vector<std::uint8_t> buffer(length, 0x12);
     EXPECT_TRUE(SecureWipe(buffer.data(), buffer.size())) << length;
-    EXPECT_TRUE(std::all_of(buffer.begin(), buffer.end(), [](std::uint8_t b) { return b == 0xFF; })) << length;
+    EXPECT_TRUE(AllFF(buffer.data(), buffer.size())) << length;
   }
   EXPECT_FALSE(SecureWipe(nullptr, 10));
   std::uint8_t untouched = 0x12;
   EXPECT_FALSE(SecureWipe(&untouched, 0));
   EXPECT_EQ(untouched, 0x12);
+}
+
+TEST(LockedPool, BlocksCachedByAThreadGoBackWhenItEnds) {
+  constexpr std::size_t kSize = 48;
+  std::vector<void*> released;
+  std::thread([&released] {
+    for (int i = 0; i < 12; ++i) {
+      released.push_back(LockedAllocatorBase::allocateBytes(kSize));
+    }
+    for (void* block : released) {
+      LockedAllocatorBase::releaseBytes(block, kSize);
+    }
+  }).join();
+  // This thread's own cache holds at most a few blocks of the class; past them, the blocks the
+  // ended thread had cached must come back from the shared lists.
+  std::vector<void*> taken;
+  for (int i = 0; i < 64; ++i) {
+    taken.push_back(LockedAllocatorBase::allocateBytes(kSize));
+  }
+  for (const void* block : released) {
+    EXPECT_NE(std::find(taken.begin(), taken.end(), block), taken.end()) << "a block the ended thread cached was lost";
+  }
+  for (void* block : taken) {
+    LockedAllocatorBase::releaseBytes(block, kSize);
+  }
+}
+
+// Threads take and give back blocks of every size, each marking its own; a block that changes
+// under its owner was handed to two.
+TEST(LockedPool, BlocksAreNeverSharedBetweenLiveOwners) {
+  std::atomic<int> damaged{0};
+  std::vector<std::thread> threads;
+  for (int t = 0; t < 8; ++t) {
+    threads.emplace_back([t, &damaged] {
+      std::mt19937 random(static_cast<std::uint32_t>(t));
+      const auto mark = static_cast<std::uint8_t>(t + 1);
+      std::vector<std::pair<std::uint8_t*, std::size_t>> held;
+      for (int round = 0; round < 3000 || !held.empty(); ++round) {
+        if (round < 3000) {
+          const std::size_t size = 1 + random() % (kLargestPooledBlock + 512);
+          held.emplace_back(static_cast<std::uint8_t*>(LockedAllocatorBase::allocateBytes(size)), size);
+          std::fill_n(held.back().first, size, mark);
+        }
+        if (held.size() > 16 || random() % 3 == 0 || round >= 3000) {
+          const auto victim = held.begin() + static_cast<std::ptrdiff_t>(random() % held.size());
+          damaged += std::count(victim->first, victim->first + victim->second, mark) ==
+                             static_cast<std::ptrdiff_t>(victim->second)
+                         ? 0
+                         : 1;
+          LockedAllocatorBase::releaseBytes(victim->first, victim->second);
+          held.erase(victim);
+        }
+      }
+    });
+  }
+  for (std::thread& thread : threads) {
+    thread.join();
+  }
+  EXPECT_EQ(damaged.load(), 0) << "a live block was written by another owner";
 }
 
 }  // namespace

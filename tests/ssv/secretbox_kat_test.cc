@@ -1,11 +1,10 @@
-// The secret box and its parts against published known answers (NaCl, RFC 8439) and its
+// The secret box and its parts against known answers (NaCl, RFC 8439, libsodium), and its
 // refusal of buffers too short for the padded layout.
 
 #include "ssv/sharescheme/poly1305.h"
 #include "ssv/sharescheme/salsa20.h"
 #include "ssv/sharescheme/secretbox.h"
-#include "tests/ssv/kat_file.h"
-#include "tests/ssv/secretbox_support.h"
+#include "tests/support/data_table.h"
 #include "tests/support/vectors.h"
 
 #include <gtest/gtest.h>
@@ -16,63 +15,63 @@
 namespace QVCryptoService::sharescheme {
 namespace {
 
-using namespace testing_support;
+using testsupport::FromHex;
+using testsupport::ReadDataTable;
 using testsupport::ToHex;
+using Bytes = std::vector<std::uint8_t>;
 
-const char kKatFile[] = "tests/ssv/data/secretbox_kat.txt";
-
-TEST(SecretboxKnownAnswers, SealAndOpenTheNaclVector) {
-  const auto cases = testsupport::KatCasesIn(testsupport::ReadKatFile(kKatFile), "secretbox");
-  ASSERT_FALSE(cases.empty());
-  for (const auto& c : cases) {
-    const auto& key = c.Field("Key");
-    const auto& nonce = c.Field("Nonce");
-    EXPECT_EQ(ToHex(SealPadded(c.Field("Message"), nonce, key)), ToHex(c.Field("Box"))) << "line " << c.line;
-    const auto opened = OpenPadded(c.Field("Box"), nonce, key);
-    ASSERT_TRUE(opened.has_value()) << "line " << c.line;
-    EXPECT_EQ(ToHex(*opened), ToHex(c.Field("Message"))) << "line " << c.line;
-  }
+template <std::size_t N>
+std::span<const std::uint8_t, N> Fixed(const Bytes& bytes) {
+  EXPECT_EQ(bytes.size(), N);
+  return std::span<const std::uint8_t, N>(bytes.data(), N);
 }
 
-TEST(SecretboxKnownAnswers, EveryAlteredByteOfTheNaclBoxIsRefused) {
-  const auto cases = testsupport::KatCasesIn(testsupport::ReadKatFile(kKatFile), "secretbox");
-  ASSERT_FALSE(cases.empty());
-  const auto& c = cases.front();
-  for (std::size_t at = 0; at < c.Field("Box").size(); ++at) {
-    for (const int flip : {0x01, 0x80}) {
-      auto damaged = c.Field("Box");
-      damaged[at] ^= static_cast<std::uint8_t>(flip);
-      EXPECT_FALSE(OpenPadded(damaged, c.Field("Nonce"), c.Field("Key")).has_value())
-          << "byte " << at << " xor " << flip << " was accepted";
-    }
+// The tables give the box without its leading zeros (tag, then cipher text) and the plain text
+// without its padding, whose content must not matter when sealing.
+TEST(SecretboxKnownAnswers, SealAndOpen) {
+  for (const auto& row : ReadDataTable("ssv_secretbox.tsv")) {
+    const Bytes nonceBytes = FromHex(row["nonce"]);
+    const Bytes keyBytes = FromHex(row["key"]);
+    const auto nonce = Fixed<kSecretboxNonceSize>(nonceBytes);
+    const auto key = Fixed<kSecretboxKeySize>(keyBytes);
+    Bytes plain(kSecretboxPlainPadding, 0xEE);
+    const Bytes message = FromHex(row["message"]);
+    plain.insert(plain.end(), message.begin(), message.end());
+    Bytes box(plain.size(), 0x55);
+    ASSERT_TRUE(SecretboxSeal(box, plain, nonce, key)) << row.where;
+    EXPECT_EQ(ToHex(box), std::string(2 * kSecretboxBoxPadding, '0') + row["box"]) << row.where;
+    Bytes opened(box.size(), 0x77);
+    ASSERT_TRUE(SecretboxOpen(opened, box, nonce, key)) << row.where;
+    EXPECT_EQ(ToHex(opened), std::string(2 * kSecretboxPlainPadding, '0') + row["message"]) << row.where;
+    box.back() ^= 1;
+    opened.assign(box.size(), 0x77);
+    EXPECT_FALSE(SecretboxOpen(opened, box, nonce, key)) << row.where;
+    EXPECT_EQ(opened, Bytes(box.size(), 0x77)) << "a refused box wrote plain text";
   }
 }
 
 TEST(SecretboxKnownAnswers, HSalsa20) {
-  const auto cases = testsupport::KatCasesIn(testsupport::ReadKatFile(kKatFile), "hsalsa20");
-  ASSERT_EQ(cases.size(), 2U);
-  for (const auto& c : cases) {
+  for (const auto& row : ReadDataTable("ssv_hsalsa20.tsv")) {
     std::array<std::uint8_t, kSalsaKeySize> subkey{};
-    HSalsa20(subkey, Fixed<kHSalsaInputSize>(c.Field("Input")), Fixed<kSalsaKeySize>(c.Field("Key")));
-    EXPECT_EQ(ToHex(subkey.data(), subkey.size()), ToHex(c.Field("Output"))) << "line " << c.line;
+    HSalsa20(subkey, Fixed<kHSalsaInputSize>(FromHex(row["input"])), Fixed<kSalsaKeySize>(FromHex(row["key"])));
+    EXPECT_EQ(ToHex(subkey.data(), subkey.size()), row["output"]) << row.where;
   }
 }
 
 TEST(SecretboxKnownAnswers, Poly1305) {
-  const auto cases = testsupport::KatCasesIn(testsupport::ReadKatFile(kKatFile), "poly1305");
-  ASSERT_EQ(cases.size(), 3U);
-  for (const auto& c : cases) {
-    const auto& message = c.Field("Message");
+  for (const auto& row : ReadDataTable("ssv_poly1305.tsv")) {
+    const auto message = FromHex(row["message"]);
+    const auto key = FromHex(row["key"]);
     std::array<std::uint8_t, kPoly1305TagSize> tag{};
-    Poly1305(tag, message.data(), message.size(), Fixed<kPoly1305KeySize>(c.Field("Key")));
-    EXPECT_EQ(ToHex(tag.data(), tag.size()), ToHex(c.Field("Tag"))) << "line " << c.line;
-    EXPECT_TRUE(Poly1305Verify(Fixed<kPoly1305TagSize>(c.Field("Tag")), message.data(), message.size(),
-                               Fixed<kPoly1305KeySize>(c.Field("Key"))))
-        << "line " << c.line;
+    Poly1305(tag, message.data(), message.size(), Fixed<kPoly1305KeySize>(key));
+    EXPECT_EQ(ToHex(tag.data(), tag.size()), row["tag"]) << row.where;
+    EXPECT_TRUE(Poly1305Verify(tag, message.data(), message.size(), Fixed<kPoly1305KeySize>(key))) << row.where;
+    tag[15] ^= 0x80;
+    EXPECT_FALSE(Poly1305Verify(tag, message.data(), message.size(), Fixed<kPoly1305KeySize>(key))) << row.where;
   }
 }
 
-TEST(SecretboxLayout, RefusesBuffersShorterThanThePadding) {
+TEST(SecretboxLayout, RefusesBuffersShorterThanThePaddingOrOfAnotherSize) {
   const std::array<std::uint8_t, kSecretboxKeySize> key{};
   const std::array<std::uint8_t, kSecretboxNonceSize> nonce{};
   for (std::size_t size = 0; size < kSecretboxPlainPadding; ++size) {
@@ -84,7 +83,7 @@ TEST(SecretboxLayout, RefusesBuffersShorterThanThePadding) {
   }
   std::vector<std::uint8_t> in(64, 0);
   std::vector<std::uint8_t> shorter(63, 0);
-  EXPECT_FALSE(SecretboxSeal(shorter, in, nonce, key)) << "output of another size";
+  EXPECT_FALSE(SecretboxSeal(shorter, in, nonce, key));
 }
 
 }  // namespace

@@ -1,3 +1,6 @@
+// Encryption under the machine's SSV: the engine's text and binary forms, the static form with
+// given group secrets, and the free and C functions that go through the library's engine.
+
 #include <qvcryptoservice/qvcrypto_c.h>
 #include <qvcryptoservice/qvpax.h>
 #include <qvcryptoservice/ssv_crypto.h>
@@ -15,9 +18,7 @@
 namespace QVCryptoService {
 namespace {
 
-using testsupport::CapturedLog;
 using testsupport::LogEntry;
-using testsupport::TempMachineRoot;
 
 SecureBlock Block(const std::string& text) { return SecureBlock(text.begin(), text.end()); }
 std::string Text(const SecureBlock& block) { return std::string(block.begin(), block.end()); }
@@ -26,10 +27,10 @@ LogEntry SsvLine(const std::string& function, const std::string& message) {
   return {3, "PXA-SSV", "QVCryptoService::QVSSVCrypto::" + function, message};
 }
 
-TEST(SsvEncryptionWithoutSsv, EveryCallReportsElevenAndRecoveryIsCheckedBeforeLength) {
-  const TempMachineRoot root;
+TEST(SsvEncryptionWithoutSsv, EveryCallReportsElevenBeforeLookingAtItsInput) {
+  const testsupport::TempMachineRoot root;
   QVSSVCrypto engine;
-  const CapturedLog log;
+  const testsupport::CapturedLog log;
   std::string out = "untouched";
   EXPECT_EQ(engine.QVEncrypt(Block("x"), out), PXA_ERR_SSV_FILE);
   EXPECT_EQ(engine.QVEncrypt_Bin(Block("x"), out), PXA_ERR_SSV_FILE);
@@ -39,64 +40,44 @@ TEST(SsvEncryptionWithoutSsv, EveryCallReportsElevenAndRecoveryIsCheckedBeforeLe
   EXPECT_EQ(engine.QVDecrypt("", plain), PXA_ERR_SSV_FILE);
   EXPECT_EQ(Text(plain), "kept");
   const std::vector<LogEntry> entries = log.entries();
-  for (const LogEntry& expected : {SsvLine("QVEncrypt", "Failed to reconstruct the SSV info"),
-                                   SsvLine("QVEncrypt_Bin", "Failed to reconstruct the SSV info"),
-                                   SsvLine("QVDecrypt_Bin", "Failed to reconstruct the SSV info")}) {
-    EXPECT_NE(std::find(entries.begin(), entries.end(), expected), entries.end()) << expected;
+  for (const char* function : {"QVEncrypt", "QVEncrypt_Bin", "QVDecrypt_Bin"}) {
+    EXPECT_NE(std::find(entries.begin(), entries.end(), SsvLine(function, "Failed to reconstruct the SSV info")),
+              entries.end())
+        << function;
   }
 }
 
 class SsvEncryption : public testing::Test {
  protected:
-  void SetUp() override { ASSERT_EQ(QVSSVCrypto::generateSSV(root_.string(), false), KS_SUCCESS); }
-  TempMachineRoot root_;
+  void SetUp() override { ASSERT_EQ(QVSSVCrypto::generateSSV(m_root.string(), false), KS_SUCCESS); }
+  testsupport::TempMachineRoot m_root;
 };
 
-TEST_F(SsvEncryption, TextAndBinaryFormsRoundTripWithFreshIvs) {
-  QVSSVCrypto engine;
-  for (const std::string& plain : {std::string(), std::string("a"), std::string(16, 'b'), std::string(1000, 'c')}) {
-    std::string first;
-    std::string second;
-    ASSERT_EQ(engine.QVEncrypt(Block(plain), first), PXA_OK);
-    ASSERT_EQ(engine.QVEncrypt(Block(plain), second), PXA_OK);
-    EXPECT_NE(first, second);
-    for (const std::string& text : {first, second}) {
+TEST_F(SsvEncryption, AFreshEngineDecryptsBothFormsWithFreshIvs) {
+  for (const std::string& plain : {std::string(), std::string(16, 'b'), std::string(1000, 'c')}) {
+    std::vector<std::string> texts(3);
+    QVSSVCrypto writer;
+    ASSERT_EQ(writer.QVEncrypt(Block(plain), texts[0]), PXA_OK);
+    ASSERT_EQ(writer.QVEncrypt(Block(plain), texts[1]), PXA_OK);
+    ASSERT_EQ(writer.QVEncrypt_Bin(Block(plain), texts[2]), PXA_OK);
+    EXPECT_NE(texts[0], texts[1]);
+    EXPECT_EQ(texts[2].size(), 16 + (plain.size() / 16 + 1) * 16) << "IV, then the padded cipher text";
+    QVSSVCrypto reader;
+    for (std::size_t i = 0; i < texts.size(); ++i) {
       SecureBlock decrypted;
-      ASSERT_EQ(engine.QVDecrypt(text, decrypted), PXA_OK);
+      ASSERT_EQ(i < 2 ? reader.QVDecrypt(texts[i], decrypted) : reader.QVDecrypt_Bin(texts[i], decrypted), PXA_OK);
       EXPECT_EQ(Text(decrypted), plain);
     }
-    std::string binary;
-    ASSERT_EQ(engine.QVEncrypt_Bin(Block(plain), binary), PXA_OK);
-    EXPECT_EQ(binary.size(), 16 + (plain.size() / 16 + 1) * 16) << "IV, then the padded cipher text";
-    SecureBlock decrypted;
-    ASSERT_EQ(engine.QVDecrypt_Bin(binary, decrypted), PXA_OK);
-    EXPECT_EQ(Text(decrypted), plain);
   }
-}
-
-TEST_F(SsvEncryption, AFreshEngineReadsWhatAnotherOneWrote) {
-  std::string text;
-  {
-    QVSSVCrypto writer;
-    ASSERT_EQ(writer.QVEncrypt(Block("survives a restart"), text), PXA_OK);
-  }
-  QVSSVCrypto reader;
-  SecureBlock plain;
-  ASSERT_EQ(reader.QVDecrypt(text, plain), PXA_OK);
-  EXPECT_EQ(Text(plain), "survives a restart");
 }
 
 TEST_F(SsvEncryption, AnotherMachinesSsvCannotDecrypt) {
   std::string text;
-  {
-    QVSSVCrypto engine;
-    ASSERT_EQ(engine.QVEncrypt_Bin(Block("bound to this machine"), text), PXA_OK);
-  }
-  ASSERT_EQ(QVSSVCrypto::generateSSV(root_.string(), true), KS_SUCCESS);
-  QVSSVCrypto elsewhere;
+  ASSERT_EQ(QVSSVCrypto().QVEncrypt_Bin(Block("bound to this machine"), text), PXA_OK);
+  ASSERT_EQ(QVSSVCrypto::generateSSV(m_root.string(), true), KS_SUCCESS);
   SecureBlock plain = Block("kept");
   // Without a MAC a wrong key now and then passes the padding check; it never gives the text.
-  const PxaResult result = elsewhere.QVDecrypt_Bin(text, plain);
+  const PxaResult result = QVSSVCrypto().QVDecrypt_Bin(text, plain);
   EXPECT_NE(Text(plain), "bound to this machine");
   if (result != PXA_OK) {
     EXPECT_EQ(Text(plain), "kept");
@@ -105,7 +86,7 @@ TEST_F(SsvEncryption, AnotherMachinesSsvCannotDecrypt) {
 
 TEST_F(SsvEncryption, ShortAndDamagedInputs) {
   QVSSVCrypto engine;
-  const CapturedLog log;
+  const testsupport::CapturedLog log;
   SecureBlock plain = Block("kept");
   EXPECT_EQ(engine.QVDecrypt_Bin(std::string(15, 'c'), plain), PXA_ERR_INVALID_ARGUMENTS);
   EXPECT_EQ(log.entries().back(), SsvLine("QVDecrypt_Bin", "Invalid cipher text received"));
@@ -120,7 +101,7 @@ TEST_F(SsvEncryption, ShortAndDamagedInputs) {
 }
 
 TEST_F(SsvEncryption, EncryptBySsvNeedsExactlyFiveSecrets) {
-  const CapturedLog log;
+  const testsupport::CapturedLog log;
   std::string out = "untouched";
   EXPECT_EQ(QVSSVCrypto::EncryptBySSV(std::vector<std::string>(4, std::string(32, 'k')), Block("x"), out),
             PXA_ERR_SSV_FILE);
@@ -130,32 +111,25 @@ TEST_F(SsvEncryption, EncryptBySsvNeedsExactlyFiveSecrets) {
   EXPECT_EQ(QVSSVCrypto::EncryptBySSV(std::vector<std::string>(5, std::string(32, 'k')), Block("x"), out), PXA_OK);
 }
 
-TEST_F(SsvEncryption, FreeAndCFunctionsGoThroughTheSingleton) {
+// The free functions and the C functions share the library's engine; a C failure gives an
+// allocated empty string, or an empty string in the caller's own buffer.
+TEST_F(SsvEncryption, FreeAndCFunctionsGoThroughTheLibrarysEngine) {
   ASSERT_TRUE(InitLibrary());
   std::string text;
-  ASSERT_EQ(EncryptWithSSV("through the singleton", text), PXA_OK);
   SecureBlock plain;
-  ASSERT_EQ(DecryptWithSSV(text, plain), PXA_OK);
-  EXPECT_EQ(Text(plain), "through the singleton");
-  std::string binary;
-  ASSERT_EQ(EncryptWithSSV_Bin("binary", binary), PXA_OK);
-  ASSERT_EQ(DecryptWithSSV_Bin(binary, plain), PXA_OK);
+  ASSERT_EQ(EncryptWithSSV_Bin("binary", text), PXA_OK);
+  ASSERT_EQ(DecryptWithSSV_Bin(text, plain), PXA_OK);
   EXPECT_EQ(Text(plain), "binary");
-
-  char* cipherText = nullptr;
-  SSVEncrypt("c text", &cipherText);
-  ASSERT_NE(cipherText, nullptr);
-  char* decrypted = nullptr;
-  SSVDecrypt(cipherText, &decrypted);
-  ASSERT_NE(decrypted, nullptr);
-  EXPECT_STREQ(decrypted, "c text");
-  std::free(decrypted);   // NOLINT(cppcoreguidelines-no-malloc): the C interface hands out malloc'd text
-  std::free(cipherText);  // NOLINT(cppcoreguidelines-no-malloc)
-  char* invalid = nullptr;
-  SSVDecrypt("not a cipher text", &invalid);
-  ASSERT_NE(invalid, nullptr);
-  EXPECT_STREQ(invalid, "") << "a failure gives an allocated empty string";
-  std::free(invalid);  // NOLINT(cppcoreguidelines-no-malloc)
+  std::vector<char*> allocated(3, nullptr);
+  SSVEncrypt("c text", &allocated[0]);
+  ASSERT_NE(allocated[0], nullptr);
+  SSVDecrypt(allocated[0], &allocated[1]);
+  SSVDecrypt("not a cipher text", &allocated[2]);
+  EXPECT_STREQ(allocated[1], "c text");
+  EXPECT_STREQ(allocated[2], "");
+  for (char* cText : allocated) {
+    std::free(cText);  // NOLINT(cppcoreguidelines-no-malloc): the C interface hands out malloc'd text
+  }
   char buffer[128];
   char* callerBuffer = buffer;
   SSVDecrypt("still not one", &callerBuffer);

@@ -1,17 +1,17 @@
-// What generateSSV and the loader make of a machine that others could have tampered with: a
-// staging file that is not ours, and a machine root open to others. POSIX only: file owners and
-// modes are what is at stake.
+// What generateSSV and the loader make of a POSIX machine root open to others, and of a store
+// whose write fails: the store keeps the whole old record and the failure is reported as access
+// denied (14) or as "other" (13). Whose file may stand at the staging path is the private file's
+// own rule, and what a failing step of the store maps to is the store's own table.
 
 #include <qvcryptoservice/ssv_crypto.h>
 
-#include "ssv/record.h"
 #include "ssv/record_layout.h"
+#include "tests/platform/failing_file_system.h"
 #include "tests/platform/machine_root_fixture.h"
-
-#include <unistd.h>
 
 #include <gtest/gtest.h>
 
+#include <cerrno>
 #include <filesystem>
 #include <vector>
 
@@ -19,78 +19,47 @@ namespace QVCryptoService {
 namespace {
 
 namespace fs = std::filesystem;
-using testsupport::ReadBytes;
-using testsupport::WriteBytes;
-
-const std::vector<std::uint8_t> kPlanted(kSsvRecordSize, 'p');
-
-std::vector<std::uint8_t> NewRecord() {
-  SecureBlock record;
-  EXPECT_TRUE(BuildSsvRecord(record));
-  return std::vector<std::uint8_t>(record.begin(), record.end());
-}
-
-struct StagingCase {
-  const char* name;
-  // Puts something at the staging path in `directory`.
-  void (*place)(const fs::path& directory);
-  EQVKeystoreCode expected;
-  bool needsRoot;
-};
-
-TEST(SsvStaging, ClearsAStaleFileOfOursAndRefusesAnyoneElses) {
-  const StagingCase cases[] = {
-      {"stale file of ours", [](const fs::path& d) { WriteBytes(d / "stableSystemValues", kPlanted); }, KS_SUCCESS,
-       false},
-      {"another account's file",
-       [](const fs::path& d) {
-         WriteBytes(d / "stableSystemValues", kPlanted);
-         ASSERT_EQ(::chown((d / "stableSystemValues").c_str(), 65534, 65534), 0);
-       },
-       KS_ERR_SSV_NOT_INITIALIZED, true},
-      {"link to a file",
-       [](const fs::path& d) {
-         WriteBytes(d / "planted", kPlanted);
-         fs::create_symlink(d / "planted", d / "stableSystemValues");
-       },
-       KS_ERR_SSV_NOT_INITIALIZED, false},
-  };
-  for (const StagingCase& c : cases) {
-    SCOPED_TRACE(c.name);
-    if (c.needsRoot && ::geteuid() != 0) {
-      continue;  // Only root can make a file of another account.
-    }
-    const testsupport::TempMachineRoot root;
-    const fs::path staging = root.path() / "staging";
-    fs::create_directory(staging);
-    c.place(staging);
-    EXPECT_EQ(QVSSVCrypto::generateSSV(staging.string(), true), c.expected);
-    const fs::path stored = root.ValuePath("SOFTWARE\\Classes\\SSV", "SSV_Data");
-    if (c.expected == KS_SUCCESS) {
-      EXPECT_FALSE(fs::exists(fs::symlink_status(staging / "stableSystemValues")));
-      EXPECT_EQ(ReadBytes(stored).size(), kSsvRecordSize);
-      EXPECT_NE(ReadBytes(stored), kPlanted) << "the stale file's content was stored";
-    } else {
-      EXPECT_FALSE(fs::exists(stored)) << "a record passed through a file that is not ours";
-      EXPECT_EQ(ReadBytes(staging / "stableSystemValues"), kPlanted) << "the refused file was changed";
-    }
-  }
-}
+using testsupport::kSsvKey;
+using testsupport::kSsvValue;
 
 TEST(SsvMachineRoot, OpenToOthersItYieldsNoRecordAndTakesNone) {
   const testsupport::TempMachineRoot root;
-  const testsupport::CapturedLog log;
-  root.WriteValue("SOFTWARE\\Classes\\SSV", "SSV_Data", NewRecord());
-  WriteBytes(root.path() / "stableSystemValues", kPlanted);
+  const testsupport::CapturedLog quiet;
+  ASSERT_EQ(QVSSVCrypto::generateSSV(root.string(), true), KS_SUCCESS);
+  const std::vector<std::uint8_t> staged(kSsvRecordSize, 'p');
+  testsupport::WriteBytes(root.path() / "stableSystemValues", staged);
   fs::permissions(root.path(), fs::perms::all);
   QVSSVCrypto engine;
   EXPECT_EQ(engine.getComponentId(), "");
   EXPECT_EQ(QVSSVCrypto::generateSSV(root.string(), false), KS_ERR_NO_SSV_PERMISSION);
   EXPECT_EQ(QVSSVCrypto::generateSSV(root.string(), true), KS_ERR_NO_SSV_PERMISSION);
-  EXPECT_EQ(ReadBytes(root.path() / "stableSystemValues"), kPlanted);
-  // Closed again, the stored record comes back behind the staging file that wins over it.
+  EXPECT_EQ(testsupport::ReadBytes(root.path() / "stableSystemValues"), staged);
+  // Closed again, the staging file, which wins over the stored record, is read.
   fs::permissions(root.path(), fs::perms::owner_all | fs::perms::group_read | fs::perms::others_read);
   EXPECT_EQ(engine.getComponentId(), std::string(kComponentIdSize, 'p'));
+}
+
+TEST(SsvStoreFaults, AFailedReplacementKeepsTheWholeOldRecordAndReportsTheCode) {
+  using testsupport::StoreStep;
+  const struct {
+    StoreStep step;
+    int error;
+    EQVKeystoreCode expected;
+  } cases[] = {{StoreStep::kRename, EACCES, KS_ERR_NO_SSV_PERMISSION}, {StoreStep::kWrite, EIO, KS_ERR_RESERVED_13}};
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.error);
+    const testsupport::TempMachineRoot root;
+    ASSERT_EQ(QVSSVCrypto::generateSSV(root.string(), true), KS_SUCCESS);
+    const std::vector<std::uint8_t> before = root.ReadValue(kSsvKey, kSsvValue);
+    {
+      testsupport::FailingFileSystem failing(c.step, c.error);
+      const testsupport::InstalledFileSystem installed(failing);
+      EXPECT_EQ(QVSSVCrypto::generateSSV(root.string(), true), c.expected);
+    }
+    EXPECT_EQ(root.ReadValue(kSsvKey, kSsvValue), before);
+    EXPECT_FALSE(fs::exists(root.path() / "stableSystemValues")) << "the staging file was left behind";
+    EXPECT_EQ(QVSSVCrypto().getComponentId(), std::string(before.begin(), before.begin() + kComponentIdSize));
+  }
 }
 
 }  // namespace

@@ -17,163 +17,137 @@
 #include <cerrno>
 #include <cstdlib>
 #include <filesystem>
-#include <utility>
 #include <vector>
 
 namespace QVCryptoService {
 namespace {
 
 namespace fs = std::filesystem;
+using testsupport::ReadBytes;
+using testsupport::WriteBytes;
 
 TEST(SystemDirectory, IsTheMachineRootOrItsDefault) {
   const testsupport::TempMachineRoot root;
   EXPECT_EQ(platform::SystemDirectory(), root.string());
   ::setenv("QVCRYPTO_MACHINE_ROOT", "", 1);
   EXPECT_EQ(platform::SystemDirectory(), "/var/lib/qvcrypto") << "an empty override is ignored";
-  ::unsetenv("QVCRYPTO_MACHINE_ROOT");
-  EXPECT_EQ(platform::SystemDirectory(), "/var/lib/qvcrypto");
 }
 
-// Another account for files that must not count as ours; only root can hand files over.
+// Files of another account can only be made by root: those cases are skipped for anyone else.
 constexpr uid_t kOtherAccount = 65534;
-
-bool CanChangeOwners() { return ::geteuid() == 0; }
-
 void GiveAway(const fs::path& path) { ASSERT_EQ(::lchown(path.c_str(), kOtherAccount, kOtherAccount), 0) << path; }
-
-struct AtPathCase {
-  const char* name;
-  // Puts something at `path` (a file in the fresh directory `directory`), or nothing.
-  void (*place)(const fs::path& directory, const fs::path& path);
-  bool cleared;
-  bool needsRoot;
-};
 
 const std::vector<std::uint8_t> kForeign = {0xEE, 0xEE};
 
 TEST(PrivateFile, OnlyAStaleFileOfOursMakesWayAndTheNewFileIsExclusiveAndPrivate) {
-  const AtPathCase cases[] = {
-      {"nothing", [](const fs::path&, const fs::path&) {}, true, false},
-      {"stale file of ours", [](const fs::path&, const fs::path& path) { testsupport::WriteBytes(path, kForeign); },
-       true, false},
+  const struct {
+    const char* name;
+    void (*place)(const fs::path& path);  // puts something at `path`, in a fresh directory
+    bool cleared;
+    bool needsRoot;
+  } cases[] = {
+      {"nothing", [](const fs::path&) {}, true, false},
+      {"stale file of ours", [](const fs::path& path) { WriteBytes(path, kForeign); }, true, false},
       {"another account's file",
-       [](const fs::path&, const fs::path& path) {
-         testsupport::WriteBytes(path, kForeign);
+       [](const fs::path& path) {
+         WriteBytes(path, kForeign);
          GiveAway(path);
        },
        false, true},
       {"link to a file",
-       [](const fs::path& directory, const fs::path& path) {
-         testsupport::WriteBytes(directory / "target", kForeign);
-         fs::create_symlink(directory / "target", path);
+       [](const fs::path& path) {
+         WriteBytes(path.string() + "-target", kForeign);
+         fs::create_symlink(path.string() + "-target", path);
        },
        false, false},
-      {"directory", [](const fs::path&, const fs::path& path) { fs::create_directory(path); }, false, false},
+      {"directory", [](const fs::path& path) { fs::create_directory(path); }, false, false},
   };
   const std::vector<std::uint8_t> data = {5, 6, 7};
-  for (const AtPathCase& c : cases) {
+  for (const auto& c : cases) {
     SCOPED_TRACE(c.name);
-    if (c.needsRoot && !CanChangeOwners()) {
-      continue;  // Files of another account can only be made by root.
+    if (c.needsRoot && ::geteuid() != 0) {
+      continue;
     }
     const testsupport::TempMachineRoot root;
     const fs::path path = root.path() / "private";
-    c.place(root.path(), path);
+    c.place(path);
     EXPECT_EQ(platform::RemoveOwnStaleFile(path.string()), c.cleared);
     // Exclusive: whatever is still there makes the write fail and stays as it was.
     EXPECT_EQ(platform::WritePrivateFile(path.string(), data), c.cleared);
     if (c.cleared) {
-      EXPECT_EQ(testsupport::ReadBytes(path), data);
+      EXPECT_EQ(ReadBytes(path), data);
       EXPECT_EQ(fs::status(path).permissions(), fs::perms::owner_read | fs::perms::owner_write);
     } else if (!fs::is_directory(path)) {
-      EXPECT_EQ(testsupport::ReadBytes(path), kForeign);
+      EXPECT_EQ(ReadBytes(path), kForeign);
     }
   }
   EXPECT_FALSE(platform::WritePrivateFile("/nonexistent-qvcs-directory/file", data));
 }
 
-struct TrustCase {
-  const char* name;
-  // Arranges the machine root `root` inside the fresh directory `parent`.
-  void (*arrange)(const fs::path& parent, const fs::path& root);
-  // What the problem says, after the path it names; empty when the root is trusted.
-  const char* problem;
-  bool needsRoot;
+// In the machine root `root`, inside the fresh directory `parent`, with a value stored at `value`.
+struct Machine {
+  fs::path parent, root, value;
 };
 
-void MakeValue(const fs::path& root) { testsupport::WriteBytes(root / "registry/SOFTWARE/Classes/SSV/SSV_Data", {1}); }
-
 TEST(MachineTrust, RefusesWhatOthersCouldHaveWrittenAndNamesIt) {
-  const TrustCase cases[] = {
-      {"own root below sticky /tmp", [](const fs::path&, const fs::path& root) { MakeValue(root); }, "", false},
+  const struct {
+    const char* name;
+    void (*arrange)(const Machine& machine);
+    const char* problem;  // after the path it names; empty when the root is trusted
+    bool needsRoot;
+  } cases[] = {
+      {"own root below sticky /tmp", [](const Machine&) {}, "", false},
       {"sticky root-owned parent",
-       [](const fs::path& parent, const fs::path& root) {
-         MakeValue(root);
-         fs::permissions(parent, fs::perms::all | fs::perms::sticky_bit);
-       },
-       "", true},
-      {"root open to all", [](const fs::path&, const fs::path& root) { fs::permissions(root, fs::perms::all); },
+       [](const Machine& m) { fs::permissions(m.parent, fs::perms::all | fs::perms::sticky_bit); }, "", true},
+      {"root open to all", [](const Machine& m) { fs::permissions(m.root, fs::perms::all); },
        "machine root ROOT is writable by group or others", false},
       {"root open to the group",
-       [](const fs::path&, const fs::path& root) {
-         fs::permissions(root, fs::perms::owner_all | fs::perms::group_all);
-       },
+       [](const Machine& m) { fs::permissions(m.root, fs::perms::owner_all | fs::perms::group_all); },
        "machine root ROOT is writable by group or others", false},
-      {"parent open to all without the sticky bit",
-       [](const fs::path& parent, const fs::path&) { fs::permissions(parent, fs::perms::all); },
+      {"parent open to all without the sticky bit", [](const Machine& m) { fs::permissions(m.parent, fs::perms::all); },
        "PARENT is writable by group or others", false},
-      {"parent of another account", [](const fs::path& parent, const fs::path&) { GiveAway(parent); },
+      {"parent of another account", [](const Machine& m) { GiveAway(m.parent); },
        "PARENT is owned by uid 65534, neither this account nor root", true},
-      {"store directory of another account",
-       [](const fs::path&, const fs::path& root) {
-         MakeValue(root);
-         GiveAway(root / "registry/SOFTWARE");
-       },
+      {"store directory of another account", [](const Machine& m) { GiveAway(m.root / "registry/SOFTWARE"); },
        "ROOT/registry/SOFTWARE in the machine root is owned by uid 65534, neither this account nor root", true},
-      {"value open to all",
-       [](const fs::path&, const fs::path& root) {
-         MakeValue(root);
-         fs::permissions(root / "registry/SOFTWARE/Classes/SSV/SSV_Data", fs::perms::all);
-       },
-       "ROOT/registry/SOFTWARE/Classes/SSV/SSV_Data in the machine root is writable by group or others", false},
+      {"value open to all", [](const Machine& m) { fs::permissions(m.value, fs::perms::all); },
+       "VALUE in the machine root is writable by group or others", false},
       {"linked root",
-       [](const fs::path& parent, const fs::path& root) {
-         fs::remove(root);
-         fs::create_directory(parent / "elsewhere");
-         fs::create_directory_symlink(parent / "elsewhere", root);
+       [](const Machine& m) {
+         fs::rename(m.root, m.parent / "elsewhere");
+         fs::create_directory_symlink(m.parent / "elsewhere", m.root);
        },
        "machine root ROOT is a symbolic link", false},
       {"linked value",
-       [](const fs::path& parent, const fs::path& root) {
-         MakeValue(root);
-         fs::remove(root / "registry/SOFTWARE/Classes/SSV/SSV_Data");
-         testsupport::WriteBytes(parent / "planted", std::vector<std::uint8_t>(2883, 1));
-         fs::create_symlink(parent / "planted", root / "registry/SOFTWARE/Classes/SSV/SSV_Data");
+       [](const Machine& m) {
+         WriteBytes(m.parent / "planted", {1, 2});
+         fs::remove(m.value);
+         fs::create_symlink(m.parent / "planted", m.value);
        },
-       "ROOT/registry/SOFTWARE/Classes/SSV/SSV_Data in the machine root is a symbolic link", false},
+       "VALUE in the machine root is a symbolic link", false},
   };
-  for (const TrustCase& c : cases) {
+  for (const auto& c : cases) {
     SCOPED_TRACE(c.name);
-    if (c.needsRoot && !CanChangeOwners()) {
-      continue;  // Only root can own /tmp-like directories or give files away.
+    if (c.needsRoot && ::geteuid() != 0) {
+      continue;  // only root can own /tmp-like directories or give files away
     }
     const testsupport::TempMachineRoot parent;
-    const fs::path root = parent.path() / "root";
-    fs::create_directory(root);
-    ::setenv("QVCRYPTO_MACHINE_ROOT", root.c_str(), 1);
-    c.arrange(parent.path(), root);
+    const Machine machine{parent.path(), parent.path() / "root",
+                          parent.path() / "root/registry/SOFTWARE/Classes/SSV/SSV_Data"};
+    WriteBytes(machine.value, {1});
+    ::setenv("QVCRYPTO_MACHINE_ROOT", machine.root.c_str(), 1);
+    c.arrange(machine);
     std::string expected = c.problem;
-    for (const auto& [name, path] : {std::pair{"ROOT", root.string()}, std::pair{"PARENT", parent.string()}}) {
+    for (const auto& [name, path] :
+         {std::pair{"VALUE", machine.value}, std::pair{"ROOT", machine.root}, std::pair{"PARENT", machine.parent}}) {
       if (const std::size_t at = expected.find(name); at != std::string::npos) {
-        expected.replace(at, std::string(name).size(), path);
+        expected.replace(at, std::string(name).size(), path.string());
       }
     }
     EXPECT_EQ(platform::MachinePathProblem("registry/SOFTWARE/Classes/SSV/SSV_Data"), expected);
     // The store applies the same rule to what it reads.
-    SecureBlock value;
-    EXPECT_EQ(platform::ReadMachineValue("SOFTWARE\\Classes\\SSV", "SSV_Data", 4000, platform::RegistryView::kNative64,
-                                         value) == platform::StoreStatus::kOk,
-              expected.empty() && fs::exists(root / "registry"));
+    testsupport::ReadStoreValue(testsupport::kSsvKey, testsupport::kSsvValue, 4000,
+                                expected.empty() ? platform::StoreStatus::kOk : platform::StoreStatus::kAccessDenied);
   }
 }
 

@@ -1,13 +1,12 @@
 // The Windows side of the platform layer, against the real facilities (under Wine, those of a
-// fresh prefix): the HKLM store, its value type and the descriptor of the key it creates, the
-// system directory, private files and their descriptor, and the COM task allocator.
+// fresh prefix): the HKLM store's reads and the descriptor of the key it writes to, the system
+// directory, private files and their descriptor, and the COM task allocator.
 
 #include "platform/machine_store.h"
 #include "platform/private_file.h"
 #include "platform/system_directory.h"
 #include "platform/task_memory.h"
 #include "tests/platform/machine_root_fixture.h"
-#include "tests/platform/store_reads.h"
 
 #include <gtest/gtest.h>
 
@@ -17,10 +16,8 @@
 #include <objbase.h>
 #include <sddl.h>
 
-#include <array>
 #include <cstring>
 #include <filesystem>
-#include <fstream>
 #include <span>
 #include <vector>
 
@@ -28,10 +25,9 @@ namespace QVCryptoService::platform {
 namespace {
 
 namespace fs = std::filesystem;
-
+using Bytes = std::vector<std::uint8_t>;
 const std::string& kKey = testsupport::kSsvKey;
 const std::string& kValue = testsupport::kSsvValue;
-constexpr auto Read = testsupport::ReadStoreValue;
 
 // A security descriptor or string as the system hands it out, freed the way it was allocated.
 template <typename Pointer>
@@ -43,66 +39,31 @@ struct LocalMemory {
 // The DACL of `descriptor` in the system's own notation, "D:P(A;;FA;;;SY)..." ("P": protected).
 std::string DaclText(PSECURITY_DESCRIPTOR descriptor) {
   LocalMemory<LPSTR> text;
-  if (!ConvertSecurityDescriptorToStringSecurityDescriptorA(descriptor, SDDL_REVISION_1, DACL_SECURITY_INFORMATION,
-                                                            &text.get, nullptr)) {
-    ADD_FAILURE() << "cannot render the descriptor: " << GetLastError();
-    return {};
-  }
-  return text.get;
+  EXPECT_TRUE(ConvertSecurityDescriptorToStringSecurityDescriptorA(descriptor, SDDL_REVISION_1,
+                                                                   DACL_SECURITY_INFORMATION, &text.get, nullptr));
+  return text.get == nullptr ? "" : text.get;
 }
 
-bool UnderWine() { return GetProcAddress(GetModuleHandleA("ntdll.dll"), "wine_get_version") != nullptr; }
-
-class RegistryStore : public testing::Test {
- protected:
-  testsupport::TempMachineRoot m_machine;
-};
-
-TEST_F(RegistryStore, WritesABinaryValueUnderLocalMachineAndReadsItBack) {
-  const std::vector<std::uint8_t> record(2883, 0x5A);
-  ASSERT_EQ(WriteMachineValue(kKey, kValue, record), StoreStatus::kOk);
-  m_machine.ExpectPrivateBinaryValue(kKey, kValue);
-  EXPECT_EQ(m_machine.ReadValue(kKey, kValue), record) << "what the registry holds";
-  EXPECT_EQ(Read(kKey, kValue, 2883, StoreStatus::kOk), record);
-
-  ASSERT_EQ(WriteMachineValue(kKey, kValue, std::vector<std::uint8_t>{9}), StoreStatus::kOk);
-  EXPECT_EQ(m_machine.ReadValue(kKey, kValue), std::vector<std::uint8_t>{9}) << "a write replaces the value";
-}
-
-TEST_F(RegistryStore, ReadTellsMissingFromTooLarge) {
-  Read(kKey, kValue, 10, StoreStatus::kNotFound);
-  Read("SOFTWARE\\Nothing\\Here", kValue, 10, StoreStatus::kNotFound);
-  m_machine.WriteValue(kKey, kValue, std::vector<std::uint8_t>(10, 1));
-  Read(kKey, "Other_Value", 10, StoreStatus::kNotFound);
-  EXPECT_EQ(Read(kKey, kValue, 10, StoreStatus::kOk).size(), 10U);
-  Read(kKey, kValue, 9, StoreStatus::kValueTooLarge);
-  m_machine.WriteValue(kKey, kValue, {});
-  EXPECT_TRUE(Read(kKey, kValue, 10, StoreStatus::kOk).empty());
-}
-
-TEST_F(RegistryStore, LegacyLocationsWrittenByOthersAreRead) {
-  for (const std::string key : {"SOFTWARE\\Quorvel", "SOFTWARE\\Classes\\Quorvel"}) {
-    const std::vector<std::uint8_t> bytes = {1, 2, static_cast<std::uint8_t>(key.size())};
-    m_machine.WriteValue(key, "Quorvel_Data", bytes);
-    EXPECT_EQ(Read(key, "Quorvel_Data", 100, StoreStatus::kOk), bytes) << key;
-  }
-  EXPECT_FALSE(m_machine.HasValue(kKey, kValue)) << "reading wrote the current location";
+TEST(RegistryStore, ReadTellsMissingFromTooLarge) {
+  const testsupport::TempMachineRoot machine;
+  testsupport::ReadStoreValue(kKey, kValue, 10, StoreStatus::kNotFound);
+  machine.WriteValue(kKey, kValue, Bytes(10, 1));
+  testsupport::ReadStoreValue(kKey, "Other_Value", 10, StoreStatus::kNotFound);
+  EXPECT_EQ(testsupport::ReadStoreValue(kKey, kValue, 10, StoreStatus::kOk), Bytes(10, 1));
+  testsupport::ReadStoreValue(kKey, kValue, 9, StoreStatus::kValueTooLarge);
 }
 
 // Whether the store makes the key or finds one made with the inherited ACL (by an earlier version,
 // say), the key it writes to admits SYSTEM and Administrators only.
-TEST_F(RegistryStore, TheKeyItWritesToAdmitsSystemAndAdministratorsOnly) {
+TEST(RegistryStore, TheKeyItWritesToAdmitsSystemAndAdministratorsOnly) {
+  const testsupport::TempMachineRoot machine;
   for (const bool madeBefore : {false, true}) {
     SCOPED_TRACE(madeBefore ? "key found with the inherited ACL" : "key made by the store");
     (void)RegDeleteKeyA(HKEY_LOCAL_MACHINE, kKey.c_str());
     if (madeBefore) {
-      HKEY made = nullptr;
-      ASSERT_EQ(
-          RegCreateKeyExA(HKEY_LOCAL_MACHINE, kKey.c_str(), 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &made, nullptr),
-          ERROR_SUCCESS);
-      (void)RegCloseKey(made);
+      machine.WriteValue(kKey, "Other_Value", Bytes{1});
     }
-    ASSERT_EQ(WriteMachineValue(kKey, kValue, std::vector<std::uint8_t>{1}), StoreStatus::kOk);
+    ASSERT_EQ(WriteMachineValue(kKey, kValue, Bytes{1}), StoreStatus::kOk);
     HKEY key = nullptr;
     ASSERT_EQ(RegOpenKeyExA(HKEY_LOCAL_MACHINE, kKey.c_str(), 0, READ_CONTROL, &key), ERROR_SUCCESS);
     std::vector<BYTE> descriptor(4096);
@@ -114,19 +75,12 @@ TEST_F(RegistryStore, TheKeyItWritesToAdmitsSystemAndAdministratorsOnly) {
   }
 }
 
-TEST(WindowsSystemDirectory, IsTheOnesGetSystemDirectoryNames) {
-  std::array<char, MAX_PATH + 1> buffer{};
-  const UINT length = GetSystemDirectoryA(buffer.data(), static_cast<UINT>(buffer.size()));
-  ASSERT_GT(length, 0U);
-  EXPECT_EQ(SystemDirectory(), std::string(buffer.data(), length));
-}
-
-TEST(WindowsSystemDirectory, AStagingNameJoinedWithASlashIsTheFileInThatDirectory) {
+// The staging file's name is joined with a slash, also after a Windows path.
+TEST(WindowsSystemDirectory, IsTheOneGetSystemDirectoryNamesAndTakesASlash) {
   const testsupport::TempMachineRoot machine;
-  const std::string joined = SystemDirectory() + "/stableSystemValues";
-  ASSERT_TRUE(WritePrivateFile(joined, std::vector<std::uint8_t>{1, 2, 3}));
-  EXPECT_TRUE(fs::equivalent(fs::path(joined), machine.path() / "stableSystemValues"));
-  EXPECT_EQ(testsupport::ReadBytes(machine.path() / "stableSystemValues"), (std::vector<std::uint8_t>{1, 2, 3}));
+  EXPECT_EQ(SystemDirectory(), machine.string());
+  ASSERT_TRUE(WritePrivateFile(SystemDirectory() + "/stableSystemValues", Bytes{1, 2, 3}));
+  EXPECT_EQ(testsupport::ReadBytes(machine.path() / "stableSystemValues"), (Bytes{1, 2, 3}));
 }
 
 class WindowsPrivateFile : public testing::Test {
@@ -139,16 +93,15 @@ class WindowsPrivateFile : public testing::Test {
 
 TEST_F(WindowsPrivateFile, IsCreatedAdmittingSystemAndAdministratorsOnly) {
   const fs::path path = m_directory / "private";
-  const std::vector<std::uint8_t> data = {5, 6, 7};
-  ASSERT_TRUE(WritePrivateFile(path.string(), data));
-  EXPECT_EQ(testsupport::ReadBytes(path), data);
+  ASSERT_TRUE(WritePrivateFile(path.string(), Bytes{5, 6, 7}));
+  EXPECT_EQ(testsupport::ReadBytes(path), (Bytes{5, 6, 7}));
   LocalMemory<PSECURITY_DESCRIPTOR> descriptor;
   PSID owner = nullptr;
   ASSERT_EQ(GetNamedSecurityInfoA(path.string().c_str(), SE_FILE_OBJECT,
                                   OWNER_SECURITY_INFORMATION | DACL_SECURITY_INFORMATION, &owner, nullptr, nullptr,
                                   nullptr, &descriptor.get),
             static_cast<DWORD>(ERROR_SUCCESS));
-  if (!UnderWine()) {
+  if (GetProcAddress(GetModuleHandleA("ntdll.dll"), "wine_get_version") == nullptr) {
     EXPECT_EQ(DaclText(descriptor.get), "D:P(A;;FA;;;SY)(A;;FA;;;BA)");
     return;
   }
@@ -162,48 +115,32 @@ TEST_F(WindowsPrivateFile, IsCreatedAdmittingSystemAndAdministratorsOnly) {
                   "protection against inheritance can be read back";
 }
 
-TEST_F(WindowsPrivateFile, RefusesAnythingAlreadyThereAndLeavesItAlone) {
+TEST_F(WindowsPrivateFile, RefusesAnythingThereAndOnlyAStaleFileMakesWay) {
   const fs::path file = m_directory / "existing";
-  testsupport::WriteBytes(file, std::vector<std::uint8_t>(100, 1));
+  testsupport::WriteBytes(file, Bytes(100, 1));
   const fs::path directory = m_directory / "directory";
   fs::create_directories(directory);
   for (const fs::path& path : {file, directory, m_directory / "missing" / "file"}) {
-    EXPECT_FALSE(WritePrivateFile(path.string(), std::vector<std::uint8_t>{9})) << path;
+    EXPECT_FALSE(WritePrivateFile(path.string(), Bytes{9})) << path;
   }
-  EXPECT_EQ(testsupport::ReadBytes(file), std::vector<std::uint8_t>(100, 1));
-  EXPECT_TRUE(fs::is_directory(directory));
+  EXPECT_EQ(testsupport::ReadBytes(file), Bytes(100, 1));
   EXPECT_FALSE(fs::exists(m_directory / "missing"));
-}
-
-TEST_F(WindowsPrivateFile, AFailedWriteLeavesNoFileBehind) {
-  // Memory the process may not read makes WriteFile fail after the file was created.
+  EXPECT_FALSE(RemoveOwnStaleFile(directory.string()));
+  EXPECT_TRUE(RemoveOwnStaleFile(file.string()));
+  EXPECT_TRUE(RemoveOwnStaleFile(file.string())) << "nothing there makes way too";
+  // Memory the process may not read makes WriteFile fail after the file was created: no file stays.
   void* unreadable = VirtualAlloc(nullptr, 4096, MEM_COMMIT | MEM_RESERVE, PAGE_NOACCESS);
   ASSERT_NE(unreadable, nullptr);
-  const fs::path path = m_directory / "unwritten";
-  EXPECT_FALSE(WritePrivateFile(path.string(), std::span(static_cast<const std::uint8_t*>(unreadable), 4096)));
-  EXPECT_FALSE(fs::exists(path));
+  EXPECT_FALSE(WritePrivateFile(file.string(), std::span(static_cast<const std::uint8_t*>(unreadable), 4096)));
+  EXPECT_FALSE(fs::exists(file));
   (void)VirtualFree(unreadable, 0, MEM_RELEASE);
 }
 
-TEST_F(WindowsPrivateFile, RemoveOwnStaleFileClearsAFileAndRefusesADirectory) {
-  testsupport::WriteBytes(m_directory / "stale", std::vector<std::uint8_t>(10, 2));
-  fs::create_directories(m_directory / "directory");
-  const struct {
-    const char* name;
-    bool cleared;
-  } cases[] = {{"stale", true}, {"nothing", true}, {"directory", false}};
-  for (const auto& item : cases) {
-    const fs::path path = m_directory / item.name;
-    EXPECT_EQ(RemoveOwnStaleFile(path.string()), item.cleared) << item.name;
-    EXPECT_EQ(fs::exists(path), !item.cleared) << item.name;
-  }
-}
-
+// The block belongs to the COM task allocator: it can grow and be freed there.
 TEST(WindowsTaskMemory, CallersFreeItWithCoTaskMemFree) {
   void* memory = AllocateCallerMemory(4096);
   ASSERT_NE(memory, nullptr);
   std::memset(memory, 0x11, 4096);
-  // The block belongs to the COM task allocator: it can grow and be freed there.
   void* grown = CoTaskMemRealloc(memory, 8192);
   ASSERT_NE(grown, nullptr);
   EXPECT_EQ(static_cast<unsigned char*>(grown)[4095], 0x11);
