@@ -37,12 +37,12 @@ class KeystoreTest : public testing::TestWithParam<Backend> {
     hostKeyFile_ = WriteKeyFile("master.hex", '1');
     if (GetParam() == Backend::kPostgres) {
       database_ = "qvks_test_" + std::to_string(std::random_device()());
-      AdminSql("CREATE DATABASE " + database_);
+      Sql("CREATE DATABASE " + database_, {}, true);
     }
   }
   void TearDown() override {
     if (!database_.empty()) {
-      AdminSql("DROP DATABASE IF EXISTS " + database_ + " WITH (FORCE)");
+      Sql("DROP DATABASE IF EXISTS " + database_ + " WITH (FORCE)", {}, true);
     }
   }
 
@@ -69,19 +69,22 @@ class KeystoreTest : public testing::TestWithParam<Backend> {
     return root_.path() / fileName;
   }
 
-  // Connect opens a connection of its own to this test's database.
-  std::unique_ptr<DbBackend> Connect() const {
+  // Connect opens a connection of its own to this test's database, or to the cluster's as its
+  // administrator; Sql runs one statement on a new one and returns the first field it gives, if any.
+  std::unique_ptr<DbBackend> Connect(bool admin = false) const {
     std::string error;
-    std::unique_ptr<DbBackend> db = GetParam() == Backend::kSqlite ? OpenSqlite(SqlitePath(), 5000, error)
-                                                                   : OpenPostgres(Connection(), 5000, error);
+    std::unique_ptr<DbBackend> db = GetParam() == Backend::kSqlite && !admin
+                                        ? OpenSqlite(SqlitePath(), 5000, error)
+                                        : OpenPostgres(admin ? AdminConnection() : Connection(), 5000, error);
     EXPECT_TRUE(db) << error;
     return db;
   }
-  // Sql runs one statement on a new connection and returns the first field it gives, if any.
-  std::string Sql(const std::string& statement, const std::vector<DbParam>& params = {}) const {
+  std::string Sql(const std::string& statement, const std::vector<DbParam>& params = {}, bool admin = false) const {
     std::vector<DbRow> rows;
-    const std::unique_ptr<DbBackend> db = Connect();
-    EXPECT_EQ(db->Execute(statement, params, &rows), DbStatus::kOk) << statement << ": " << db->LastError();
+    const std::unique_ptr<DbBackend> db = Connect(admin);
+    if (db) {
+      EXPECT_EQ(db->Execute(statement, params, &rows), DbStatus::kOk) << statement << ": " << db->LastError();
+    }
     return rows.empty() ? std::string() : rows[0][0].bytes;
   }
   std::string Wrapped(int version) const {
@@ -102,12 +105,6 @@ class KeystoreTest : public testing::TestWithParam<Backend> {
     std::getline(std::ifstream(file != nullptr ? file : ""), connection);
     EXPECT_FALSE(connection.empty()) << "no PostgreSQL test cluster in QVKS_PG_CONNINFO_FILE (run through ctest)";
     return connection;
-  }
-  static void AdminSql(const std::string& statement) {
-    std::string error;
-    const std::unique_ptr<DbBackend> admin = OpenPostgres(AdminConnection(), 5000, error);
-    ASSERT_TRUE(admin) << error;
-    EXPECT_EQ(admin->Execute(statement, {}, nullptr), DbStatus::kOk) << statement << ": " << admin->LastError();
   }
 
   testsupport::TempMachineRoot root_;
@@ -233,9 +230,6 @@ TEST_P(KeystoreTest, RefusalsGiveTheirCodesAndChangeNothing) {
 // loaded the set before refuses to reload it and goes on serving what it had; a keystore opened
 // afterwards refuses it at initialize or, for material from another keystore, at getKey.
 TEST_P(KeystoreTest, EditsOfTheKeySetGiveCorrupted) {
-  const auto sql = [this](const std::string& statement) {
-    return [this, statement](QVKeystoreDb&) { Sql(statement); };
-  };
   const auto summary = [this] { return Sql("SELECT value FROM qvks_meta WHERE item = 'key-set'"); };
   const auto setSummary = [this](const std::string& bytes) {
     Sql("UPDATE qvks_meta SET value = $1 WHERE item = 'key-set'", {DbParam::Blob(bytes)});
@@ -248,22 +242,13 @@ TEST_P(KeystoreTest, EditsOfTheKeySetGiveCorrupted) {
       setSummary(bytes);
     };
   };
-  const std::string v1 = " WHERE name = 'k' AND version = 1";
   // What, the edit, and whether a keystore opened afterwards can tell (not a whole older key set).
-  const std::vector<std::tuple<const char*, std::function<void(QVKeystoreDb&)>, bool>> cases = {
-      {"a deactivated version made active again", sql("UPDATE qvks_keys SET state = 2" + v1), true},
-      {"the newest version deleted", sql("DELETE FROM qvks_keys WHERE name = 'k' AND version = 2"), true},
-      {"a version's algorithm changed", sql("UPDATE qvks_keys SET algorithm = 'aes-256-ecb'" + v1), true},
-      {"the summary deleted", sql("DELETE FROM qvks_meta WHERE item = 'key-set'"), true},
-      {"the keystore id changed (same length)",
-       sql("UPDATE qvks_meta SET value = (SELECT substr(value, 1, 16) FROM qvks_meta WHERE item = 'key-set') "
-           "WHERE item = 'keystore-id'"),
-       true},
+  std::vector<std::tuple<std::string, std::function<void(QVKeystoreDb&)>, bool>> cases = {
       {"a destroyed version restored from an earlier copy",
        [&](QVKeystoreDb& live) {
          const std::string earlier = Wrapped(1);
          ASSERT_EQ(live.destroyKey("k", 1), KS_SUCCESS);
-         Sql("UPDATE qvks_keys SET state = 3" + v1);
+         Sql("UPDATE qvks_keys SET state = 3 WHERE name = 'k' AND version = 1");
          SetWrapped(1, earlier);
        },
        true},
@@ -290,6 +275,10 @@ TEST_P(KeystoreTest, EditsOfTheKeySetGiveCorrupted) {
        },
        true},
   };
+  for (const testsupport::DataRow& row : testsupport::ReadDataTable("keystore_db_key_set_edits.tsv")) {
+    cases.emplace_back(
+        row["edit"], [this, statement = row["statement"]](QVKeystoreDb&) { Sql(statement); }, true);
+  }
   (void)Open();  // the tables, emptied for every case
   for (const auto& [what, edit, newKeystoreSees] : cases) {
     SCOPED_TRACE(what);
