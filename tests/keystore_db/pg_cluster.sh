@@ -1,10 +1,8 @@
 #!/usr/bin/env bash
-# A throwaway PostgreSQL cluster for the keystore tests, listening on 127.0.0.1 only:
-#   pg_cluster.sh start STATE_DIR   initdb and start on the first free port from 55432 on, in a
-#                                   fresh directory under the temporary one; writes
-#                                   STATE_DIR/conninfo (0600)
+# A throwaway PostgreSQL cluster for the keystore tests on 127.0.0.1, in a fresh directory under
+# the temporary one (root runs the server as "postgres", since it refuses to run as root):
+#   pg_cluster.sh start STATE_DIR   start on the first free port from 55432; writes STATE_DIR/conninfo
 #   pg_cluster.sh stop STATE_DIR    stop and remove the cluster
-# The server refuses to run as root, so root runs it as the "postgres" user.
 set -euo pipefail
 action=${1:-}
 state=${2:-}
@@ -14,9 +12,8 @@ as_server() { if [[ $(id -u) -eq 0 ]]; then runuser -u postgres -- "$@"; else "$
 
 case $action in
   start)
-    mkdir -p "$state"
     data=$(mktemp -d "${TMPDIR:-/tmp}/qvks-pg.XXXXXX")
-    echo "$data/cluster" >"$state/datadir"
+    mkdir -p "$state" && echo "$data/cluster" >"$state/datadir"
     password=$(od -An -N16 -tx1 /dev/urandom | tr -d ' \n')
     printf '%s\n' "$password" >"$data/pwfile"
     [[ $(id -u) -ne 0 ]] || chown -R postgres: "$data"
@@ -30,23 +27,17 @@ case $action in
       (exec 3<>"/dev/tcp/127.0.0.1/$port") 2>/dev/null && continue
       if as_server "$bindir/pg_ctl" -D "$data/cluster" -l "$data/cluster/server.log" -w -t 60 -o "-p $port" start \
         >/dev/null; then
-        umask 077
-        printf 'host=127.0.0.1 port=%s user=postgres password=%s dbname=postgres connect_timeout=5\n' \
-          "$port" "$password" >"$state/conninfo"
-        exit 0
+        (umask 077 && printf 'host=127.0.0.1 port=%s user=postgres password=%s dbname=postgres connect_timeout=5\n' \
+          "$port" "$password" >"$state/conninfo") && exit 0
       fi
     done
     echo "could not start PostgreSQL; see $data/cluster/server.log" >&2
     exit 1
     ;;
   stop)
-    [[ -f $state/datadir ]] || exit 0
-    data=$(cat "$state/datadir")
+    data=$(cat "$state/datadir" 2>/dev/null) || exit 0
     as_server "$bindir/pg_ctl" -D "$data" -m immediate -w stop >/dev/null 2>&1 || true
     rm -rf "$(dirname "$data")" "$state"
     ;;
-  *)
-    echo "usage: $0 start|stop STATE_DIR" >&2
-    exit 2
-    ;;
+  *) echo "usage: $0 start|stop STATE_DIR" >&2 && exit 2 ;;
 esac
