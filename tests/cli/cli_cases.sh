@@ -4,6 +4,7 @@
 
 tool=$1
 data=$2
+tables="$(dirname "${BASH_SOURCE[0]}")/../data"
 case_name=$3
 label=$case_name
 # shellcheck source=../support/cli_harness.sh
@@ -41,7 +42,7 @@ round_trip() {
 case_usage_errors() {
   while IFS=$'\t' read -r pattern args; do
     expect_failure 2 "$pattern" "$empty" $args
-  done < <(table "$data/usage_errors.tsv")
+  done < <(table "$tables/cli_usage_errors.tsv")
   # Asking for the password needs a terminal, which the test runner does not give.
   setsid "$tool" hash password </dev/null >"$work/out" 2>"$work/err"
   code=$?
@@ -64,7 +65,7 @@ case_explain() {
     expect_success "$empty" explain "$argument"
     printf 'value:   %s\nfamily:  %s\ncode:    %s\nmessage: %s\n' "$value" "$family" "$code_line" "$message" |
       cmp -s - "$work/out" || fail "explain $argument printed: $(cat "$work/out")"
-  done < <(table "$data/explain.tsv")
+  done < <(table "$tables/cli_explain.tsv")
 }
 
 case_ssv_round_trip() {
@@ -195,7 +196,7 @@ TABLE
   grep -q 'the password fixture' "$work/out" && fail "inspect printed the plain text"
   while IFS=$'\t' read -r pattern input; do
     expect_failure 3 "$pattern" "$empty" inspect "$input"
-  done < <(table "$data/inspect_rejects.tsv")
+  done < <(table "$tables/cli_inspect_rejects.tsv")
 }
 
 case_keystore_config() {
