@@ -1,10 +1,5 @@
-// No key or password byte stays behind in the general heap after a one-call function returns.
-//
-// How: this binary replaces operator new and delete and OpenSSL's allocator (heap_watch.cc).
-// During each call every block freed is copied as it stands at that moment, which is what would
-// remain in the heap, and every block allocated during the call and still live afterwards is
-// copied when it returns. No run of 8 bytes of a secret the call handles may appear in those
-// copies. The caller's own strings (allocated before the call) are not counted.
+// No key or password byte stays behind in the general heap after a one-call function returns: no
+// run of 8 bytes of a secret the call handles may appear in what heap_watch.cc kept of the call.
 
 #include <qvcryptoservice/cipher_meta.h>
 #include <qvcryptoservice/encryption_functions.h>
@@ -25,13 +20,10 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <functional>
-#include <memory>
-#include <span>
-#include <string>
-#include <vector>
 
 namespace QVCryptoService {
 namespace {
@@ -49,8 +41,7 @@ struct Holder {
   std::string call;
   std::function<void()> run;
   std::function<std::vector<Secret>()> secrets;  // asked after the call, which may make them
-  // OpenSSL's PBKDF2 frees its copy of the salt unwiped (a salt is public in its view), and
-  // CreateDerivedKey's salt is the password repeated: there only the library's own copies count.
+  // OpenSSL's PBKDF2 frees its salt unwiped, and CreateDerivedKey's salt is the password repeated.
   bool exceptOpenSsl = false;
 };
 
@@ -96,10 +87,7 @@ class HeapSecrets : public testing::Test {
 TEST_F(HeapSecrets, WatchFindsCopiesLeftInAStringAndInOpenSslMemory) {
   const auto found = [](bool wipe) {
     heapwatch::Begin();
-    {
-      std::string copy = kLongPassword;
-      (void)copy;
-    }
+    { const std::string copy = kLongPassword; }
     void* copy = OPENSSL_malloc(kLongPassword.size());
     std::memcpy(copy, kLongPassword.data(), kLongPassword.size());
     wipe ? OPENSSL_clear_free(copy, kLongPassword.size()) : OPENSSL_free(copy);
@@ -120,8 +108,8 @@ TEST_F(HeapSecrets, WipedStringsKeepNoCharacterOfTheSecret) {
     std::string taken = std::move(movedFrom);
     const WipeOnExit wipeTaken(taken);
   }
-  const std::string object(reinterpret_cast<const char*>(&movedFrom), sizeof movedFrom);
-  EXPECT_EQ(object.find(kShortPassword.substr(1, kWindow)), std::string::npos) << "a moved-from string kept it";
+  EXPECT_EQ(std::string(reinterpret_cast<const char*>(&movedFrom), sizeof movedFrom).find(kShortPassword.substr(1, 8)),
+            std::string::npos);
   ExpectNoCopies({"a shrunk string",
                   [] {
                     std::string text = kLongPassword;
@@ -192,9 +180,7 @@ TEST_F(HeapSecrets, NoCallLeavesACopyOfTheSecretsItHandles) {
          {"CreateDerivedKey" + size, [&, password] { EXPECT_EQ(CreateDerivedKey(*password, hmac), PXA_OK); }, alone,
           true}});
   }
-  for (const Holder& holder : holders) {
-    ExpectNoCopies(holder);
-  }
+  std::ranges::for_each(holders, ExpectNoCopies);
   EXPECT_STREQ(cTexts[1], "plain");
   EXPECT_STREQ(cTexts[3], "plain");
   for (char* allocated : cTexts) {
@@ -214,8 +200,7 @@ TEST_F(HeapSecrets, CFunctionsFailRatherThanThrowWhenMemoryRunsOut) {
   const std::uint8_t encrypted = QVPBEncrypt(plain.c_str(), &cipherText, "password");
   SSVEncrypt(plain.c_str(), &ssvText);
   heapwatch::RefuseAllocationsFrom(0);
-  EXPECT_EQ(encrypted, 0);
-  EXPECT_EQ(cipherText, nullptr);
+  EXPECT_TRUE(encrypted == 0 && cipherText == nullptr);
   ASSERT_NE(ssvText, nullptr);
   EXPECT_STREQ(ssvText, "");
   std::free(ssvText);

@@ -14,10 +14,7 @@ inline std::uint8_t ReferenceMultiply(std::uint8_t a, std::uint8_t b) {
     if ((b >> bit) & 1) {
       product ^= shifted;
     }
-    shifted <<= 1;
-    if (shifted & 0x100) {
-      shifted ^= 0x11B;
-    }
+    shifted = (shifted << 1) ^ (shifted & 0x80 ? 0x11B : 0);
   }
   return static_cast<std::uint8_t>(product);
 }

@@ -10,7 +10,6 @@
 #include <gtest/gtest.h>
 
 #include <array>
-#include <vector>
 
 namespace QVCryptoService::sharescheme {
 namespace {

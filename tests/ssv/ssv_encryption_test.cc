@@ -4,7 +4,6 @@
 #include <qvcryptoservice/qvcrypto_c.h>
 #include <qvcryptoservice/qvpax.h>
 #include <qvcryptoservice/ssv_crypto.h>
-#include <qvcryptoservice/ssv_functions.h>
 
 #include "tests/platform/machine_root_fixture.h"
 
@@ -12,8 +11,6 @@
 
 #include <algorithm>
 #include <cstdlib>
-#include <string>
-#include <vector>
 
 namespace QVCryptoService {
 namespace {
@@ -54,7 +51,7 @@ class SsvEncryption : public testing::Test {
 };
 
 TEST_F(SsvEncryption, AFreshEngineDecryptsBothFormsWithFreshIvs) {
-  for (const std::string& plain : {std::string(), std::string(16, 'b'), std::string(1000, 'c')}) {
+  for (const std::string& plain : {std::string(), std::string(1000, 'c')}) {
     std::vector<std::string> texts(3);
     QVSSVCrypto writer;
     ASSERT_EQ(writer.QVEncrypt(Block(plain), texts[0]), PXA_OK);
@@ -91,8 +88,7 @@ TEST_F(SsvEncryption, ShortAndDamagedInputs) {
   EXPECT_EQ(engine.QVDecrypt_Bin(std::string(15, 'c'), plain), PXA_ERR_INVALID_ARGUMENTS);
   EXPECT_EQ(log.entries().back(), SsvLine("QVDecrypt_Bin", "Invalid cipher text received"));
   EXPECT_EQ(engine.QVDecrypt("", plain), PXA_ERR_INVALID_ARGUMENTS);
-  EXPECT_EQ(engine.QVDecrypt_Bin(std::string(16, 'c'), plain) >> 32, PXA_FAMILY_OPENSSL)
-      << "an IV alone passes the length check and fails in the cipher";
+  EXPECT_EQ(engine.QVDecrypt_Bin(std::string(16, 'c'), plain) >> 32, PXA_FAMILY_OPENSSL) << "an IV alone";
   std::string binary;
   ASSERT_EQ(engine.QVEncrypt_Bin(Block("sixteen bytes!!!"), binary), PXA_OK);
   binary.pop_back();
@@ -111,15 +107,10 @@ TEST_F(SsvEncryption, EncryptBySsvNeedsExactlyFiveSecrets) {
   EXPECT_EQ(QVSSVCrypto::EncryptBySSV(std::vector<std::string>(5, std::string(32, 'k')), Block("x"), out), PXA_OK);
 }
 
-// The free functions and the C functions share the library's engine; a C failure gives an
-// allocated empty string, or an empty string in the caller's own buffer.
-TEST_F(SsvEncryption, FreeAndCFunctionsGoThroughTheLibrarysEngine) {
+// The C functions go through the library's engine; a failure gives an allocated empty string, or
+// an empty string in the caller's own buffer.
+TEST_F(SsvEncryption, CFunctionsGoThroughTheLibrarysEngine) {
   ASSERT_TRUE(InitLibrary());
-  std::string text;
-  SecureBlock plain;
-  ASSERT_EQ(EncryptWithSSV_Bin("binary", text), PXA_OK);
-  ASSERT_EQ(DecryptWithSSV_Bin(text, plain), PXA_OK);
-  EXPECT_EQ(Text(plain), "binary");
   std::vector<char*> allocated(3, nullptr);
   SSVEncrypt("c text", &allocated[0]);
   ASSERT_NE(allocated[0], nullptr);
@@ -128,7 +119,7 @@ TEST_F(SsvEncryption, FreeAndCFunctionsGoThroughTheLibrarysEngine) {
   EXPECT_STREQ(allocated[1], "c text");
   EXPECT_STREQ(allocated[2], "");
   for (char* cText : allocated) {
-    std::free(cText);  // NOLINT(cppcoreguidelines-no-malloc): the C interface hands out malloc'd text
+    std::free(cText);  // NOLINT(cppcoreguidelines-no-malloc)
   }
   char buffer[128];
   char* callerBuffer = buffer;

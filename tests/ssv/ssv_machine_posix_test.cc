@@ -12,8 +12,6 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
-#include <filesystem>
-#include <vector>
 
 namespace QVCryptoService {
 namespace {

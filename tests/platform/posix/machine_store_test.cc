@@ -8,8 +8,6 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
-#include <filesystem>
-#include <vector>
 
 namespace QVCryptoService::platform {
 namespace {

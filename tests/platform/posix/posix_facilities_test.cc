@@ -16,8 +16,6 @@
 
 #include <cerrno>
 #include <cstdlib>
-#include <filesystem>
-#include <vector>
 
 namespace QVCryptoService {
 namespace {

@@ -1,10 +1,8 @@
-// The Windows side of the platform layer, against the real facilities (under Wine, those of a
-// fresh prefix): the HKLM store's reads and the descriptor of the key it writes to, the system
-// directory, private files and their descriptor, and the COM task allocator.
+// The Windows platform layer against the real facilities (under Wine, a fresh prefix's): the HKLM
+// store and its key's descriptor, private files and theirs, and the COM task allocator.
 
 #include "platform/machine_store.h"
 #include "platform/private_file.h"
-#include "platform/system_directory.h"
 #include "platform/task_memory.h"
 #include "tests/platform/machine_root_fixture.h"
 
@@ -17,9 +15,7 @@
 #include <sddl.h>
 
 #include <cstring>
-#include <filesystem>
 #include <span>
-#include <vector>
 
 namespace QVCryptoService::platform {
 namespace {
@@ -75,14 +71,6 @@ TEST(RegistryStore, TheKeyItWritesToAdmitsSystemAndAdministratorsOnly) {
   }
 }
 
-// The staging file's name is joined with a slash, also after a Windows path.
-TEST(WindowsSystemDirectory, IsTheOneGetSystemDirectoryNamesAndTakesASlash) {
-  const testsupport::TempMachineRoot machine;
-  EXPECT_EQ(SystemDirectory(), machine.string());
-  ASSERT_TRUE(WritePrivateFile(SystemDirectory() + "/stableSystemValues", Bytes{1, 2, 3}));
-  EXPECT_EQ(testsupport::ReadBytes(machine.path() / "stableSystemValues"), (Bytes{1, 2, 3}));
-}
-
 class WindowsPrivateFile : public testing::Test {
  protected:
   WindowsPrivateFile() { fs::create_directories(m_directory); }
@@ -105,9 +93,7 @@ TEST_F(WindowsPrivateFile, IsCreatedAdmittingSystemAndAdministratorsOnly) {
     EXPECT_EQ(DaclText(descriptor.get), "D:P(A;;FA;;;SY)(A;;FA;;;BA)");
     return;
   }
-  // Wine keeps no descriptor for a file: it maps the DACL it is given to the Unix mode and reports
-  // one made from that mode, SYSTEM and the owner (an administrator there) always, group and
-  // Everyone as far as the mode admits them. What it shows is that nobody else got in.
+  // Wine reports a DACL made from the file's Unix mode: SYSTEM, the owner, and nobody else.
   LocalMemory<LPSTR> ownerText;
   ASSERT_TRUE(ConvertSidToStringSidA(owner, &ownerText.get));
   EXPECT_EQ(DaclText(descriptor.get), "D:(A;;FA;;;SY)(A;;FA;;;" + std::string(ownerText.get) + ")");
