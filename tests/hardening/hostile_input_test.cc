@@ -53,19 +53,14 @@ TEST(HostileInput, GetsTheDocumentedAnswer) {
     EXPECT_FALSE(QVpax::getInstance()->CryptoIntrf()->isQVCrypto(serialized));
     CipherMeta_t meta;
     std::vector<std::uint8_t> bytes;
-    EXPECT_FALSE(DeserialzeCipherData(serialized, meta, bytes));
-    EXPECT_FALSE(CipherMetaFromJsonStr(json, meta));
+    EXPECT_FALSE(DeserialzeCipherData(serialized, meta, bytes) || CipherMetaFromJsonStr(json, meta));
     EXPECT_FALSE(CipherFromJsonStr(json, meta, bytes));
     HashingData_t hashing;
     SigningData_t signing;
-    EXPECT_FALSE(DeserializeHashingData(hashing, serialized));
-    EXPECT_FALSE(DeserializeSigningData(signing, serialized));
-    EXPECT_FALSE(HashingDataFromJsonStr(hashing, json));
-    EXPECT_FALSE(SigningDataFromJsonStr(signing, json));
-    EXPECT_FALSE(VerifyDigest(std::string("data"), serialized));
-    EXPECT_FALSE(VerifyChecksum(std::string("data"), serialized));
-    EXPECT_FALSE(VerifyHMAC(std::string("data"), serialized));
-    EXPECT_FALSE(VerifyPasswordHash("password", serialized));
+    EXPECT_FALSE(DeserializeHashingData(hashing, serialized) || DeserializeSigningData(signing, serialized));
+    EXPECT_FALSE(HashingDataFromJsonStr(hashing, json) || SigningDataFromJsonStr(signing, json));
+    EXPECT_FALSE(VerifyDigest(std::string("data"), serialized) || VerifyChecksum(std::string("data"), serialized));
+    EXPECT_FALSE(VerifyHMAC(std::string("data"), serialized) || VerifyPasswordHash("password", serialized));
     char* untouched = reinterpret_cast<char*>(&untouched);
     char* text = untouched;
     EXPECT_EQ(QVPBDecrypt(serialized.c_str(), &text, "password"), 0);
@@ -73,8 +68,7 @@ TEST(HostileInput, GetsTheDocumentedAnswer) {
 
     // As data, a password or a keystore name, it is taken as it is.
     const std::string& data = serialized;
-    std::string hmac;
-    std::string hash;
+    std::string hmac, hash;
     ASSERT_EQ(CreateHMAC(data, hmac), PXA_OK);
     ASSERT_EQ(CreatePasswordHash(data, hash), PXA_OK);
     EXPECT_TRUE(VerifyHMAC(data, hmac) && VerifyPasswordHash(data, hash));

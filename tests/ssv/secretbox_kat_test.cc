@@ -74,15 +74,12 @@ TEST(SecretboxLayout, RefusesBuffersShorterThanThePaddingOrOfAnotherSize) {
   const std::array<std::uint8_t, kSecretboxKeySize> key{};
   const std::array<std::uint8_t, kSecretboxNonceSize> nonce{};
   for (std::size_t size = 0; size < kSecretboxPlainPadding; ++size) {
-    std::vector<std::uint8_t> in(size, 0);
-    std::vector<std::uint8_t> out(size, 0xAB);
-    EXPECT_FALSE(SecretboxSeal(out, in, nonce, key)) << "size " << size;
-    EXPECT_FALSE(SecretboxOpen(out, in, nonce, key)) << "size " << size;
-    EXPECT_EQ(out, std::vector<std::uint8_t>(size, 0xAB)) << "size " << size;
+    Bytes out(size, 0xAB);
+    EXPECT_FALSE(SecretboxSeal(out, Bytes(size), nonce, key) || SecretboxOpen(out, Bytes(size), nonce, key)) << size;
+    EXPECT_EQ(out, Bytes(size, 0xAB)) << "size " << size;
   }
-  std::vector<std::uint8_t> in(64, 0);
-  std::vector<std::uint8_t> shorter(63, 0);
-  EXPECT_FALSE(SecretboxSeal(shorter, in, nonce, key));
+  Bytes shorter(63, 0);
+  EXPECT_FALSE(SecretboxSeal(shorter, Bytes(64), nonce, key));
 }
 
 }  // namespace

@@ -51,25 +51,6 @@ class SsvEngine : public testing::Test {
   testsupport::CapturedLog m_log;
 };
 
-TEST_F(SsvEngine, GenerateStoresOneRecordAndKeepsItUnlessForced) {
-  ASSERT_EQ(QVSSVCrypto::generateSSV(m_root.string(), false), KS_SUCCESS);
-  const Bytes first = ReadCurrent();
-  testsupport::ExpectRecordLayout(first);
-  EXPECT_FALSE(fs::exists(StagingPath()));
-  EXPECT_TRUE(m_root.ReadValue(kSsvStoreLocations[0].key, kSsvStoreLocations[0].value).empty());
-  EXPECT_TRUE(m_root.ReadValue(kSsvStoreLocations[1].key, kSsvStoreLocations[1].value).empty());
-  ASSERT_EQ(QVSSVCrypto::generateSSV(m_root.string(), false), KS_SUCCESS);
-  EXPECT_EQ(ReadCurrent(), first) << "an unforced generation replaced the record";
-  ASSERT_EQ(QVSSVCrypto::generateSSV(m_root.string(), true), KS_SUCCESS);
-  const Bytes second = ReadCurrent();
-  testsupport::ExpectRecordLayout(second);
-  EXPECT_NE(IdOf(second), IdOf(first));
-  EXPECT_NE(testsupport::RecombineRecord(second), testsupport::RecombineRecord(first));
-  EXPECT_EQ(QVSSVCrypto::generateSSV((m_root.path() / "missing").string(), true), KS_ERR_SSV_NOT_INITIALIZED);
-  EXPECT_EQ(ReadCurrent(), second);
-  EXPECT_TRUE(m_log.entries().empty());
-}
-
 // What counts as an SSV already there, which an unforced generation keeps: any staging file, a
 // whole record in a legacy location, a short value in the current one; not an overlong value.
 TEST_F(SsvEngine, AnUnforcedGenerationWritesOnlyWhenNothingCounts) {
@@ -148,7 +129,9 @@ TEST_F(SsvEngine, TheStagingFileThenTheFirstWholeRecordIsRead) {
   EXPECT_TRUE(m_log.entries().empty());
 }
 
-TEST_F(SsvEngine, WithoutARecordEveryCallLogsAndFailsUntilOneIsThere) {
+// Without a record every call logs and fails; a failed load is retried, and once loaded the
+// engine keeps its record whatever generation and the store do.
+TEST_F(SsvEngine, GenerationStoresOneRecordAndKeepsItUnlessForced) {
   QVSSVCrypto engine;
   EXPECT_EQ(engine.getComponentId(), "");
   std::vector<std::string> secrets{"kept"};
@@ -156,11 +139,23 @@ TEST_F(SsvEngine, WithoutARecordEveryCallLogsAndFailsUntilOneIsThere) {
   EXPECT_EQ(secrets, std::vector<std::string>{"kept"});
   EXPECT_EQ(m_log.entries(), (std::vector<LogEntry>{kNoRecordLine, kCorruptedLine, kNoRecordLine}));
 
-  // A failed load is retried; once loaded, the engine keeps its record whatever the store does.
   ASSERT_EQ(QVSSVCrypto::generateSSV(m_root.string(), false), KS_SUCCESS);
   const Bytes first = ReadCurrent();
+  testsupport::ExpectRecordLayout(first);
+  EXPECT_FALSE(fs::exists(StagingPath()));
+  EXPECT_TRUE(m_root.ReadValue(kSsvStoreLocations[0].key, kSsvStoreLocations[0].value).empty());
+  EXPECT_TRUE(m_root.ReadValue(kSsvStoreLocations[1].key, kSsvStoreLocations[1].value).empty());
   EXPECT_EQ(engine.getComponentId(), IdOf(first));
+  ASSERT_EQ(QVSSVCrypto::generateSSV(m_root.string(), false), KS_SUCCESS);
+  EXPECT_EQ(ReadCurrent(), first) << "an unforced generation replaced the record";
   ASSERT_EQ(QVSSVCrypto::generateSSV(m_root.string(), true), KS_SUCCESS);
+  const Bytes second = ReadCurrent();
+  testsupport::ExpectRecordLayout(second);
+  EXPECT_NE(IdOf(second), IdOf(first));
+  EXPECT_NE(testsupport::RecombineRecord(second), testsupport::RecombineRecord(first));
+  EXPECT_EQ(QVSSVCrypto::generateSSV((m_root.path() / "missing").string(), true), KS_ERR_SSV_NOT_INITIALIZED);
+  EXPECT_EQ(ReadCurrent(), second);
+  EXPECT_EQ(m_log.entries().size(), 3U) << "a generation logged";
   Write(kCurrentSsvStoreLocation, {});
   EXPECT_EQ(engine.getComponentId(), IdOf(first));
   EXPECT_EQ(Recovered(engine), testsupport::RecombineRecord(first));

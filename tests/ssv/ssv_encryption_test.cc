@@ -38,9 +38,7 @@ TEST(SsvEncryptionWithoutSsv, EveryCallReportsElevenBeforeLookingAtItsInput) {
   EXPECT_EQ(Text(plain), "kept");
   const std::vector<LogEntry> entries = log.entries();
   for (const char* function : {"QVEncrypt", "QVEncrypt_Bin", "QVDecrypt_Bin"}) {
-    EXPECT_NE(std::find(entries.begin(), entries.end(), SsvLine(function, "Failed to reconstruct the SSV info")),
-              entries.end())
-        << function;
+    EXPECT_NE(std::ranges::find(entries, SsvLine(function, "Failed to reconstruct the SSV info")), entries.end());
   }
 }
 

@@ -40,17 +40,8 @@ std::string DaclText(PSECURITY_DESCRIPTOR descriptor) {
   return text.get == nullptr ? "" : text.get;
 }
 
-TEST(RegistryStore, ReadTellsMissingFromTooLarge) {
-  const testsupport::TempMachineRoot machine;
-  testsupport::ReadStoreValue(kKey, kValue, 10, StoreStatus::kNotFound);
-  machine.WriteValue(kKey, kValue, Bytes(10, 1));
-  testsupport::ReadStoreValue(kKey, "Other_Value", 10, StoreStatus::kNotFound);
-  EXPECT_EQ(testsupport::ReadStoreValue(kKey, kValue, 10, StoreStatus::kOk), Bytes(10, 1));
-  testsupport::ReadStoreValue(kKey, kValue, 9, StoreStatus::kValueTooLarge);
-}
-
-// Whether the store makes the key or finds one made with the inherited ACL (by an earlier version,
-// say), the key it writes to admits SYSTEM and Administrators only.
+// Whether the store makes the key or finds one made with the inherited ACL, the key it writes to
+// admits SYSTEM and Administrators only; what it wrote reads back, and no more than asked for.
 TEST(RegistryStore, TheKeyItWritesToAdmitsSystemAndAdministratorsOnly) {
   const testsupport::TempMachineRoot machine;
   for (const bool madeBefore : {false, true}) {
@@ -59,7 +50,7 @@ TEST(RegistryStore, TheKeyItWritesToAdmitsSystemAndAdministratorsOnly) {
     if (madeBefore) {
       machine.WriteValue(kKey, "Other_Value", Bytes{1});
     }
-    ASSERT_EQ(WriteMachineValue(kKey, kValue, Bytes{1}), StoreStatus::kOk);
+    ASSERT_EQ(WriteMachineValue(kKey, kValue, Bytes(10, 1)), StoreStatus::kOk);
     HKEY key = nullptr;
     ASSERT_EQ(RegOpenKeyExA(HKEY_LOCAL_MACHINE, kKey.c_str(), 0, READ_CONTROL, &key), ERROR_SUCCESS);
     std::vector<BYTE> descriptor(4096);
@@ -68,7 +59,10 @@ TEST(RegistryStore, TheKeyItWritesToAdmitsSystemAndAdministratorsOnly) {
     (void)RegCloseKey(key);
     ASSERT_EQ(error, ERROR_SUCCESS);
     EXPECT_EQ(DaclText(descriptor.data()), "D:P(A;;KA;;;SY)(A;;KA;;;BA)");
+    EXPECT_EQ(testsupport::ReadStoreValue(kKey, kValue, 10, StoreStatus::kOk), Bytes(10, 1));
   }
+  testsupport::ReadStoreValue(kKey, kValue, 9, StoreStatus::kValueTooLarge);
+  testsupport::ReadStoreValue(kKey, "Missing_Value", 10, StoreStatus::kNotFound);
 }
 
 class WindowsPrivateFile : public testing::Test {
