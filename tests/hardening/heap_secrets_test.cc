@@ -1,5 +1,4 @@
-// No key or password byte stays behind in the general heap after a one-call function returns: no
-// run of 8 bytes of a secret the call handles may appear in what heap_watch.cc kept of the call.
+// No run of 8 bytes of a secret a one-call function handles stays behind in the general heap.
 
 #include <qvcryptoservice/cipher_meta.h>
 #include <qvcryptoservice/encryption_functions.h>
@@ -98,9 +97,7 @@ TEST_F(HeapSecrets, WatchFindsCopiesLeftInAStringAndInOpenSslMemory) {
   EXPECT_EQ(found(true), 1U);
 }
 
-// The library's wipe of a password copy blanks every byte the string held, not only its size:
-// a moved-from short string keeps all but its first character in the object, and a shrunk long
-// one keeps the old characters in its heap block past its size.
+// A wiped password copy keeps no character, past its size or in a moved-from object either.
 TEST_F(HeapSecrets, WipedStringsKeepNoCharacterOfTheSecret) {
   std::string movedFrom = kShortPassword;
   {
@@ -188,8 +185,7 @@ TEST_F(HeapSecrets, NoCallLeavesACopyOfTheSecretsItHandles) {
   }
 }
 
-// An exhausted heap must not unwind into a C caller, whose process it would end: the C functions
-// report their failure instead.
+// The C functions report an exhausted heap instead of unwinding into their C caller.
 TEST_F(HeapSecrets, CFunctionsFailRatherThanThrowWhenMemoryRunsOut) {
   const testsupport::TempMachineRoot root;
   ASSERT_EQ(QVSSVCrypto::generateSSV(root.string(), true), KS_SUCCESS);

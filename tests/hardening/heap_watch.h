@@ -1,8 +1,7 @@
 #pragma once
 
-// A watch over operator new and OpenSSL's allocator in this binary: while open it keeps a copy of
-// each block freed (what stays behind in the heap) and, when it closes, of each block allocated
-// during it and still live. SecureBlock's pages and the stack are outside its view.
+// Keeps a copy of each heap block freed during a watch, and of each allocated during it and still
+// live at its end; operator new and OpenSSL's allocator only, not SecureBlock's pages.
 
 #include <cstddef>
 #include <cstdint>

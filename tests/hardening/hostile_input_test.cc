@@ -1,7 +1,5 @@
-// The exported functions that take records, data or passwords, fed what nobody should send them
-// (tests/data/hostile_inputs.tsv, and nesting 100000 deep). Each must give its documented answer:
-// a result code, false, or an output left untouched. That no input crashes them is what the fuzz
-// targets check; tests/fuzz replays their corpus, which holds these inputs too.
+// The exported functions fed what nobody should send them (hostile_inputs.tsv, nesting 100000
+// deep) give their documented answer; that none crashes is the fuzz targets' business.
 
 #include <qvcryptoservice/cipher_meta.h>
 #include <qvcryptoservice/encryption_functions.h>

@@ -1,5 +1,4 @@
-// Every page holding a SecureBlock's bytes is, by the kernel's own account in /proc/self/smaps,
-// left out of core dumps ("dd") and, when the process may lock memory at all, locked ("lo").
+// By /proc/self/smaps, a SecureBlock's pages are left out of core dumps and locked when allowed.
 
 #include <qvcryptoservice/secure_block.h>
 
@@ -18,8 +17,7 @@
 namespace QVCryptoService {
 namespace {
 
-// The VmFlags of the mapping that holds `address`, each followed by a space ("rd wr mr dd "); empty
-// when no mapping holds it.
+// The VmFlags of the mapping holding `address`, each followed by a space; empty if none.
 std::string FlagsOf(const void* address) {
   const auto target = reinterpret_cast<std::uintptr_t>(address);
   std::ifstream smaps("/proc/self/smaps");
@@ -50,8 +48,7 @@ bool ProcessMayLockMemory() {
   return locked;
 }
 
-// The check must tell secret pages from ordinary ones, or it proves nothing: ordinary heap memory
-// is neither locked nor left out of core dumps.
+// Ordinary heap memory is neither locked nor undumped, or the check proves nothing.
 TEST(SecureBlockPages, AreLeftOutOfCoreDumpsAndLockedWhenLockingIsAllowed) {
   const std::string ordinary = FlagsOf(std::vector<std::uint8_t>(64, 0x5A).data());
   ASSERT_FALSE(ordinary.empty());

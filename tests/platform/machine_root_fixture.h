@@ -1,7 +1,6 @@
 #pragma once
 
-// Test helpers: a fresh machine root for tests that reach the machine store or the system
-// directory, and a captured log for tests that look at diagnostics.
+// A fresh machine root for tests that reach the machine store, and a captured log.
 
 #include <qvcryptoservice/logger.h>
 
@@ -20,9 +19,8 @@
 
 namespace testsupport {
 
-// TempMachineRoot gives a test an empty machine for its lifetime: on POSIX a new directory that
-// QVCRYPTO_MACHINE_ROOT points at; on Windows the machine itself (under Wine, a fresh prefix),
-// emptied of the SSV keys and staging file before and after.
+// An empty machine for a test's lifetime: a new directory in QVCRYPTO_MACHINE_ROOT on POSIX; on
+// Windows the machine itself (under Wine, a fresh prefix) emptied of the SSV keys and staging file.
 class TempMachineRoot {
  public:
   TempMachineRoot();
@@ -100,8 +98,7 @@ class CapturedLog {
 inline const std::string kSsvKey = "SOFTWARE\\Classes\\SSV";
 inline const std::string kSsvValue = "SSV_Data";
 
-// ReadStoreValue reads through the machine store and checks the status and, on failure, that the
-// caller's buffer was emptied.
+// Reads through the machine store, checking the status and that a failure leaves nothing.
 inline std::vector<std::uint8_t> ReadStoreValue(const std::string& key, const std::string& value, std::size_t maxSize,
                                                 QVCryptoService::platform::StoreStatus expected) {
   using namespace QVCryptoService::platform;

@@ -1,5 +1,4 @@
-// SecureBlock's storage is wiped to 0xFF before reuse or return, and the pool behind it never
-// hands one block to two owners and takes back what a thread cached when it ends.
+// SecureBlock's storage is wiped to 0xFF, and its pool neither shares nor loses blocks.
 
 #include <qvcryptoservice/secure_block.h>
 
@@ -38,8 +37,7 @@ class SecureBlockStorage : public testing::Test {
   void TearDown() override { SetReleaseObserverForTesting(nullptr); }
 };
 
-// A pooled block's unused bytes must hold 0xFF too (no list pointer either): 200 bytes come from a
-// 256-byte block. Blocks above the pool's largest get pages that go back to the system.
+// The unused bytes of a pooled block (200 bytes of 256) hold 0xFF too, no list pointer.
 TEST_F(SecureBlockStorage, BlocksHoldOnlyFFWhenHandedOutAndWhenReleased) {
   for (const std::size_t size : {std::size_t{1}, std::size_t{17}, std::size_t{200}, kLargestPooledBlock,
                                  kLargestPooledBlock + 1, std::size_t{1} << 20}) {
@@ -92,8 +90,7 @@ TEST(LockedPool, BlocksCachedByAThreadGoBackWhenItEnds) {
   }
 }
 
-// Threads take and give back blocks of every size, each marking its own; a block that changes
-// under its owner was handed to two.
+// Each thread marks its blocks: one that changes under its owner was handed to two.
 TEST(LockedPool, BlocksAreNeverSharedBetweenLiveOwners) {
   std::atomic<int> damaged{0};
   std::vector<std::thread> threads;

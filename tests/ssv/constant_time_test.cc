@@ -1,5 +1,4 @@
-// Secret-independence of the share scheme's arithmetic: secrets are marked undefined, so that
-// Valgrind's memcheck reports any branch or memory index that depends on them.
+// Secrets are marked undefined, so that Valgrind's memcheck reports any branch or index on them.
 
 #include "ssv/sharescheme/gf256.h"
 #include "ssv/sharescheme/key_shares.h"
@@ -76,8 +75,7 @@ TEST(ConstantTime, SecretBoxAndItsAuthenticator) {
   EXPECT_TRUE(matches);
 }
 
-// The canary branches on secret bits on purpose: memcheck must report it, or the checks above
-// prove nothing. The volatile count keeps the optimiser from turning the branch into a select.
+// Branches on secret bits on purpose: memcheck must report it. The volatile count keeps the branch.
 volatile unsigned g_branchesTaken = 0;
 
 TEST(ConstantTimeCanary, BranchOnSecretBits) {

@@ -1,7 +1,6 @@
 #pragma once
 
-// Plain GF(2^8) arithmetic in the AES field for checking the library's bit-sliced version. It
-// branches on its inputs, which is fine for a test and nowhere else.
+// Plain GF(2^8) arithmetic in the AES field; it branches on its inputs, fine in a test only.
 
 #include <cstdint>
 

@@ -14,8 +14,7 @@
 
 namespace testsupport {
 
-// ExpectRecordLayout: the record's size, a version-4 id of lowercase hex digits ended by a zero
-// byte, and index bytes that are a permutation of 0..24.
+// The record's size, a version-4 id ended by a zero byte, index bytes a permutation of 0..24.
 inline void ExpectRecordLayout(const std::vector<std::uint8_t>& record) {
   using namespace QVCryptoService;
   ASSERT_EQ(record.size(), kSsvRecordSize);
@@ -34,8 +33,7 @@ inline void ExpectRecordLayout(const std::vector<std::uint8_t>& record) {
   }
 }
 
-// RecombineRecord recombines each group of a record without the engine; a failing group fails
-// the test and ends the list.
+// Recombines each group of a record without the engine; a failing group ends the list.
 inline std::vector<std::string> RecombineRecord(const std::vector<std::uint8_t>& record) {
   using namespace QVCryptoService;
   std::vector<std::string> secrets;

@@ -1,5 +1,4 @@
-// The SSV record: component ids, a new record, entries placed by their index byte, and the key
-// deduced from group secrets.
+// The SSV record: component ids, a new record, slot placement, the key deduced from secrets.
 
 #include "ssv/record.h"
 #include "ssv/component_id.h"

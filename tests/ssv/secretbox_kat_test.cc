@@ -1,5 +1,4 @@
-// The secret box and its parts against known answers (NaCl, RFC 8439, libsodium), and its
-// refusal of buffers too short for the padded layout.
+// The secret box and its parts against known answers (NaCl, RFC 8439, libsodium).
 
 #include "ssv/sharescheme/poly1305.h"
 #include "ssv/sharescheme/salsa20.h"
@@ -25,8 +24,7 @@ std::span<const std::uint8_t, N> Fixed(const Bytes& bytes) {
   return std::span<const std::uint8_t, N>(bytes.data(), N);
 }
 
-// The tables give the box without its leading zeros (tag, then cipher text) and the plain text
-// without its padding, whose content must not matter when sealing.
+// The tables give the box and the plain text without their leading padding.
 TEST(SecretboxKnownAnswers, SealAndOpen) {
   for (const auto& row : ReadDataTable("ssv_secretbox.tsv")) {
     const Bytes nonceBytes = FromHex(row["nonce"]);

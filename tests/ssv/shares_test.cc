@@ -1,5 +1,4 @@
-// Shares: their layout against an independent computation, recombination in every order, and
-// refusal of every altered byte.
+// Shares against an independent computation, recombined in every order, refused when altered.
 
 #include "ssv/sharescheme/shares.h"
 #include "ssv/sharescheme/key_shares.h"

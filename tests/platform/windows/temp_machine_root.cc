@@ -13,8 +13,7 @@ std::filesystem::path SystemDirectoryPath() {
   return std::filesystem::path(std::string(buffer.data(), length));
 }
 
-// Every key the SSV is read from or written to, deepest first, so that emptying the machine never
-// removes more than the library's own keys; and the staging file.
+// Every key the SSV is read from or written to, deepest first, and the staging file.
 void EmptyMachine(const std::filesystem::path& systemDirectory) {
   for (const char* key : {"SOFTWARE\\Classes\\SSV", "SOFTWARE\\Classes\\Quorvel", "SOFTWARE\\Quorvel"}) {
     (void)RegDeleteTreeA(HKEY_LOCAL_MACHINE, key);

@@ -1,5 +1,4 @@
-// The Windows platform layer against the real facilities (under Wine, a fresh prefix's): the HKLM
-// store and its key's descriptor, private files and theirs, and the COM task allocator.
+// The Windows platform layer against the real facilities (under Wine, a fresh prefix's).
 
 #include "platform/machine_store.h"
 #include "platform/private_file.h"
@@ -40,8 +39,7 @@ std::string DaclText(PSECURITY_DESCRIPTOR descriptor) {
   return text.get == nullptr ? "" : text.get;
 }
 
-// Whether the store makes the key or finds one made with the inherited ACL, the key it writes to
-// admits SYSTEM and Administrators only; what it wrote reads back, and no more than asked for.
+// Made by the store or found with the inherited ACL, its key admits SYSTEM and Administrators only.
 TEST(RegistryStore, TheKeyItWritesToAdmitsSystemAndAdministratorsOnly) {
   const testsupport::TempMachineRoot machine;
   for (const bool madeBefore : {false, true}) {
