@@ -1,10 +1,4 @@
-// No key or password byte stays behind in the general heap after a one-call function returns.
-//
-// How: this binary replaces operator new and delete and OpenSSL's allocator (heap_watch.cc).
-// During each call every block freed is copied as it stands at that moment, which is what would
-// remain in the heap, and every block allocated during the call and still live afterwards is
-// copied when it returns. No run of 8 bytes of a secret the call handles may appear in those
-// copies. The caller's own strings (allocated before the call) are not counted.
+// No run of 8 bytes of a secret a one-call function handles stays behind in the general heap.
 
 #include <qvcryptoservice/cipher_meta.h>
 #include <qvcryptoservice/encryption_functions.h>
@@ -25,13 +19,10 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <functional>
-#include <memory>
-#include <span>
-#include <string>
-#include <vector>
 
 namespace QVCryptoService {
 namespace {
@@ -49,8 +40,7 @@ struct Holder {
   std::string call;
   std::function<void()> run;
   std::function<std::vector<Secret>()> secrets;  // asked after the call, which may make them
-  // OpenSSL's PBKDF2 frees its copy of the salt unwiped (a salt is public in its view), and
-  // CreateDerivedKey's salt is the password repeated: there only the library's own copies count.
+  // OpenSSL's PBKDF2 frees its salt unwiped, and CreateDerivedKey's salt is the password repeated.
   bool exceptOpenSsl = false;
 };
 
@@ -96,10 +86,7 @@ class HeapSecrets : public testing::Test {
 TEST_F(HeapSecrets, WatchFindsCopiesLeftInAStringAndInOpenSslMemory) {
   const auto found = [](bool wipe) {
     heapwatch::Begin();
-    {
-      std::string copy = kLongPassword;
-      (void)copy;
-    }
+    { const std::string copy = kLongPassword; }
     void* copy = OPENSSL_malloc(kLongPassword.size());
     std::memcpy(copy, kLongPassword.data(), kLongPassword.size());
     wipe ? OPENSSL_clear_free(copy, kLongPassword.size()) : OPENSSL_free(copy);
@@ -110,9 +97,7 @@ TEST_F(HeapSecrets, WatchFindsCopiesLeftInAStringAndInOpenSslMemory) {
   EXPECT_EQ(found(true), 1U);
 }
 
-// The library's wipe of a password copy blanks every byte the string held, not only its size:
-// a moved-from short string keeps all but its first character in the object, and a shrunk long
-// one keeps the old characters in its heap block past its size.
+// A wiped password copy keeps no character, past its size or in a moved-from object either.
 TEST_F(HeapSecrets, WipedStringsKeepNoCharacterOfTheSecret) {
   std::string movedFrom = kShortPassword;
   {
@@ -120,8 +105,8 @@ TEST_F(HeapSecrets, WipedStringsKeepNoCharacterOfTheSecret) {
     std::string taken = std::move(movedFrom);
     const WipeOnExit wipeTaken(taken);
   }
-  const std::string object(reinterpret_cast<const char*>(&movedFrom), sizeof movedFrom);
-  EXPECT_EQ(object.find(kShortPassword.substr(1, kWindow)), std::string::npos) << "a moved-from string kept it";
+  EXPECT_EQ(std::string(reinterpret_cast<const char*>(&movedFrom), sizeof movedFrom).find(kShortPassword.substr(1, 8)),
+            std::string::npos);
   ExpectNoCopies({"a shrunk string",
                   [] {
                     std::string text = kLongPassword;
@@ -192,9 +177,7 @@ TEST_F(HeapSecrets, NoCallLeavesACopyOfTheSecretsItHandles) {
          {"CreateDerivedKey" + size, [&, password] { EXPECT_EQ(CreateDerivedKey(*password, hmac), PXA_OK); }, alone,
           true}});
   }
-  for (const Holder& holder : holders) {
-    ExpectNoCopies(holder);
-  }
+  std::ranges::for_each(holders, ExpectNoCopies);
   EXPECT_STREQ(cTexts[1], "plain");
   EXPECT_STREQ(cTexts[3], "plain");
   for (char* allocated : cTexts) {
@@ -202,8 +185,7 @@ TEST_F(HeapSecrets, NoCallLeavesACopyOfTheSecretsItHandles) {
   }
 }
 
-// An exhausted heap must not unwind into a C caller, whose process it would end: the C functions
-// report their failure instead.
+// The C functions report an exhausted heap instead of unwinding into their C caller.
 TEST_F(HeapSecrets, CFunctionsFailRatherThanThrowWhenMemoryRunsOut) {
   const testsupport::TempMachineRoot root;
   ASSERT_EQ(QVSSVCrypto::generateSSV(root.string(), true), KS_SUCCESS);
@@ -214,8 +196,7 @@ TEST_F(HeapSecrets, CFunctionsFailRatherThanThrowWhenMemoryRunsOut) {
   const std::uint8_t encrypted = QVPBEncrypt(plain.c_str(), &cipherText, "password");
   SSVEncrypt(plain.c_str(), &ssvText);
   heapwatch::RefuseAllocationsFrom(0);
-  EXPECT_EQ(encrypted, 0);
-  EXPECT_EQ(cipherText, nullptr);
+  EXPECT_TRUE(encrypted == 0 && cipherText == nullptr);
   ASSERT_NE(ssvText, nullptr);
   EXPECT_STREQ(ssvText, "");
   std::free(ssvText);

@@ -12,9 +12,7 @@
 namespace heapwatch {
 namespace {
 
-// In front of every block. Live blocks form a list, so that the ones allocated during a watch can
-// be kept when it closes; kept copies (graves) form another, allocated with malloc so that keeping
-// one does not recurse.
+// In front of every block. Live blocks form a list; kept copies (graves) another, made with malloc.
 struct alignas(16) Header {
   std::size_t size;
   Header* previous;
@@ -71,7 +69,6 @@ void Release(void* payload) {
       header->next->previous = header->previous;
     }
   }
-  // Wiped, so that what one check leaves behind cannot show up in the next.
   std::memset(payload, 0, header->size);
   std::free(header);
 }
@@ -125,7 +122,6 @@ void RefuseAllocationsFrom(std::size_t size) { g_refusedFrom = size; }
 
 std::size_t CopiesOf(std::span<const std::uint8_t> secret, std::size_t window, bool countOpenSsl) {
   std::size_t copies = 0;
-  // Without the lock: the watch is closed, so no grave comes or goes.
   for (Header* grave = g_graves; grave != nullptr; grave = grave->next) {
     const std::uint8_t* begin = Payload(grave);
     for (std::size_t start = 0; start + window <= secret.size() && (countOpenSsl || !grave->fromOpenSsl); ++start) {
@@ -141,8 +137,7 @@ std::size_t CopiesOf(std::span<const std::uint8_t> secret, std::size_t window, b
 
 }  // namespace heapwatch
 
-// The global allocation functions of the test binary. Aligned forms keep their own path: the
-// library never asks for over-aligned blocks holding secrets.
+// The global allocation functions of the test binary; the library's secrets are never over-aligned.
 void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
   const std::size_t refusedFrom = heapwatch::g_refusedFrom;
   return refusedFrom != 0 && size >= refusedFrom ? nullptr : heapwatch::Allocate(size == 0 ? 1 : size, false);

@@ -1,7 +1,6 @@
 #pragma once
 
-// A store file system for tests that fails one step with one errno value and passes every other
-// operation to the real one.
+// A store file system that fails one step with one errno value and passes the rest through.
 
 #include "platform/posix/store_file_system.h"
 

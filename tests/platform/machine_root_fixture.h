@@ -1,8 +1,6 @@
 #pragma once
 
-// Test helpers around the machine root and the logger: every test that reaches the machine
-// store or the system directory runs in a fresh temporary root, and every test that looks at
-// diagnostics captures them instead of letting them reach standard error.
+// A fresh machine root for tests that reach the machine store, and a captured log.
 
 #include <qvcryptoservice/logger.h>
 
@@ -21,10 +19,8 @@
 
 namespace testsupport {
 
-// TempMachineRoot gives a test an empty machine for its lifetime. On POSIX that is a new
-// temporary directory that QVCRYPTO_MACHINE_ROOT points at (the previous value comes back
-// afterwards); on Windows, whose store is the real registry, it is the machine itself (under Wine,
-// a fresh prefix), emptied of the SSV keys and staging file before and after the test.
+// An empty machine for a test's lifetime: a new directory in QVCRYPTO_MACHINE_ROOT on POSIX; on
+// Windows the machine itself (under Wine, a fresh prefix) emptied of the SSV keys and staging file.
 class TempMachineRoot {
  public:
   TempMachineRoot();
@@ -32,14 +28,12 @@ class TempMachineRoot {
   TempMachineRoot(const TempMachineRoot&) = delete;
   TempMachineRoot& operator=(const TempMachineRoot&) = delete;
 
-  // The directory of the staging file, which QVSSVCrypto::generateSSV is given: the machine root
-  // on POSIX, the system directory on Windows.
+  // The directory of the staging file, which QVSSVCrypto::generateSSV is given.
   const std::filesystem::path& path() const { return m_path; }
   std::string string() const { return m_path.string(); }
 
-  // A store value by registry key path ("SOFTWARE\\Classes\\SSV") and name, read and written
-  // behind the library's back; ReadValue is empty when the value does not exist (or, on Windows,
-  // is not a binary value).
+  // A store value by registry key path and name, behind the library's back; ReadValue is empty
+  // when there is no such (binary) value.
   std::vector<std::uint8_t> ReadValue(const std::string& key, const std::string& value) const;
   void WriteValue(const std::string& key, const std::string& value, const std::vector<std::uint8_t>& bytes) const;
 
@@ -85,10 +79,6 @@ class CapturedLog {
     const std::lock_guard guard(m_sink->lock);
     return m_sink->entries;
   }
-  void clear() {
-    const std::lock_guard guard(m_sink->lock);
-    m_sink->entries.clear();
-  }
 
  private:
   struct Sink : QVCryptoService::ILogger {
@@ -108,8 +98,7 @@ class CapturedLog {
 inline const std::string kSsvKey = "SOFTWARE\\Classes\\SSV";
 inline const std::string kSsvValue = "SSV_Data";
 
-// ReadStoreValue reads a value through the machine store, checks the status it gives and, when it
-// fails, that it left nothing in the caller's buffer.
+// Reads through the machine store, checking the status and that a failure leaves nothing.
 inline std::vector<std::uint8_t> ReadStoreValue(const std::string& key, const std::string& value, std::size_t maxSize,
                                                 QVCryptoService::platform::StoreStatus expected) {
   using namespace QVCryptoService::platform;

@@ -1,7 +1,4 @@
-// Secret-independence of the share scheme's arithmetic. Secrets are marked undefined for
-// Valgrind's memcheck, which then reports any branch or memory index that depends on them;
-// results are marked defined again before the test looks at them. Without Valgrind the marks do
-// nothing and the test only checks the results.
+// Secrets are marked undefined, so that Valgrind's memcheck reports any branch or index on them.
 
 #include "ssv/sharescheme/gf256.h"
 #include "ssv/sharescheme/key_shares.h"
@@ -73,16 +70,12 @@ TEST(ConstantTime, SecretBoxAndItsAuthenticator) {
   Secret(authKey);
   std::array<std::uint8_t, kPoly1305TagSize> tag{};
   Poly1305(tag, plain.data(), plain.size(), authKey);
-  // The verification compares the tags with EqualBytes.
   bool matches = Poly1305Verify(tag, plain.data(), plain.size(), authKey);
   Public(matches);
   EXPECT_TRUE(matches);
 }
 
-// The canary leaks on purpose, to show that the checks above can fail: it passes when run
-// plainly, and under memcheck it must be reported. It branches on the bits of a secret factor;
-// its count of taken branches is volatile so that the optimiser cannot turn the branch into a
-// select.
+// Branches on secret bits on purpose: memcheck must report it. The volatile count keeps the branch.
 volatile unsigned g_branchesTaken = 0;
 
 TEST(ConstantTimeCanary, BranchOnSecretBits) {

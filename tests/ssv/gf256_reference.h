@@ -1,7 +1,6 @@
 #pragma once
 
-// Plain GF(2^8) arithmetic in the AES field for checking the library's bit-sliced version. It
-// branches on its inputs, which is fine for a test and nowhere else.
+// Plain GF(2^8) arithmetic in the AES field; it branches on its inputs, fine in a test only.
 
 #include <cstdint>
 
@@ -14,10 +13,7 @@ inline std::uint8_t ReferenceMultiply(std::uint8_t a, std::uint8_t b) {
     if ((b >> bit) & 1) {
       product ^= shifted;
     }
-    shifted <<= 1;
-    if (shifted & 0x100) {
-      shifted ^= 0x11B;
-    }
+    shifted = (shifted << 1) ^ (shifted & 0x80 ? 0x11B : 0);
   }
   return static_cast<std::uint8_t>(product);
 }

@@ -1,5 +1,4 @@
-// Shares: their layout against an independent computation, recombination in every order, and
-// refusal of every altered byte.
+// Shares against an independent computation, recombined in every order, refused when altered.
 
 #include "ssv/sharescheme/shares.h"
 #include "ssv/sharescheme/key_shares.h"
@@ -12,7 +11,6 @@
 #include <algorithm>
 #include <array>
 #include <random>
-#include <vector>
 
 namespace QVCryptoService::sharescheme {
 namespace {
@@ -51,8 +49,7 @@ class ShareScheme : public testing::Test {
  protected:
   void SetUp() override {
     ASSERT_GE(sodium_init(), 0);
-    // Fixed bytes, so that a failing case repeats on every run.
-    std::mt19937 random(20240229);
+    std::mt19937 random(20240229);  // fixed, so that a failing case repeats
     m_message.resize(kShareMessageSize);
     m_stream.resize(32 + 128);  // the box key, then four coefficients per key byte
     for (auto* bytes : {&m_message, &m_stream}) {
@@ -73,7 +70,7 @@ TEST_F(ShareScheme, LayoutMatchesAnIndependentComputation) {
   const std::uint8_t* boxKey = m_stream.data();
   const std::uint8_t* coefficients = m_stream.data() + 32;
   // The box part of every share is libsodium's secretbox of the message under the box key and
-  // the zero nonce: tag, then cipher text.
+  // the zero nonce.
   std::vector<std::uint8_t> box(crypto_secretbox_MACBYTES + m_message.size());
   const std::array<std::uint8_t, crypto_secretbox_NONCEBYTES> zeroNonce{};
   ASSERT_EQ(crypto_secretbox_easy(box.data(), m_message.data(), m_message.size(), zeroNonce.data(), boxKey), 0);
@@ -81,8 +78,7 @@ TEST_F(ShareScheme, LayoutMatchesAnIndependentComputation) {
     const std::uint8_t* share = m_shares.data() + m * kShareSize;
     const auto x = static_cast<std::uint8_t>(m + 1);
     EXPECT_EQ(share[0], x) << "share " << m;
-    for (std::size_t i = 0; i < kSharedKeySize; ++i) {
-      // P_i(x) = K[i] + c1[i] x + c2[i] x^2 + c3[i] x^3 + c4[i] x^4
+    for (std::size_t i = 0; i < kSharedKeySize; ++i) {  // K[i] + c1[i] x + ... + c4[i] x^4
       std::uint8_t value = boxKey[i];
       std::uint8_t power = x;
       for (std::size_t c = 0; c < 4; ++c) {
@@ -118,13 +114,11 @@ TEST_F(ShareScheme, AnyAlteredByteOfAnyShareFailsAndWritesNothing) {
   }
 }
 
-TEST(ShareCreation, ReportsAFailingRandomSource) {
-  const std::vector<std::uint8_t> message(kShareMessageSize, 7);
+TEST_F(ShareScheme, CreationReportsAFailingRandomSource) {
   for (const int failing : {0, 1}) {
-    g_random = ReplayedRandom{std::vector<std::uint8_t>(160, 3), 0, 0, failing};
-    ShareBytes shares{};
-    EXPECT_FALSE(CreateShares(std::span<const std::uint8_t, kShareMessageSize>(message.data(), kShareMessageSize),
-                              shares, &Replay))
+    g_random = ReplayedRandom{m_stream, 0, 0, failing};
+    EXPECT_FALSE(CreateShares(std::span<const std::uint8_t, kShareMessageSize>(m_message.data(), kShareMessageSize),
+                              m_shares, &Replay))
         << "failure on random call " << failing;
   }
 }

@@ -1,6 +1,7 @@
-// QVSSVCrypto end to end on a throw-away machine root: generation, the places a record is read
-// from and their precedence, a load retried after a failure, a damaged record, and diagnostics.
+// QVSSVCrypto end to end on a throw-away machine root: generation, loading, encryption.
 
+#include <qvcryptoservice/qvcrypto_c.h>
+#include <qvcryptoservice/qvpax.h>
 #include <qvcryptoservice/ssv_crypto.h>
 
 #include "ssv/record.h"
@@ -10,7 +11,8 @@
 
 #include <gtest/gtest.h>
 
-#include <filesystem>
+#include <algorithm>
+#include <cstdlib>
 #include <thread>
 
 namespace QVCryptoService {
@@ -20,11 +22,15 @@ namespace fs = std::filesystem;
 using testsupport::LogEntry;
 using Bytes = std::vector<std::uint8_t>;
 
-const LogEntry kNoRecordLine{3, "PXA-SSV", "QVCryptoService::QVSSVCrypto::initSSV",
-                             "ssv does not exist or is corrupted!"};
-const LogEntry kCorruptedLine{3, "PXA-SSV", "QVCryptoService::QVSSVCrypto::getComponentId", "The SSV is corrupted"};
-const LogEntry kCombineLine{3, "PXA-SSV", "QVCryptoService::QVSSVCrypto::recoverSSV",
-                            "Failed to combine the SSV shares. ret=-1"};
+LogEntry SsvLine(const std::string& function, const std::string& message) {
+  return {3, "PXA-SSV", "QVCryptoService::QVSSVCrypto::" + function, message};
+}
+const LogEntry kNoRecordLine = SsvLine("initSSV", "ssv does not exist or is corrupted!");
+const LogEntry kCorruptedLine = SsvLine("getComponentId", "The SSV is corrupted");
+const LogEntry kCombineLine = SsvLine("recoverSSV", "Failed to combine the SSV shares. ret=-1");
+
+SecureBlock Block(const std::string& text) { return SecureBlock(text.begin(), text.end()); }
+std::string Text(const SecureBlock& block) { return std::string(block.begin(), block.end()); }
 
 Bytes NewRecord() {
   SecureBlock record;
@@ -52,28 +58,7 @@ class SsvEngine : public testing::Test {
   testsupport::CapturedLog m_log;
 };
 
-TEST_F(SsvEngine, GenerateStoresOneRecordAndKeepsItUnlessForced) {
-  ASSERT_EQ(QVSSVCrypto::generateSSV(m_root.string(), false), KS_SUCCESS);
-  const Bytes first = ReadCurrent();
-  testsupport::ExpectRecordLayout(first);
-  EXPECT_FALSE(fs::exists(StagingPath()));
-  for (const SsvStoreLocation& legacy : {kSsvStoreLocations[0], kSsvStoreLocations[1]}) {
-    EXPECT_TRUE(m_root.ReadValue(legacy.key, legacy.value).empty()) << legacy.key << " was written";
-  }
-  ASSERT_EQ(QVSSVCrypto::generateSSV(m_root.string(), false), KS_SUCCESS);
-  EXPECT_EQ(ReadCurrent(), first) << "an unforced generation replaced the record";
-  ASSERT_EQ(QVSSVCrypto::generateSSV(m_root.string(), true), KS_SUCCESS);
-  const Bytes second = ReadCurrent();
-  testsupport::ExpectRecordLayout(second);
-  EXPECT_NE(IdOf(second), IdOf(first));
-  EXPECT_NE(testsupport::RecombineRecord(second), testsupport::RecombineRecord(first));
-  EXPECT_EQ(QVSSVCrypto::generateSSV((m_root.path() / "missing").string(), true), KS_ERR_SSV_NOT_INITIALIZED);
-  EXPECT_EQ(ReadCurrent(), second);
-  EXPECT_TRUE(m_log.entries().empty());
-}
-
-// What counts as an SSV already there, which an unforced generation keeps: any staging file, a
-// whole record in a legacy location, a short value in the current one; not an overlong value.
+// An unforced generation keeps any staging file, a whole legacy record, a short current value.
 TEST_F(SsvEngine, AnUnforcedGenerationWritesOnlyWhenNothingCounts) {
   struct Case {
     const char* name;
@@ -119,16 +104,13 @@ TEST_F(SsvEngine, ConcurrentUnforcedGenerationsAllReportTheOneStoredRecord) {
       ids[run] = QVSSVCrypto().getComponentId();
     });
   }
-  for (auto& run : runs) {
-    run.join();
-  }
+  std::ranges::for_each(runs, [](std::thread& run) { run.join(); });
   EXPECT_EQ(codes, std::vector<EQVKeystoreCode>(kRuns, KS_SUCCESS));
   EXPECT_EQ(ids, std::vector<std::string>(kRuns, IdOf(ReadCurrent())));
   EXPECT_FALSE(fs::exists(StagingPath()));
 }
 
-// The staging file wins over the store at exactly one record's size; the locations are searched
-// in order and the first whole record wins.
+// The staging file of exactly one record's size wins, then the first whole record in order.
 TEST_F(SsvEngine, TheStagingFileThenTheFirstWholeRecordIsRead) {
   const Bytes oldest = NewRecord();
   const Bytes middle = NewRecord();
@@ -137,16 +119,13 @@ TEST_F(SsvEngine, TheStagingFileThenTheFirstWholeRecordIsRead) {
   EXPECT_EQ(QVSSVCrypto().getComponentId(), IdOf(middle));
   Write(kSsvStoreLocations[0], oldest);
   EXPECT_EQ(QVSSVCrypto().getComponentId(), IdOf(oldest));
-  for (const std::size_t size : {std::size_t{0}, std::size_t{1}, kSsvRecordSize - 1, kSsvRecordSize + 1}) {
-    Write(kSsvStoreLocations[0], Bytes(size, 1));
-    EXPECT_EQ(QVSSVCrypto().getComponentId(), IdOf(middle)) << "a value of " << size << " bytes was read";
-  }
   const Bytes staged = NewRecord();
-  for (const std::size_t size : {kSsvRecordSize - 1, kSsvRecordSize + 1}) {
+  for (const std::size_t size : {std::size_t{0}, kSsvRecordSize - 1, kSsvRecordSize + 1}) {
     Bytes resized = staged;
     resized.resize(size, 0x42);
+    Write(kSsvStoreLocations[0], resized);
     testsupport::WriteBytes(StagingPath(), resized);
-    EXPECT_EQ(QVSSVCrypto().getComponentId(), IdOf(middle)) << "staging file of " << size << " bytes";
+    EXPECT_EQ(QVSSVCrypto().getComponentId(), IdOf(middle)) << "a value or staging file of " << size << " bytes";
   }
   testsupport::WriteBytes(StagingPath(), staged);
   QVSSVCrypto fromStaging;
@@ -155,21 +134,32 @@ TEST_F(SsvEngine, TheStagingFileThenTheFirstWholeRecordIsRead) {
   EXPECT_TRUE(m_log.entries().empty());
 }
 
-TEST_F(SsvEngine, WithoutARecordEveryCallLogsAndFailsUntilOneIsThere) {
+// Without a record calls log and fail; once loaded, the engine keeps its record.
+TEST_F(SsvEngine, GenerationStoresOneRecordAndKeepsItUnlessForced) {
   QVSSVCrypto engine;
   EXPECT_EQ(engine.getComponentId(), "");
-  EXPECT_EQ(m_log.entries(), (std::vector<LogEntry>{kNoRecordLine, kCorruptedLine}));
-  m_log.clear();
   std::vector<std::string> secrets{"kept"};
   EXPECT_EQ(engine.recoverSSV(secrets), KS_ERR_SSV_NOT_INITIALIZED);
   EXPECT_EQ(secrets, std::vector<std::string>{"kept"});
-  EXPECT_EQ(m_log.entries(), std::vector<LogEntry>{kNoRecordLine});
+  EXPECT_EQ(m_log.entries(), (std::vector<LogEntry>{kNoRecordLine, kCorruptedLine, kNoRecordLine}));
 
-  // A failed load is retried; once loaded, the engine keeps its record whatever the store does.
   ASSERT_EQ(QVSSVCrypto::generateSSV(m_root.string(), false), KS_SUCCESS);
   const Bytes first = ReadCurrent();
+  testsupport::ExpectRecordLayout(first);
+  EXPECT_FALSE(fs::exists(StagingPath()));
+  EXPECT_TRUE(m_root.ReadValue(kSsvStoreLocations[0].key, kSsvStoreLocations[0].value).empty());
+  EXPECT_TRUE(m_root.ReadValue(kSsvStoreLocations[1].key, kSsvStoreLocations[1].value).empty());
   EXPECT_EQ(engine.getComponentId(), IdOf(first));
+  ASSERT_EQ(QVSSVCrypto::generateSSV(m_root.string(), false), KS_SUCCESS);
+  EXPECT_EQ(ReadCurrent(), first) << "an unforced generation replaced the record";
   ASSERT_EQ(QVSSVCrypto::generateSSV(m_root.string(), true), KS_SUCCESS);
+  const Bytes second = ReadCurrent();
+  testsupport::ExpectRecordLayout(second);
+  EXPECT_NE(IdOf(second), IdOf(first));
+  EXPECT_NE(testsupport::RecombineRecord(second), testsupport::RecombineRecord(first));
+  EXPECT_EQ(QVSSVCrypto::generateSSV((m_root.path() / "missing").string(), true), KS_ERR_SSV_NOT_INITIALIZED);
+  EXPECT_EQ(ReadCurrent(), second);
+  EXPECT_EQ(m_log.entries().size(), 3U) << "a generation logged";
   Write(kCurrentSsvStoreLocation, {});
   EXPECT_EQ(engine.getComponentId(), IdOf(first));
   EXPECT_EQ(Recovered(engine), testsupport::RecombineRecord(first));
@@ -177,8 +167,7 @@ TEST_F(SsvEngine, WithoutARecordEveryCallLogsAndFailsUntilOneIsThere) {
   Recovered(fresh, KS_ERR_SSV_NOT_INITIALIZED);
 }
 
-// A share that fails its check stops the recombination at its group: the groups before it come
-// back, the call reports 11 and logs why.
+// A damaged share gives back the groups before it, reports 11 and logs why.
 TEST_F(SsvEngine, ADamagedShareFailsWith11AfterTheGroupsBeforeIt) {
   Bytes record = NewRecord();
   const auto intact = testsupport::RecombineRecord(record);
@@ -192,6 +181,102 @@ TEST_F(SsvEngine, ADamagedShareFailsWith11AfterTheGroupsBeforeIt) {
   QVSSVCrypto engine;
   EXPECT_EQ(Recovered(engine, KS_ERR_INVALID_SSV_DATA), std::vector<std::string>(intact.begin(), intact.begin() + 2));
   EXPECT_EQ(m_log.entries(), std::vector<LogEntry>{kCombineLine});
+}
+
+TEST_F(SsvEngine, WithoutAnSsvEncryptionReportsElevenBeforeLookingAtItsInput) {
+  QVSSVCrypto engine;
+  std::string out = "untouched";
+  EXPECT_EQ(engine.QVEncrypt(Block("x"), out), PXA_ERR_SSV_FILE);
+  EXPECT_EQ(engine.QVEncrypt_Bin(Block("x"), out), PXA_ERR_SSV_FILE);
+  EXPECT_EQ(out, "untouched");
+  SecureBlock plain = Block("kept");
+  EXPECT_EQ(engine.QVDecrypt_Bin(std::string(3, 'c'), plain), PXA_ERR_SSV_FILE) << "11 before the length check";
+  EXPECT_EQ(engine.QVDecrypt("", plain), PXA_ERR_SSV_FILE);
+  EXPECT_EQ(Text(plain), "kept");
+  const std::vector<LogEntry> entries = m_log.entries();
+  for (const char* function : {"QVEncrypt", "QVEncrypt_Bin", "QVDecrypt_Bin"}) {
+    EXPECT_NE(std::ranges::find(entries, SsvLine(function, "Failed to reconstruct the SSV info")), entries.end());
+  }
+}
+
+class SsvEncryption : public SsvEngine {
+ protected:
+  void SetUp() override { ASSERT_EQ(QVSSVCrypto::generateSSV(m_root.string(), false), KS_SUCCESS); }
+};
+
+TEST_F(SsvEncryption, AFreshEngineDecryptsBothFormsWithFreshIvs) {
+  for (const std::string& plain : {std::string(), std::string(1000, 'c')}) {
+    std::vector<std::string> texts(3);
+    QVSSVCrypto writer;
+    ASSERT_EQ(writer.QVEncrypt(Block(plain), texts[0]), PXA_OK);
+    ASSERT_EQ(writer.QVEncrypt(Block(plain), texts[1]), PXA_OK);
+    ASSERT_EQ(writer.QVEncrypt_Bin(Block(plain), texts[2]), PXA_OK);
+    EXPECT_NE(texts[0], texts[1]);
+    EXPECT_EQ(texts[2].size(), 16 + (plain.size() / 16 + 1) * 16) << "IV, then the padded cipher text";
+    QVSSVCrypto reader;
+    for (std::size_t i = 0; i < texts.size(); ++i) {
+      SecureBlock decrypted;
+      ASSERT_EQ(i < 2 ? reader.QVDecrypt(texts[i], decrypted) : reader.QVDecrypt_Bin(texts[i], decrypted), PXA_OK);
+      EXPECT_EQ(Text(decrypted), plain);
+    }
+  }
+}
+
+TEST_F(SsvEncryption, AnotherMachinesSsvCannotDecrypt) {
+  std::string text;
+  ASSERT_EQ(QVSSVCrypto().QVEncrypt_Bin(Block("bound to this machine"), text), PXA_OK);
+  ASSERT_EQ(QVSSVCrypto::generateSSV(m_root.string(), true), KS_SUCCESS);
+  SecureBlock plain = Block("kept");
+  // Without a MAC a wrong key now and then passes the padding check; it never gives the text.
+  const PxaResult result = QVSSVCrypto().QVDecrypt_Bin(text, plain);
+  EXPECT_NE(Text(plain), "bound to this machine");
+  if (result != PXA_OK) {
+    EXPECT_EQ(Text(plain), "kept");
+  }
+}
+
+TEST_F(SsvEncryption, ShortAndDamagedInputs) {
+  QVSSVCrypto engine;
+  SecureBlock plain = Block("kept");
+  EXPECT_EQ(engine.QVDecrypt_Bin(std::string(15, 'c'), plain), PXA_ERR_INVALID_ARGUMENTS);
+  EXPECT_EQ(m_log.entries().back(), SsvLine("QVDecrypt_Bin", "Invalid cipher text received"));
+  EXPECT_EQ(engine.QVDecrypt("", plain), PXA_ERR_INVALID_ARGUMENTS);
+  EXPECT_EQ(engine.QVDecrypt_Bin(std::string(16, 'c'), plain) >> 32, PXA_FAMILY_OPENSSL) << "an IV alone";
+  std::string binary;
+  ASSERT_EQ(engine.QVEncrypt_Bin(Block("sixteen bytes!!!"), binary), PXA_OK);
+  binary.pop_back();
+  EXPECT_EQ(engine.QVDecrypt_Bin(binary, plain) >> 32, PXA_FAMILY_OPENSSL);
+  EXPECT_EQ(Text(plain), "kept");
+}
+
+TEST_F(SsvEncryption, EncryptBySsvNeedsExactlyFiveSecrets) {
+  std::string out = "untouched";
+  EXPECT_EQ(QVSSVCrypto::EncryptBySSV(std::vector<std::string>(4, std::string(32, 'k')), Block("x"), out),
+            PXA_ERR_SSV_FILE);
+  EXPECT_EQ(QVSSVCrypto::EncryptBySSV({}, Block("x"), out), PXA_ERR_SSV_FILE);
+  EXPECT_EQ(out, "untouched");
+  EXPECT_EQ(m_log.entries().back(), SsvLine("EncryptBySSV_Bin", "The SSV is corrupted"));
+  EXPECT_EQ(QVSSVCrypto::EncryptBySSV(std::vector<std::string>(5, std::string(32, 'k')), Block("x"), out), PXA_OK);
+}
+
+// A C failure gives an allocated empty string, or an empty string in the caller's buffer.
+TEST_F(SsvEncryption, CFunctionsGoThroughTheLibrarysEngine) {
+  ASSERT_TRUE(InitLibrary());
+  std::vector<char*> allocated(3, nullptr);
+  SSVEncrypt("c text", &allocated[0]);
+  ASSERT_NE(allocated[0], nullptr);
+  SSVDecrypt(allocated[0], &allocated[1]);
+  SSVDecrypt("not a cipher text", &allocated[2]);
+  EXPECT_STREQ(allocated[1], "c text");
+  EXPECT_STREQ(allocated[2], "");
+  for (char* cText : allocated) {
+    std::free(cText);  // NOLINT(cppcoreguidelines-no-malloc)
+  }
+  char buffer[128];
+  char* callerBuffer = buffer;
+  SSVDecrypt("still not one", &callerBuffer);
+  EXPECT_EQ(callerBuffer, buffer);
+  EXPECT_STREQ(buffer, "");
 }
 
 }  // namespace

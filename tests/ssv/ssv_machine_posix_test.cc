@@ -1,7 +1,4 @@
-// What generateSSV and the loader make of a POSIX machine root open to others, and of a store
-// whose write fails: the store keeps the whole old record and the failure is reported as access
-// denied (14) or as "other" (13). Whose file may stand at the staging path is the private file's
-// own rule, and what a failing step of the store maps to is the store's own table.
+// generateSSV and the loader on a machine root open to others, and on a failing store.
 
 #include <qvcryptoservice/ssv_crypto.h>
 
@@ -12,8 +9,6 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
-#include <filesystem>
-#include <vector>
 
 namespace QVCryptoService {
 namespace {

@@ -1,5 +1,4 @@
-// The POSIX machine store: values as files below the machine root, written atomically, with
-// every step of the write and the read made to fail through the store's file-system seam.
+// The POSIX machine store, with every step of a write and a read failing through its seam.
 
 #include "platform/machine_store.h"
 #include "tests/platform/failing_file_system.h"
@@ -8,8 +7,6 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
-#include <filesystem>
-#include <vector>
 
 namespace QVCryptoService::platform {
 namespace {
@@ -72,8 +69,8 @@ TEST_F(MachineStore, ReadTellsMissingFromTooLargeAndRefusesNamesThatLeaveTheStor
   EXPECT_EQ(ReadBytes(m_root.path() / "outside"), Bytes{1});
 }
 
-// EACCES and EPERM stand for the registry's access denied, every other error for "other". A
-// failed write keeps the old value, except after the rename, and never leaves a temporary file.
+// EACCES and EPERM mean access denied; a failed write keeps the old value (unless after the
+// rename) and leaves no temporary file.
 TEST_F(MachineStore, EveryFailingStepOfAWriteOrReadMapsLikeTheRegistry) {
   const struct {
     Step step;

@@ -1,5 +1,4 @@
-// The POSIX system directory (the machine root), private files with owner-only modes, the trust
-// rule for the machine root and what lies in it, and the machine lock.
+// The POSIX system directory, private files, the machine root's trust rule and the machine lock.
 
 #include "platform/machine_lock.h"
 #include "platform/machine_store.h"
@@ -16,8 +15,6 @@
 
 #include <cerrno>
 #include <cstdlib>
-#include <filesystem>
-#include <vector>
 
 namespace QVCryptoService {
 namespace {

@@ -4,7 +4,7 @@
 
 #include <algorithm>
 #include <cstdlib>
-#include <random>
+#include <string>
 
 namespace testsupport {
 namespace {
@@ -22,11 +22,9 @@ TempMachineRoot::TempMachineRoot() {
   // The library refuses a machine root, or anything in it, that group or others may write; a
   // umask of 002 would make every directory and file a test creates so.
   ::umask(022);
-  std::random_device entropy;
-  do {
-    m_path = std::filesystem::temp_directory_path() /
-             ("qvcs-root-" + std::to_string(entropy()) + "-" + std::to_string(entropy()));
-  } while (!std::filesystem::create_directory(m_path));
+  std::string pattern = (std::filesystem::temp_directory_path() / "qvcs-root-XXXXXX").string();
+  EXPECT_NE(::mkdtemp(pattern.data()), nullptr) << pattern;
+  m_path = pattern;
   if (const char* previous = std::getenv(kVariable)) {
     m_previous = previous;
   }

@@ -13,8 +13,7 @@ std::filesystem::path SystemDirectoryPath() {
   return std::filesystem::path(std::string(buffer.data(), length));
 }
 
-// Every key the SSV is read from or written to, deepest first, so that emptying the machine never
-// removes more than the library's own keys; and the staging file.
+// Every key the SSV is read from or written to, deepest first, and the staging file.
 void EmptyMachine(const std::filesystem::path& systemDirectory) {
   for (const char* key : {"SOFTWARE\\Classes\\SSV", "SOFTWARE\\Classes\\Quorvel", "SOFTWARE\\Quorvel"}) {
     (void)RegDeleteTreeA(HKEY_LOCAL_MACHINE, key);
@@ -31,17 +30,11 @@ TempMachineRoot::TempMachineRoot() : m_path(SystemDirectoryPath()) { EmptyMachin
 TempMachineRoot::~TempMachineRoot() { EmptyMachine(m_path); }
 
 std::vector<std::uint8_t> TempMachineRoot::ReadValue(const std::string& key, const std::string& value) const {
-  DWORD size = 0;
-  if (RegGetValueA(HKEY_LOCAL_MACHINE, key.c_str(), value.c_str(), RRF_RT_REG_BINARY, nullptr, nullptr, &size) !=
-      ERROR_SUCCESS) {
-    return {};
-  }
-  std::vector<std::uint8_t> bytes(size);
-  EXPECT_EQ(
-      RegGetValueA(HKEY_LOCAL_MACHINE, key.c_str(), value.c_str(), RRF_RT_REG_BINARY, nullptr, bytes.data(), &size),
-      ERROR_SUCCESS)
-      << "cannot read " << key << "\\" << value;
-  bytes.resize(size);
+  std::vector<std::uint8_t> bytes(1 << 16);
+  auto size = static_cast<DWORD>(bytes.size());
+  const LONG error =
+      RegGetValueA(HKEY_LOCAL_MACHINE, key.c_str(), value.c_str(), RRF_RT_REG_BINARY, nullptr, bytes.data(), &size);
+  bytes.resize(error == ERROR_SUCCESS ? size : 0);
   return bytes;
 }
 

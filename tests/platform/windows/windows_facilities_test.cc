@@ -1,10 +1,7 @@
-// The Windows side of the platform layer, against the real facilities (under Wine, those of a
-// fresh prefix): the HKLM store's reads and the descriptor of the key it writes to, the system
-// directory, private files and their descriptor, and the COM task allocator.
+// The Windows platform layer against the real facilities (under Wine, a fresh prefix's).
 
 #include "platform/machine_store.h"
 #include "platform/private_file.h"
-#include "platform/system_directory.h"
 #include "platform/task_memory.h"
 #include "tests/platform/machine_root_fixture.h"
 
@@ -17,9 +14,7 @@
 #include <sddl.h>
 
 #include <cstring>
-#include <filesystem>
 #include <span>
-#include <vector>
 
 namespace QVCryptoService::platform {
 namespace {
@@ -44,17 +39,7 @@ std::string DaclText(PSECURITY_DESCRIPTOR descriptor) {
   return text.get == nullptr ? "" : text.get;
 }
 
-TEST(RegistryStore, ReadTellsMissingFromTooLarge) {
-  const testsupport::TempMachineRoot machine;
-  testsupport::ReadStoreValue(kKey, kValue, 10, StoreStatus::kNotFound);
-  machine.WriteValue(kKey, kValue, Bytes(10, 1));
-  testsupport::ReadStoreValue(kKey, "Other_Value", 10, StoreStatus::kNotFound);
-  EXPECT_EQ(testsupport::ReadStoreValue(kKey, kValue, 10, StoreStatus::kOk), Bytes(10, 1));
-  testsupport::ReadStoreValue(kKey, kValue, 9, StoreStatus::kValueTooLarge);
-}
-
-// Whether the store makes the key or finds one made with the inherited ACL (by an earlier version,
-// say), the key it writes to admits SYSTEM and Administrators only.
+// Made by the store or found with the inherited ACL, its key admits SYSTEM and Administrators only.
 TEST(RegistryStore, TheKeyItWritesToAdmitsSystemAndAdministratorsOnly) {
   const testsupport::TempMachineRoot machine;
   for (const bool madeBefore : {false, true}) {
@@ -63,7 +48,7 @@ TEST(RegistryStore, TheKeyItWritesToAdmitsSystemAndAdministratorsOnly) {
     if (madeBefore) {
       machine.WriteValue(kKey, "Other_Value", Bytes{1});
     }
-    ASSERT_EQ(WriteMachineValue(kKey, kValue, Bytes{1}), StoreStatus::kOk);
+    ASSERT_EQ(WriteMachineValue(kKey, kValue, Bytes(10, 1)), StoreStatus::kOk);
     HKEY key = nullptr;
     ASSERT_EQ(RegOpenKeyExA(HKEY_LOCAL_MACHINE, kKey.c_str(), 0, READ_CONTROL, &key), ERROR_SUCCESS);
     std::vector<BYTE> descriptor(4096);
@@ -72,15 +57,10 @@ TEST(RegistryStore, TheKeyItWritesToAdmitsSystemAndAdministratorsOnly) {
     (void)RegCloseKey(key);
     ASSERT_EQ(error, ERROR_SUCCESS);
     EXPECT_EQ(DaclText(descriptor.data()), "D:P(A;;KA;;;SY)(A;;KA;;;BA)");
+    EXPECT_EQ(testsupport::ReadStoreValue(kKey, kValue, 10, StoreStatus::kOk), Bytes(10, 1));
   }
-}
-
-// The staging file's name is joined with a slash, also after a Windows path.
-TEST(WindowsSystemDirectory, IsTheOneGetSystemDirectoryNamesAndTakesASlash) {
-  const testsupport::TempMachineRoot machine;
-  EXPECT_EQ(SystemDirectory(), machine.string());
-  ASSERT_TRUE(WritePrivateFile(SystemDirectory() + "/stableSystemValues", Bytes{1, 2, 3}));
-  EXPECT_EQ(testsupport::ReadBytes(machine.path() / "stableSystemValues"), (Bytes{1, 2, 3}));
+  testsupport::ReadStoreValue(kKey, kValue, 9, StoreStatus::kValueTooLarge);
+  testsupport::ReadStoreValue(kKey, "Missing_Value", 10, StoreStatus::kNotFound);
 }
 
 class WindowsPrivateFile : public testing::Test {
@@ -105,9 +85,7 @@ TEST_F(WindowsPrivateFile, IsCreatedAdmittingSystemAndAdministratorsOnly) {
     EXPECT_EQ(DaclText(descriptor.get), "D:P(A;;FA;;;SY)(A;;FA;;;BA)");
     return;
   }
-  // Wine keeps no descriptor for a file: it maps the DACL it is given to the Unix mode and reports
-  // one made from that mode, SYSTEM and the owner (an administrator there) always, group and
-  // Everyone as far as the mode admits them. What it shows is that nobody else got in.
+  // Wine reports a DACL made from the file's Unix mode: SYSTEM, the owner, and nobody else.
   LocalMemory<LPSTR> ownerText;
   ASSERT_TRUE(ConvertSidToStringSidA(owner, &ownerText.get));
   EXPECT_EQ(DaclText(descriptor.get), "D:(A;;FA;;;SY)(A;;FA;;;" + std::string(ownerText.get) + ")");
