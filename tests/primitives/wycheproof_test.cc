@@ -45,7 +45,7 @@ TEST(Wycheproof, AesCbcPkcs5) {
   ForEachVector("aes_cbc_pkcs5_test.json", [](const Value& group, const Value& test) {
     const std::string cipher = "aes-" + std::to_string(group["keySize"].asInt()) + "-cbc";
     const auto key = Bytes(test["key"]);
-    const auto iv = Bytes(test["iv"]);
+    auto iv = Bytes(test["iv"]);
     const auto msg = Bytes(test["msg"]);
     const auto ct = Bytes(test["ct"]);
     std::vector<unsigned char> out(ct.size() + msg.size() + 32);
