@@ -109,13 +109,7 @@ TEST(Reader, SameLineCommentsTakeLinearWork) {
 }
 
 TEST(Reader, NestingIsLimitedToAThousandLevels) {
-  std::string opening;
-  std::string closing;
-  for (int level = 0; level < 500; ++level) {
-    opening += "[{\"k\":";
-    closing += "}]";
-  }
-  const std::string deepest = opening + "0" + closing;
+  const std::string deepest = std::string(1000, '[') + std::string(1000, ']');
   Value root;
   ASSERT_TRUE(zkJson::Reader(ReaderMode::kStrict).parse(deepest, root));
   EXPECT_EQ(Compact(root), deepest);
