@@ -3,8 +3,6 @@
 // directory (the test script makes one with the other platform's build in every run).
 
 #include <qvcryptoservice/hashing_functions.h>
-#include <qvcryptoservice/qvcrypto.h>
-#include <qvcryptoservice/qvpax.h>
 #include <qvcryptoservice/ssv_crypto.h>
 
 #include "ssv/record_layout.h"
@@ -42,7 +40,6 @@ class CrossBuildTexts : public testing::TestWithParam<std::string> {
 
 TEST_P(CrossBuildTexts, KeystoreAndPasswordCipherTextsDecrypt) {
   const std::string keystoreText = Fixture(kKeystoreCipherText);
-  EXPECT_TRUE(QVpax::getInstance()->CryptoIntrf()->isQVCrypto(keystoreText));
   SecureBlock plain;
   ASSERT_EQ(DecryptData(keystoreText, plain, ""), PXA_OK);
   EXPECT_EQ(Text(plain), kPlainText);

@@ -9,8 +9,7 @@
 namespace QVCryptoService {
 namespace {
 
-// The singleton lives for the whole process, so these tests run in order in one binary.
-TEST(ServiceObject, InitLibraryBuildsOneSingletonWithEveryEngineAndNoKeystore) {
+TEST(ServiceObject, InitLibraryBuildsOneSingletonWithEveryEngineAndRegistersKeystores) {
   QVpax* seen = nullptr;
   std::thread other([&seen] { seen = InitLibrary() ? QVpax::getInstance().get() : nullptr; });
   EXPECT_TRUE(InitLibrary());
@@ -29,15 +28,11 @@ TEST(ServiceObject, InitLibraryBuildsOneSingletonWithEveryEngineAndNoKeystore) {
   QVpax copy(*instance);
   EXPECT_EQ(copy.CryptoIntrf(), instance->CryptoIntrf()) << "copies share the engines";
   EXPECT_EQ(copy.GetKeystoreMgr(), instance->GetKeystoreMgr());
-}
-
-TEST(ServiceObject, KeystoresAreRegisteredWithTheManager) {
-  ASSERT_TRUE(InitLibrary());
   auto store = std::make_shared<QVKeystoreStatic>();
-  const std::shared_ptr<CQVKeystoreMgr> manager = QVpax::getInstance()->GetKeystoreMgr();
   EXPECT_TRUE(SetKeystore("ZKSystem", store));
-  QVpax::getInstance()->addKeystoreImpl("Tenant", store);
-  EXPECT_TRUE(manager->GetKeystore("ZKSystem") == store && manager->GetKeystore("Tenant") == store);
+  instance->addKeystoreImpl("Tenant", store);
+  EXPECT_TRUE(instance->GetKeystoreMgr()->GetKeystore("ZKSystem") == store &&
+              instance->GetKeystoreMgr()->GetKeystore("Tenant") == store);
 }
 
 }  // namespace

@@ -1,5 +1,4 @@
-// Replays one fuzz target's entry point, built with the ordinary compiler and sanitizers, over its
-// seed corpus and fuzz/regressions/<target>/, so that an input that once broke it stays a test. A
+// Replays one fuzz target's entry point over its seed corpus and fuzz/regressions/<target>/. A
 // broken invariant aborts the run; a crash or a sanitizer report fails it the same way.
 
 #include <gtest/gtest.h>
