@@ -1,5 +1,4 @@
-// Unit tests of the tool's helpers. The command lines they refuse are tabled with the tool's
-// messages in the end-to-end cases, and its known-answer tests run there as 'selftest'.
+// The tool's helpers; the command lines they refuse are tabled in the end-to-end cases.
 
 #include "cli/arguments.h"
 #include "cli/io.h"

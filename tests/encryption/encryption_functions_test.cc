@@ -63,26 +63,23 @@ TEST_F(OneCallEncryption, SplitRecordFormRefusesAndFailsWithoutTouchingTheOutput
   std::size_t length = 0;
   ASSERT_EQ(DecryptWithPassword(metaJson, cipherBytes.data(), cipherBytes.size(), "pw", out.data(), length), PXA_OK);
   EXPECT_EQ(std::string(out.begin(), out.begin() + static_cast<std::ptrdiff_t>(length)), kPlain);
-  for (std::string bad : {std::string("not json"), std::string("{\"v\":1,\"cn\":\"aes-256-cbc\"}"),
-                          std::string("{\"cn\":\"aes-256-cbc\"}")}) {
+  // The result of a refused decryption; the output must be left alone.
+  const auto refusal = [&](std::string meta) {
     std::vector<std::uint8_t> untouched(cipherBytes.size(), 0xAB);
     length = 99;
-    EXPECT_EQ(DecryptWithPassword(bad, cipherBytes.data(), cipherBytes.size(), "pw", untouched.data(), length),
-              PXA_ERR_CORRUPTED_DATA)
-        << bad;
-    EXPECT_EQ(length, 99U);
-    EXPECT_EQ(untouched, std::vector<std::uint8_t>(cipherBytes.size(), 0xAB));
+    const PxaResult result =
+        DecryptWithPassword(meta, cipherBytes.data(), cipherBytes.size(), "pw", untouched.data(), length);
+    EXPECT_TRUE(length == 99U && untouched == std::vector<std::uint8_t>(cipherBytes.size(), 0xAB)) << meta;
+    return result;
+  };
+  for (const char* bad : {"not json", "{\"v\":1,\"cn\":\"aes-256-cbc\"}", "{\"cn\":\"aes-256-cbc\"}"}) {
+    EXPECT_EQ(refusal(bad), PXA_ERR_CORRUPTED_DATA) << bad;
   }
   // Flipping bits of the second-to-last block's last byte flips them in the last plain block:
   // the padding byte 8 becomes 0, which no padding ends in. By then the blocks before it are
   // decrypted; none of them may reach the caller.
   cipherBytes[31] ^= 0x08;
-  std::vector<std::uint8_t> untouched(cipherBytes.size(), 0xAB);
-  length = 99;
-  EXPECT_EQ(DecryptWithPassword(metaJson, cipherBytes.data(), cipherBytes.size(), "pw", untouched.data(), length) >> 32,
-            PXA_FAMILY_OPENSSL);
-  EXPECT_EQ(length, 99U);
-  EXPECT_EQ(untouched, std::vector<std::uint8_t>(cipherBytes.size(), 0xAB));
+  EXPECT_EQ(refusal(metaJson) >> 32, PXA_FAMILY_OPENSSL);
 }
 
 }  // namespace

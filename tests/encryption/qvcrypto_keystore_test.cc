@@ -22,7 +22,6 @@ using testsupport::TestKeystore;
 const std::string kCipher = "aes-256-cbc";
 const std::string kKeyName = "QV_ENCYPT_DECRYPT_0";
 const std::string kPlain = "secret payload";
-const std::string kEmptyRecord = "{\"cn\":\"\",\"iv\":\"\",\"v\":0}\n";
 
 class KeystoreEncryption : public testing::Test {
  protected:
@@ -79,7 +78,7 @@ TEST_F(KeystoreEncryption, RefusalsReturnTheirValueAndWriteNothing) {
     cipherText_ = {1, 2, 3};
     EXPECT_EQ(Encrypt(row["key_name"], row["keystore"], row["cipher"]), std::stoull(row["result"], nullptr, 16))
         << row.where;
-    EXPECT_EQ(CipherMetaToJsonStr(meta_), kEmptyRecord) << row.where;
+    EXPECT_EQ(CipherMetaToJsonStr(meta_), "{\"cn\":\"\",\"iv\":\"\",\"v\":0}\n") << row.where;
     EXPECT_EQ(cipherText_, (std::vector<std::uint8_t>{1, 2, 3})) << row.where;
   }
 }

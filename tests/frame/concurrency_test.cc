@@ -14,6 +14,7 @@
 
 #include <atomic>
 #include <memory>
+#include <stop_token>
 #include <string>
 #include <thread>
 #include <vector>
@@ -37,30 +38,26 @@ TEST(Concurrency, EnginesServeManyThreadsWhileKeystoresAreReplaced) {
   ASSERT_EQ(QVSSVCrypto::generateSSV(machine.string(), false), KS_SUCCESS);
   ASSERT_TRUE(InitLibrary());
   ASSERT_TRUE(SetKeystore("ZKSystem", std::make_shared<QVKeystoreStatic>()));
-  std::atomic<bool> stop{false};
   std::atomic<int> failures{0};
   std::atomic<int> replacements{0};
-  std::thread swapper([&] {
-    while (!stop.load()) {
-      SetKeystore("ZKSystem", std::make_shared<QVKeystoreStatic>());
-      replacements.fetch_add(1);
-      std::this_thread::yield();
-    }
-  });
-  std::vector<std::thread> workers;
-  for (int worker = 0; worker < 4; ++worker) {
-    workers.emplace_back([&failures, worker] {
-      for (int round = 0; round < 40; ++round) {
-        const std::string plain = "worker " + std::to_string(worker) + " round " + std::to_string(round);
-        failures.fetch_add(RoundTripsOfEachFamily(plain) ? 0 : 1);
+  {
+    const std::jthread swapper([&replacements](const std::stop_token& stop) {
+      while (!stop.stop_requested()) {
+        SetKeystore("ZKSystem", std::make_shared<QVKeystoreStatic>());
+        replacements.fetch_add(1);
+        std::this_thread::yield();
       }
     });
-  }
-  for (std::thread& worker : workers) {
-    worker.join();
-  }
-  stop.store(true);
-  swapper.join();
+    std::vector<std::jthread> workers;
+    for (int worker = 0; worker < 4; ++worker) {
+      workers.emplace_back([&failures, worker] {
+        for (int round = 0; round < 40; ++round) {
+          const std::string plain = "worker " + std::to_string(worker) + " round " + std::to_string(round);
+          failures.fetch_add(RoundTripsOfEachFamily(plain) ? 0 : 1);
+        }
+      });
+    }
+  }  // the workers are joined, then the swapper is stopped and joined
   EXPECT_EQ(failures.load(), 0);
   EXPECT_GT(replacements.load(), 0) << "the keystore must have been replaced while the workers ran";
 }

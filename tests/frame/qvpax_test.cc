@@ -9,8 +9,7 @@
 namespace QVCryptoService {
 namespace {
 
-// The singleton lives for the whole process, so these tests run in order in one binary.
-TEST(ServiceObject, InitLibraryBuildsOneSingletonWithEveryEngineAndNoKeystore) {
+TEST(ServiceObject, InitLibraryBuildsOneSingletonWithEveryEngineAndRegistersKeystores) {
   QVpax* seen = nullptr;
   std::thread other([&seen] { seen = InitLibrary() ? QVpax::getInstance().get() : nullptr; });
   EXPECT_TRUE(InitLibrary());
@@ -29,19 +28,11 @@ TEST(ServiceObject, InitLibraryBuildsOneSingletonWithEveryEngineAndNoKeystore) {
   QVpax copy(*instance);
   EXPECT_EQ(copy.CryptoIntrf(), instance->CryptoIntrf()) << "copies share the engines";
   EXPECT_EQ(copy.GetKeystoreMgr(), instance->GetKeystoreMgr());
-}
-
-TEST(ServiceObject, SetKeystoreRegistersAndReplaces) {
-  ASSERT_TRUE(InitLibrary());
-  auto first = std::make_shared<QVKeystoreStatic>();
-  auto second = std::make_shared<QVKeystoreStatic>();
-  const std::shared_ptr<CQVKeystoreMgr> manager = QVpax::getInstance()->GetKeystoreMgr();
-  EXPECT_TRUE(SetKeystore("ZKSystem", first));
-  EXPECT_EQ(manager->GetKeystore("ZKSystem"), first);
-  EXPECT_TRUE(SetKeystore("ZKSystem", second));
-  EXPECT_EQ(manager->GetKeystore("ZKSystem"), second);
-  QVpax::getInstance()->addKeystoreImpl("Tenant", first);
-  EXPECT_EQ(manager->GetKeystore("Tenant"), first);
+  auto store = std::make_shared<QVKeystoreStatic>();
+  EXPECT_TRUE(SetKeystore("ZKSystem", store));
+  instance->addKeystoreImpl("Tenant", store);
+  EXPECT_TRUE(instance->GetKeystoreMgr()->GetKeystore("ZKSystem") == store &&
+              instance->GetKeystoreMgr()->GetKeystore("Tenant") == store);
 }
 
 }  // namespace

@@ -109,13 +109,7 @@ TEST(Reader, SameLineCommentsTakeLinearWork) {
 }
 
 TEST(Reader, NestingIsLimitedToAThousandLevels) {
-  std::string opening;
-  std::string closing;
-  for (int level = 0; level < 500; ++level) {
-    opening += "[{\"k\":";
-    closing += "}]";
-  }
-  const std::string deepest = opening + "0" + closing;
+  const std::string deepest = std::string(1000, '[') + std::string(1000, ']');
   Value root;
   ASSERT_TRUE(zkJson::Reader(ReaderMode::kStrict).parse(deepest, root));
   EXPECT_EQ(Compact(root), deepest);
@@ -168,8 +162,7 @@ TEST(FastWriter, Options) {
   EXPECT_EQ(plain->write(v), "{\"a\":1,\"d\":{\"$date\":1}}\n");
   zkJson::FastWriter spaced;
   spaced.enableYAMLCompatibility();
-  // The date form is fixed; only member separators get the blank.
-  EXPECT_EQ(spaced.write(v), "{\"a\": 1,\"d\": {\"$date\":1}}\n");
+  EXPECT_EQ(spaced.write(v), "{\"a\": 1,\"d\": {\"$date\":1}}\n") << "only member separators get the blank";
   spaced.omitEndingLineFeed();
   EXPECT_EQ(spaced.write(Value(2)), "2");
   std::string buffer = "prefix:";
@@ -177,27 +170,9 @@ TEST(FastWriter, Options) {
   EXPECT_EQ(buffer, "prefix:[]\n");
 }
 
-void ExpectLocaleIndependent() {
-  Value v;
-  ASSERT_TRUE(zkJson::Reader().parse("[1.5,-2.25e-07,1000000]", v));
-  EXPECT_EQ(v[1].asDouble(), -2.25e-7);
-  EXPECT_EQ(Compact(v), "[1.5,-2.25e-07,1000000]");
-}
-
-// Runs where a decimal-comma locale is installed: printf-style formatting would pick it up.
-TEST(Locale, DecimalCommaInTheCLocaleChangesNothing) {
-  const std::string saved = std::setlocale(LC_NUMERIC, nullptr);
-  if (std::setlocale(LC_NUMERIC, "de_DE.UTF-8") == nullptr &&
-      std::setlocale(LC_NUMERIC, "German_Germany.1252") == nullptr) {
-    GTEST_SKIP() << "no decimal-comma locale is installed";
-  }
-  ExpectLocaleIndependent();
-  std::setlocale(LC_NUMERIC, saved.c_str());
-}
-
-// Runs everywhere: a global C++ locale with a decimal comma, which stream-based formatting
-// would pick up.
-TEST(Locale, DecimalCommaInTheGlobalCppLocaleChangesNothing) {
+// A decimal comma in the global C++ locale (which stream-based formatting would pick up) and,
+// where such a locale is installed, in the C locale (which printf-style formatting would).
+TEST(Locale, DecimalCommaChangesNothing) {
   struct CommaPunctuation : std::numpunct<char> {
     char do_decimal_point() const override { return ','; }
     char do_thousands_sep() const override { return '.'; }
@@ -206,7 +181,15 @@ TEST(Locale, DecimalCommaInTheGlobalCppLocaleChangesNothing) {
   // std::locale takes ownership of the facet.
   const std::locale previous =
       std::locale::global(std::locale(std::locale::classic(), std::make_unique<CommaPunctuation>().release()));
-  ExpectLocaleIndependent();
+  const std::string saved = std::setlocale(LC_NUMERIC, nullptr);
+  if (std::setlocale(LC_NUMERIC, "de_DE.UTF-8") == nullptr) {
+    std::setlocale(LC_NUMERIC, "German_Germany.1252");
+  }
+  Value v;
+  EXPECT_TRUE(zkJson::Reader().parse("[1.5,-2.25e-07,1000000]", v));
+  EXPECT_EQ(v[1].asDouble(), -2.25e-7);
+  EXPECT_EQ(Compact(v), "[1.5,-2.25e-07,1000000]");
+  std::setlocale(LC_NUMERIC, saved.c_str());
   std::locale::global(previous);
 }
 

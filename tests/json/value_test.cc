@@ -36,14 +36,14 @@ Value Read(const std::string& text) {
 
 // The type code and the names of the type tests that pass, e.g. "5 bool".
 std::string TypeOf(const Value& v) {
-  const std::array<bool, 14> passes = {v.isNull(),   v.isBool(),     v.isInt(),    v.isUInt(),    v.isInt64(),
-                                       v.isUInt64(), v.isIntegral(), v.isDouble(), v.isNumeric(), v.isString(),
-                                       v.isArray(),  v.isObject(),   v.isDate(),   v.isBinary()};
-  const std::array<const char*, 14> names = {"null",   "bool",    "int",    "uint",  "int64",  "uint64", "integral",
-                                             "double", "numeric", "string", "array", "object", "date",   "binary"};
+  const std::pair<const char*, bool> tests[] = {
+      {"null", v.isNull()},       {"bool", v.isBool()},     {"int", v.isInt()},           {"uint", v.isUInt()},
+      {"int64", v.isInt64()},     {"uint64", v.isUInt64()}, {"integral", v.isIntegral()}, {"double", v.isDouble()},
+      {"numeric", v.isNumeric()}, {"string", v.isString()}, {"array", v.isArray()},       {"object", v.isObject()},
+      {"date", v.isDate()},       {"binary", v.isBinary()}};
   std::string text = std::to_string(static_cast<int>(v.type()));
-  for (std::size_t i = 0; i < names.size(); ++i) {
-    text += passes[i] ? std::string(" ") + names[i] : "";
+  for (const auto& [name, passes] : tests) {
+    text += passes ? std::string(" ") + name : "";
   }
   return text;
 }

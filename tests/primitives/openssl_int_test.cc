@@ -1,8 +1,6 @@
-// Sizes past what OpenSSL's int counts take are refused with PXA_ERR_INVALID_ARGUMENTS by every
-// path that hands a size to OpenSSL, and never cut to their low bits. No test allocates gigabytes:
-// the helper is checked with the large values themselves, the callers with its bound lowered, and
-// the pointer-and-length functions with lengths far beyond the buffer they are given, which they
-// must refuse before reading.
+// Sizes past OpenSSL's int are refused with PXA_ERR_INVALID_ARGUMENTS, never cut to their low
+// bits. No test allocates gigabytes: the callers are checked with the bound lowered, and the
+// pointer-and-length forms with lengths far beyond the buffer they are given.
 
 #include <qvcryptoservice/encryption_functions.h>
 #include <qvcryptoservice/hashing_functions.h>
@@ -21,7 +19,6 @@
 #include <array>
 #include <climits>
 #include <cstdint>
-#include <cstdlib>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -42,29 +39,13 @@ TEST(NarrowToOpenSslInt, GivesTheIntOnlyWhenValueAndRoomFit) {
   }
 }
 
-class OpenSslLengths : public testing::Test {
- protected:
-  static void SetUpTestSuite() {
-    ASSERT_TRUE(InitLibrary());
-    ASSERT_TRUE(SetKeystore("ZKSystem", std::make_shared<QVKeystoreStatic>()));
-  }
-};
-
-// Lowers the bound for one scope.
-class LoweredLimit {
- public:
-  explicit LoweredLimit(std::uint64_t limit) : previous_(SetOpenSslIntLimitForTesting(limit)) {}
-  ~LoweredLimit() { SetOpenSslIntLimitForTesting(previous_); }
-  LoweredLimit(const LoweredLimit&) = delete;
-  LoweredLimit& operator=(const LoweredLimit&) = delete;
-
- private:
-  std::uint64_t previous_;
-};
-
 // With the bound at 64 bytes, 100 bytes stand for an input past INT_MAX: each path must refuse
 // them, and must not refuse them with the real bound (so the refusal is the length's doing).
-TEST_F(OpenSslLengths, EveryPathRefusesWhatTheBoundDoesNotTake) {
+// The pointer-and-length forms must refuse real lengths far past their buffer unread: reading
+// past it would be caught by the sanitizers, if the process survived it.
+TEST(OpenSslLengths, EveryPathRefusesWhatTheBoundDoesNotTake) {
+  ASSERT_TRUE(InitLibrary());
+  ASSERT_TRUE(SetKeystore("ZKSystem", std::make_shared<QVKeystoreStatic>()));
   const std::string input(100, 'x');
   const auto* bytes = reinterpret_cast<const std::uint8_t*>(input.data());
   const SecureBlock key(32, 7);
@@ -106,32 +87,18 @@ TEST_F(OpenSslLengths, EveryPathRefusesWhatTheBoundDoesNotTake) {
   };
   for (const Path& path : paths) {
     EXPECT_NE(path.call(), PXA_ERR_INVALID_ARGUMENTS) << path.name << " with the real bound";
-    const LoweredLimit limit(64);
+    const std::uint64_t realLimit = SetOpenSslIntLimitForTesting(64);
     EXPECT_EQ(path.call(), PXA_ERR_INVALID_ARGUMENTS) << path.name << " past the bound";
+    SetOpenSslIntLimitForTesting(realLimit);
   }
-}
-
-// The pointer-and-length forms refuse a length past the bound before they touch the data: the
-// buffer here holds 16 bytes, so reading any further would be caught by the sanitizers, if the
-// process survived it.
-TEST_F(OpenSslLengths, PointerAndLengthFormsRefuseHugeLengthsUnread) {
-  const std::vector<std::uint8_t> buffer(16, 1);
-  std::string metaJson;
-  std::vector<std::uint8_t> unused;
-  ASSERT_EQ(EncryptWithPassword(buffer.data(), buffer.size(), "password", metaJson, unused), PXA_OK);
-  for (const std::uint64_t length : {kPastInt, kWrapsToFive, std::uint64_t{SIZE_MAX}}) {
-    SCOPED_TRACE(length);
-    std::string text;
-    std::vector<std::uint8_t> bytes;
-    std::vector<std::uint8_t> out(16);
-    std::size_t outLength = 0;
-    EXPECT_EQ(EncryptData(buffer.data(), length, text, ""), PXA_ERR_INVALID_ARGUMENTS);
-    EXPECT_EQ(EncryptWithPassword(buffer.data(), length, "password", text), PXA_ERR_INVALID_ARGUMENTS);
-    EXPECT_EQ(EncryptWithPassword(buffer.data(), length, "password", text, bytes), PXA_ERR_INVALID_ARGUMENTS);
-    EXPECT_EQ(DecryptWithPassword(metaJson, buffer.data(), length, "password", out.data(), outLength),
-              PXA_ERR_INVALID_ARGUMENTS);
-    EXPECT_EQ(CreateHMAC(buffer.data(), length, text), PXA_ERR_INVALID_ARGUMENTS);
-    EXPECT_FALSE(VerifyHMAC(buffer.data(), length, text));
+  for (const std::uint64_t huge : {kPastInt, kWrapsToFive, std::uint64_t{SIZE_MAX}}) {
+    SCOPED_TRACE(huge);
+    EXPECT_EQ(EncryptData(bytes, huge, out, ""), PXA_ERR_INVALID_ARGUMENTS);
+    EXPECT_EQ(EncryptWithPassword(bytes, huge, "password", out), PXA_ERR_INVALID_ARGUMENTS);
+    EXPECT_EQ(EncryptWithPassword(bytes, huge, "password", out, unused), PXA_ERR_INVALID_ARGUMENTS);
+    EXPECT_EQ(DecryptWithPassword(metaJson, bytes, huge, "password", plain.data(), length), PXA_ERR_INVALID_ARGUMENTS);
+    EXPECT_EQ(CreateHMAC(bytes, huge, out), PXA_ERR_INVALID_ARGUMENTS);
+    EXPECT_FALSE(VerifyHMAC(bytes, huge, out));
   }
 }
 

@@ -2,9 +2,9 @@
 
 // A keystore for tests: keys by name and version (the newest version added is the current one),
 // keys that appear only after a refresh, a code to answer instead of keys, and a record of what
-// the engines asked for.
+// the engines asked for. What the engines never call is the built-in keystore's.
 
-#include <qvcryptoservice/keystore.h>
+#include <qvcryptoservice/keystore_static.h>
 
 #include <map>
 #include <mutex>
@@ -17,7 +17,7 @@ namespace testsupport {
 using QVCryptoService::QVKeyControlData;
 using QVCryptoService::SecureBlock;
 
-class TestKeystore : public QVCryptoService::IQVKeyStore {
+class TestKeystore : public QVCryptoService::QVKeystoreStatic {
  public:
   // AddKey serves `bytes` under (name, version) in `state`; with afterRefresh only once
   // refreshKeys has succeeded.
@@ -30,17 +30,8 @@ class TestKeystore : public QVCryptoService::IQVKeyStore {
   const std::vector<bool>& refreshFlags() const { return refreshFlags_; }
   const std::vector<std::int32_t>& requestedVersions() const { return requestedVersions_; }
 
-  std::string getPluginName() override { return "TestKeystore"; }
-  std::string getPluginDescription() override { return "keys for tests"; }
-  std::int32_t initialize(const zkJson::Value& /*config*/) override { return 0; }
   std::int32_t refreshKeys(bool versionMissing) override;
-  std::int32_t createKey(const std::string& /*name*/, const QVKeyControlData* /*ctl*/) override { return 16; }
-  std::int32_t createKeyPair(const std::string& /*name*/, const QVKeyControlData* /*ctl*/) override { return 16; }
-  std::int32_t destroyKey(const std::string& /*name*/, std::int32_t /*version*/) override { return 16; }
   std::int32_t getKey(const std::string& name, SecureBlock& key, QVKeyControlData& ctl, std::int32_t version) override;
-  std::int32_t listKeys(bool /*flag*/, std::vector<QVCryptoService::QVKeyListEntry>& /*keys*/) override { return 16; }
-  std::int32_t reKey(const std::string& /*name*/) override { return 16; }
-  std::int32_t re_sync() override { return 0; }
 
  private:
   using KeyId = std::pair<std::string, std::int32_t>;

@@ -16,10 +16,6 @@ std::string ReadFile(const std::string& path) {
   return content.str();
 }
 
-JsonNode LoadWycheproof(const std::string& fileName) {
-  return ParseJsonLite(ReadFile("../shared/vectors/wycheproof/" + fileName));
-}
-
 std::vector<std::uint8_t> FromHex(const std::string& hex) {
   if (hex.size() % 2 != 0) {
     throw std::runtime_error("odd hex length");

@@ -1,7 +1,5 @@
 #pragma once
 
-#include "tests/support/json_lite.h"
-
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -10,9 +8,6 @@ namespace testsupport {
 
 // ReadFile returns a file's bytes; a missing file fails the calling test with its path.
 std::string ReadFile(const std::string& path);
-
-// LoadWycheproof parses one file of ../shared/vectors/wycheproof (tests run from the project root).
-JsonNode LoadWycheproof(const std::string& fileName);
 
 std::vector<std::uint8_t> FromHex(const std::string& hex);
 std::string ToHex(const std::uint8_t* data, std::size_t size);
