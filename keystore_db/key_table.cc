@@ -235,13 +235,22 @@ DbStatus KeyTable::LockedVersions(const std::string& name, std::vector<VersionIn
   return DbStatus::kOk;
 }
 
-DbStatus KeyTable::ExistingVersions(const std::string& name, std::vector<VersionInfo>& versions,
-                                    EQVKeystoreCode& outcome) {
-  const DbStatus status = LockedVersions(name, versions);
-  if (status == DbStatus::kOk && versions.empty()) {
-    outcome = KS_ERR_KEY_NOT_FOUND;
-  }
-  return status;
+EQVKeystoreCode KeyTable::ChangeOfExistingKey(const std::string& name, std::optional<EQVKeystoreCode> onConflict,
+                                              const ExistingKeyChange& body, std::vector<StoredKey>& keySet) {
+  return Change(
+      onConflict,
+      [&](EQVKeystoreCode& outcome) {
+        std::vector<VersionInfo> versions;
+        if (const DbStatus status = LockedVersions(name, versions); status != DbStatus::kOk) {
+          return status;
+        }
+        if (versions.empty()) {
+          outcome = KS_ERR_KEY_NOT_FOUND;
+          return DbStatus::kOk;
+        }
+        return body(versions, outcome);
+      },
+      keySet);
 }
 
 namespace {
@@ -285,14 +294,9 @@ EQVKeystoreCode KeyTable::CreateFirst(StoredKey& row, const MakeWrapped& wrap, s
 
 EQVKeystoreCode KeyTable::Rotate(const std::string& name, std::int32_t expectedVersion, std::int64_t now,
                                  const MakeWrapped& wrap, std::vector<StoredKey>& keySet) {
-  return Change(
-      KS_ERR_KEY_VERSION_EXISTS,
-      [&](EQVKeystoreCode& outcome) {
-        std::vector<VersionInfo> versions;
-        if (const DbStatus status = ExistingVersions(name, versions, outcome);
-            status != DbStatus::kOk || outcome != KS_SUCCESS) {
-          return status;
-        }
+  return ChangeOfExistingKey(
+      name, KS_ERR_KEY_VERSION_EXISTS,
+      [&](const std::vector<VersionInfo>& versions, EQVKeystoreCode& outcome) {
         const VersionInfo& newest = versions.back();
         if (newest.version != expectedVersion) {
           outcome = KS_ERR_KEY_VERSION_EXISTS;
@@ -328,14 +332,9 @@ EQVKeystoreCode KeyTable::Rotate(const std::string& name, std::int32_t expectedV
 
 EQVKeystoreCode KeyTable::Destroy(const std::string& name, std::int32_t version, std::int64_t now,
                                   std::vector<StoredKey>& keySet) {
-  return Change(
-      KS_ERR_DATABASE,
-      [&](EQVKeystoreCode& outcome) {
-        std::vector<VersionInfo> versions;
-        if (const DbStatus status = ExistingVersions(name, versions, outcome);
-            status != DbStatus::kOk || outcome != KS_SUCCESS) {
-          return status;
-        }
+  return ChangeOfExistingKey(
+      name, KS_ERR_DATABASE,
+      [&](const std::vector<VersionInfo>& versions, EQVKeystoreCode& outcome) {
         bool destroyedAny = false;
         for (const VersionInfo& info : versions) {
           if ((version == 0 || info.version == version) && info.state != kStateDestroyed) {
@@ -357,14 +356,9 @@ EQVKeystoreCode KeyTable::Destroy(const std::string& name, std::int32_t version,
 
 EQVKeystoreCode KeyTable::Retire(const std::string& name, std::int32_t version, std::int64_t now,
                                  std::vector<StoredKey>& keySet) {
-  return Change(
-      KS_ERR_DATABASE,
-      [&](EQVKeystoreCode& outcome) {
-        std::vector<VersionInfo> versions;
-        if (const DbStatus status = ExistingVersions(name, versions, outcome);
-            status != DbStatus::kOk || outcome != KS_SUCCESS) {
-          return status;
-        }
+  return ChangeOfExistingKey(
+      name, KS_ERR_DATABASE,
+      [&](const std::vector<VersionInfo>& versions, EQVKeystoreCode& outcome) {
         const auto target = std::find_if(versions.begin(), versions.end(), [version](const VersionInfo& info) {
           return version == 0 ? info.state == kStateActive : info.version == version;
         });

@@ -85,9 +85,11 @@ class KeyTable {
   DbStatus AllRows(std::vector<StoredKey>& rows, EQVKeystoreCode& outcome);
   // LockedVersions reads and locks the versions of `name`, oldest first.
   DbStatus LockedVersions(const std::string& name, std::vector<VersionInfo>& versions);
-  // ExistingVersions is LockedVersions for a change of a key that must exist: `outcome` is
-  // KS_ERR_KEY_NOT_FOUND when it has no version.
-  DbStatus ExistingVersions(const std::string& name, std::vector<VersionInfo>& versions, EQVKeystoreCode& outcome);
+  using ExistingKeyChange = std::function<DbStatus(const std::vector<VersionInfo>& versions, EQVKeystoreCode&)>;
+  // ChangeOfExistingKey is Change for a key that must exist: `body` gets the locked versions of
+  // `name` (oldest first) and is not run, KS_ERR_KEY_NOT_FOUND, when there is none.
+  EQVKeystoreCode ChangeOfExistingKey(const std::string& name, std::optional<EQVKeystoreCode> onConflict,
+                                      const ExistingKeyChange& body, std::vector<StoredKey>& keySet);
 
   DbBackend& db_;
   std::optional<KeySetSeal> seal_;
