@@ -6,6 +6,7 @@
 
 #include <qvcryptoservice/cipher_meta.h>
 #include <qvcryptoservice/encryption_functions.h>
+#include <qvcryptoservice/keystore_mgr.h>
 #include <qvcryptoservice/qvcrypto.h>
 #include <qvcryptoservice/qvpax.h>
 
@@ -20,7 +21,7 @@ using namespace QVCryptoService;
 namespace {
 
 // main has registered the key source of the command line under this name (see key_source.h).
-const std::string kKeystore(kDefaultKeystore);
+const std::string kKeystore(kDefaultKeystoreName);
 
 }  // namespace
 

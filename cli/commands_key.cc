@@ -5,8 +5,10 @@
 #include "cli/io.h"
 #include "cli/key_source.h"
 #include "cli/tool.h"
+#include "frame/fixed_names.h"
 
 #include <qvcryptoservice/keystore_db.h>
+#include <qvcryptoservice/keystore_mgr.h>
 #include <qvcryptoservice/qvpax.h>
 #include <qvcryptoservice/zkjson_reader.h>
 #include <qvcryptoservice/zkjson_value.h>
@@ -27,7 +29,6 @@ namespace {
 
 // Configuration files are small; a larger one is a mistake, not a configuration.
 constexpr std::size_t kMaxConfigSize = 64 * 1024;
-constexpr const char* kIntegrityKeyName = "QV_HMAC_INTEGRITY_0";
 
 std::shared_ptr<QVKeystoreDb>& Configured() {
   static std::shared_ptr<QVKeystoreDb> keystore;
@@ -88,7 +89,7 @@ int RunKeyCreate(const Invocation& invocation) {
     ctl.algorithm = *algorithm;
   } else {
     // The engines sign with the integrity key under SHA-256 and encrypt with the other names.
-    ctl.algorithm = name == kIntegrityKeyName ? "sha256" : "aes-256-cbc";
+    ctl.algorithm = name == kFixedIntegrityKey ? kFixedDigest : kFixedCipher;
   }
   Check("key create " + name, keystore.createKey(name, &ctl));
   SecureBlock key;
@@ -231,7 +232,7 @@ void UseKeystoreConfig(const std::string& file) {
   }
   Check("keystore " + file + because, code);
   Configured() = keystore;
-  (void)SetKeystore(std::string(kDefaultKeystore), keystore);
+  (void)SetKeystore(std::string(kDefaultKeystoreName), keystore);
 }
 
 }  // namespace qvcrypto

@@ -3,6 +3,7 @@
 #include "cli/password.h"
 #include "cli/tool.h"
 
+#include <qvcryptoservice/keystore_mgr.h>
 #include <qvcryptoservice/keystore_static.h>
 #include <qvcryptoservice/qvpax.h>
 
@@ -47,8 +48,8 @@ std::string KeySourceChoices(const Command& command) {
 // keystore name is refused, since the tool registers no other.
 bool DemoKeyAsked(const Invocation& invocation) {
   const std::string* name = invocation.Value("--keystore");
-  if (name != nullptr && *name != kDefaultKeystore) {
-    Usage("unknown keystore \"" + *name + "\": the tool has only \"" + std::string(kDefaultKeystore) +
+  if (name != nullptr && *name != kDefaultKeystoreName) {
+    Usage("unknown keystore \"" + *name + "\": the tool has only \"" + std::string(kDefaultKeystoreName) +
           "\", the built-in demo keystore; use --keystore-config FILE for keys of your own");
   }
   return name != nullptr || invocation.Has(kDemoKeyOption);
@@ -79,7 +80,7 @@ void UseKeySource(const Invocation& invocation, const Command& command) {
 }
 
 void UseBuiltInKeystoreQuietly() {
-  (void)SetKeystore(std::string(kDefaultKeystore), std::make_shared<QVKeystoreStatic>());
+  (void)SetKeystore(std::string(kDefaultKeystoreName), std::make_shared<QVKeystoreStatic>());
 }
 
 }  // namespace qvcrypto

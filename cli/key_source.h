@@ -7,15 +7,9 @@
 #include "cli/arguments.h"
 #include "cli/command_table.h"
 
-#include <qvcryptoservice/keystore_mgr.h>
-
 #include <string_view>
 
 namespace qvcrypto {
-
-// kDefaultKeystore is the name under which the library's engines look for their keys: the
-// built-in keystore when the demo key is asked for, the database keystore with --keystore-config.
-inline constexpr std::string_view kDefaultKeystore = QVCryptoService::kDefaultKeystoreName;
 
 // kDemoKeyOption asks for the built-in keystore; a command that takes it is one that reaches a
 // keystore key, and such a command needs exactly one key source.

@@ -9,6 +9,7 @@
 #include "cli/tool.h"
 #include "platform/system_directory.h"
 
+#include <qvcryptoservice/keystore_mgr.h>
 #include <qvcryptoservice/logger.h>
 #include <qvcryptoservice/qvpax.h>
 
@@ -197,12 +198,12 @@ void PrintHelp(const Command* only) {
     }
     if (std::find(only->options.begin(), only->options.end(), "--keystore-config") != only->options.end()) {
       text += "\n--keystore-config FILE: use the database keystore that FILE configures, registered as \"" +
-              std::string(kDefaultKeystore) +
+              std::string(kDefaultKeystoreName) +
               "\"\n(JSON: {\"backend\": \"sqlite\", \"path\": F} or {\"backend\": \"postgresql\", \"connection\": S},\n"
               "with \"masterKey\": {\"source\": \"ssv\"} or {\"source\": \"host\", \"file\": F | \"env\": VAR}).\n";
     }
     if (std::find(only->options.begin(), only->options.end(), kDemoKeyOption) != only->options.end()) {
-      text += "\n--demo-key (or --keystore " + std::string(kDefaultKeystore) +
+      text += "\n--demo-key (or --keystore " + std::string(kDefaultKeystoreName) +
               "): use the library's built-in keystore. Its key is in every copy\n"
               "of the library, so anyone can decrypt or forge what it protects: for trying the tool only. Every\n"
               "use says so in a warning line on standard error.\n";
