@@ -28,40 +28,28 @@ TEST(SsvBindingRecord, MatchesTheKnownBindings) {
   }
 }
 
-// Every change to the binding or to what it is checked against breaks the match; a binding of
+// A change to the binding or to what it is checked against breaks the match; a binding of
 // another size or version is not judged at all.
 TEST(SsvBindingRecord, MatchesOnlyItsOwnRecordKeyAndIdentity) {
   const testsupport::DataRow row = testsupport::ReadDataTable("ssv_machine_bindings.tsv").front();
-  const Bytes stored = BytesOf(row["binding"]);
-  const struct {
-    const char* change;
-    std::size_t flippedByte;  // of the stored binding; its size for none
-    std::string componentId, identity;
-    Bytes key;
-    State expected;
-  } cases[] = {
-      {"nothing", stored.size(), row["component_id"], row["identity"], BytesOf(row["ssv_key"]),
-       State::kBoundToThisMachine},
-      {"identity", stored.size(), row["component_id"], "0123456789abcdef0123456789abcdef", BytesOf(row["ssv_key"]),
-       State::kCopiedFromAnotherMachine},
-      {"record", stored.size(), std::string(32, 'a'), row["identity"], BytesOf(row["ssv_key"]),
-       State::kCopiedFromAnotherMachine},
-      {"SSV key", stored.size(), row["component_id"], row["identity"], Bytes(32, 7), State::kCopiedFromAnotherMachine},
-      {"bound id", 5, row["component_id"], row["identity"], BytesOf(row["ssv_key"]), State::kCopiedFromAnotherMachine},
-      {"tag", 64, row["component_id"], row["identity"], BytesOf(row["ssv_key"]), State::kCopiedFromAnotherMachine},
-      {"version", 0, row["component_id"], row["identity"], BytesOf(row["ssv_key"]), State::kCannotTell},
+  const Bytes stored = BytesOf(row["binding"]), key = BytesOf(row["ssv_key"]);
+  const std::string id = row["component_id"], identity = row["identity"];
+  const auto judge = [&](const Bytes& binding, const std::string& componentId, const Bytes& ssvKey,
+                         const std::string& machine) {
+    return JudgeSsvBinding(binding, componentId, ssvKey, machine).state;
   };
-  for (const auto& test : cases) {
+  const auto flipped = [&](std::size_t index) {
     Bytes binding = stored;
-    if (test.flippedByte < binding.size()) {
-      binding[test.flippedByte] ^= 0x01;
-    }
-    EXPECT_EQ(JudgeSsvBinding(binding, test.componentId, test.key, test.identity).state, test.expected) << test.change;
-  }
-  EXPECT_EQ(JudgeSsvBinding(Bytes(stored.begin(), stored.end() - 1), row["component_id"], BytesOf(row["ssv_key"]),
-                            row["identity"])
-                .state,
-            State::kCannotTell);
+    binding[index] ^= 0x01;
+    return binding;
+  };
+  EXPECT_EQ(judge(stored, id, key, identity), State::kBoundToThisMachine);
+  EXPECT_EQ(judge(stored, id, key, std::string(32, 'f')), State::kCopiedFromAnotherMachine);
+  EXPECT_EQ(judge(stored, std::string(32, 'a'), key, identity), State::kCopiedFromAnotherMachine);
+  EXPECT_EQ(judge(stored, id, Bytes(32, 7), identity), State::kCopiedFromAnotherMachine);
+  EXPECT_EQ(judge(flipped(64), id, key, identity), State::kCopiedFromAnotherMachine);
+  EXPECT_EQ(judge(flipped(0), id, key, identity), State::kCannotTell);
+  EXPECT_EQ(judge(Bytes(stored.begin(), stored.end() - 1), id, key, identity), State::kCannotTell);
 }
 
 // The states on one machine, through the C++ and the C functions alike.

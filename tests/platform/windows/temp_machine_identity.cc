@@ -8,17 +8,11 @@
 
 namespace testsupport {
 
-namespace {
-
-constexpr const char* kKey = "SOFTWARE\\Microsoft\\Cryptography";
-constexpr const char* kValue = "MachineGuid";
-
-}  // namespace
-
-TempMachineIdentity::TempMachineIdentity() {
+// A 64-bit test process sees the registry's 64-bit view, where the library reads the identity.
+TempMachineIdentity::TempMachineIdentity() : m_location("SOFTWARE\\Microsoft\\Cryptography") {
   std::array<char, 256> buffer{};
   auto size = static_cast<DWORD>(buffer.size());
-  if (RegGetValueA(HKEY_LOCAL_MACHINE, kKey, kValue, RRF_RT_REG_SZ | RRF_SUBKEY_WOW6464KEY, nullptr, buffer.data(),
+  if (RegGetValueA(HKEY_LOCAL_MACHINE, m_location.c_str(), "MachineGuid", RRF_RT_REG_SZ, nullptr, buffer.data(),
                    &size) == ERROR_SUCCESS) {
     m_previous = buffer.data();
   }
@@ -27,22 +21,13 @@ TempMachineIdentity::TempMachineIdentity() {
 TempMachineIdentity::~TempMachineIdentity() { m_previous ? Set(*m_previous) : Remove(); }
 
 void TempMachineIdentity::Set(const std::string& guid) const {
-  HKEY key = nullptr;
-  ASSERT_EQ(
-      RegCreateKeyExA(HKEY_LOCAL_MACHINE, kKey, 0, nullptr, 0, KEY_SET_VALUE | KEY_WOW64_64KEY, nullptr, &key, nullptr),
-      ERROR_SUCCESS);
-  const LONG error = RegSetValueExA(key, kValue, 0, REG_SZ, reinterpret_cast<const BYTE*>(guid.c_str()),
-                                    static_cast<DWORD>(guid.size() + 1));
-  (void)RegCloseKey(key);
-  ASSERT_EQ(error, ERROR_SUCCESS) << "cannot set " << kKey << "\\" << kValue;
+  ASSERT_EQ(RegSetKeyValueA(HKEY_LOCAL_MACHINE, m_location.c_str(), "MachineGuid", REG_SZ, guid.c_str(),
+                            static_cast<DWORD>(guid.size() + 1)),
+            ERROR_SUCCESS);
 }
 
 void TempMachineIdentity::Remove() const {
-  HKEY key = nullptr;
-  if (RegOpenKeyExA(HKEY_LOCAL_MACHINE, kKey, 0, KEY_SET_VALUE | KEY_WOW64_64KEY, &key) == ERROR_SUCCESS) {
-    (void)RegDeleteValueA(key, kValue);
-    (void)RegCloseKey(key);
-  }
+  (void)RegDeleteKeyValueA(HKEY_LOCAL_MACHINE, m_location.c_str(), "MachineGuid");
 }
 
 }  // namespace testsupport
