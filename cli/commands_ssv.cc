@@ -25,10 +25,10 @@ void RefuseUntrustedRoot(const std::string& operation, const std::string& conseq
   }
 }
 
-// BindingLine is the line that reports the record's binding to this machine, with `note` (what
-// was just done) or, for a state that asks for something, the reason or what to do.
+// BindingLine is the line that reports the record's binding to this machine, with `detail` (what
+// was just done, or why there is no answer) or, for a state that asks for something, what to do.
 std::string BindingLine(SsvBindingState state, const std::string& detail) {
-  std::string line = std::string("binding:      ") + SsvBindingStateText(state);
+  const std::string line = std::string("binding:      ") + SsvBindingStateText(state);
   std::string note = detail;
   if (note.empty() && state == SsvBindingState::kCopiedFromAnotherMachine) {
     note = "run 'qvcrypto ssv rebind' after an intended move";
@@ -58,6 +58,11 @@ std::string BindingReport(Binding bind) {
 
 int RunSsvInit(const Invocation& invocation) {
   const bool force = invocation.Has("--force");
+  // A record made now is bound whatever binding an earlier one left behind; one kept is bound only
+  // when it has none (a moved record is rebound on purpose). Asked of an engine of its own, so that
+  // the shared one loads the record only once it is stored.
+  QVSSVCrypto earlier;
+  const bool newRecord = force || earlier.getComponentId().empty();
   // The staging file passes through the machine root, which only this account and root may write.
   const EQVKeystoreCode code = QVSSVCrypto::generateSSV(machine::SsvStagingDirectory(), force);
   if (code != KS_SUCCESS) {
@@ -73,9 +78,8 @@ int RunSsvInit(const Invocation& invocation) {
   if (componentId.empty()) {
     Failed("ssv init: the SSV was stored but cannot be read back from " + machine::SsvRecordLocation());
   }
-  // A new record gets a binding; an existing one only when it has none (a move is rebound on purpose).
   WriteStandardOutput(std::string(force ? "new SSV stored" : "SSV ready") + ", component id " + componentId + "\n" +
-                      BindingReport(force ? Binding::kBindAlways : Binding::kBindWhenMissing));
+                      BindingReport(newRecord ? Binding::kBindAlways : Binding::kBindWhenMissing));
   return kExitOk;
 }
 
