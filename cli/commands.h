@@ -11,6 +11,7 @@ namespace qvcrypto {
 
 int RunSsvInit(const Invocation& invocation);
 int RunSsvStatus(const Invocation& invocation);
+int RunSsvRebind(const Invocation& invocation);
 int RunSsvEncrypt(const Invocation& invocation);
 int RunSsvDecrypt(const Invocation& invocation);
 

@@ -4,6 +4,7 @@
 #include "cli/tool.h"
 
 #include <qvcryptoservice/qvpax.h>
+#include <qvcryptoservice/ssv_binding.h>
 #include <qvcryptoservice/ssv_crypto.h>
 #include <qvcryptoservice/ssv_functions.h>
 
@@ -24,10 +25,44 @@ void RefuseUntrustedRoot(const std::string& operation, const std::string& conseq
   }
 }
 
+// BindingLine is the line that reports the record's binding to this machine, with `detail` (what
+// was just done, or why there is no answer) or, for a state that asks for something, what to do.
+std::string BindingLine(SsvBindingState state, const std::string& detail) {
+  const std::string line = std::string("binding:      ") + SsvBindingStateText(state);
+  std::string note = detail;
+  if (note.empty() && state == SsvBindingState::kCopiedFromAnotherMachine) {
+    note = "run 'qvcrypto ssv rebind' after an intended move";
+  } else if (note.empty() && state == SsvBindingState::kNoBindingYet) {
+    note = "run 'qvcrypto ssv status --bind' to bind it to this machine";
+  }
+  return line + (note.empty() ? "" : " (" + note + ")") + "\n";
+}
+
+// BindingReport checks the binding and, when `bind` allows it, writes one: always with
+// kBindAlways, only where there is none with kBindWhenMissing.
+enum class Binding { kCheckOnly, kBindWhenMissing, kBindAlways };
+
+std::string BindingReport(Binding bind) {
+  std::string reason;
+  const SsvBindingState state = CheckSsvBinding(&reason);
+  if (bind == Binding::kBindAlways || (bind == Binding::kBindWhenMissing && state == SsvBindingState::kNoBindingYet)) {
+    if (!BindSsvToMachine(nullptr, &reason)) {
+      return BindingLine(SsvBindingState::kCannotTell, "not written: " + reason);
+    }
+    return BindingLine(SsvBindingState::kBoundToThisMachine, "written now");
+  }
+  return BindingLine(state, reason);
+}
+
 }  // namespace
 
 int RunSsvInit(const Invocation& invocation) {
   const bool force = invocation.Has("--force");
+  // A record made now is bound whatever binding an earlier one left behind; one kept is bound only
+  // when it has none (a moved record is rebound on purpose). Asked of an engine of its own, so that
+  // the shared one loads the record only once it is stored.
+  QVSSVCrypto earlier;
+  const bool newRecord = force || earlier.getComponentId().empty();
   // The staging file passes through the machine root, which only this account and root may write.
   const EQVKeystoreCode code = QVSSVCrypto::generateSSV(machine::SsvStagingDirectory(), force);
   if (code != KS_SUCCESS) {
@@ -43,11 +78,12 @@ int RunSsvInit(const Invocation& invocation) {
   if (componentId.empty()) {
     Failed("ssv init: the SSV was stored but cannot be read back from " + machine::SsvRecordLocation());
   }
-  WriteStandardOutput(std::string(force ? "new SSV stored" : "SSV ready") + ", component id " + componentId + "\n");
+  WriteStandardOutput(std::string(force ? "new SSV stored" : "SSV ready") + ", component id " + componentId + "\n" +
+                      BindingReport(newRecord ? Binding::kBindAlways : Binding::kBindWhenMissing));
   return kExitOk;
 }
 
-int RunSsvStatus(const Invocation& /*invocation*/) {
+int RunSsvStatus(const Invocation& invocation) {
   const std::string location = machine::SsvRecordLocation();
   const auto engine = QVpax::getInstance()->SSVCryptoIntrf();
   const std::string componentId = engine->getComponentId();
@@ -69,7 +105,25 @@ int RunSsvStatus(const Invocation& /*invocation*/) {
   const std::string source =
       machine::StagingFileHolds(componentId) ? "staging file " + machine::SsvStagingFile() : "store " + location;
   WriteStandardOutput("record:       " + location + "\nloaded from:  " + source + "\ncomponent id: " + componentId +
-                      "\nshares:       recombine (5 of 5 groups)\n");
+                      "\nshares:       recombine (5 of 5 groups)\n" +
+                      BindingReport(invocation.Has("--bind") ? Binding::kBindWhenMissing : Binding::kCheckOnly));
+  return kExitOk;
+}
+
+int RunSsvRebind(const Invocation& /*invocation*/) {
+  const std::string componentId = QVpax::getInstance()->SSVCryptoIntrf()->getComponentId();
+  if (componentId.empty()) {
+    RefuseUntrustedRoot("ssv rebind", "its SSV record is not used");
+    Failed("ssv rebind: no readable SSV record at " + machine::SsvRecordLocation() + " (run 'qvcrypto ssv init')");
+  }
+  SsvBindingState replaced = SsvBindingState::kCannotTell;
+  std::string reason;
+  if (!BindSsvToMachine(&replaced, &reason)) {
+    Failed("ssv rebind: " + reason);
+  }
+  WriteStandardOutput("component id: " + componentId + "\n" +
+                      BindingLine(SsvBindingState::kBoundToThisMachine,
+                                  std::string("written now; before: ") + SsvBindingStateText(replaced)));
   return kExitOk;
 }
 

@@ -49,6 +49,20 @@ QVCS_EXPORT void SSVEncrypt(const char* plain, char** cipherText);
    these functions are for text only. Any failure gives the empty string. */
 QVCS_EXPORT void SSVDecrypt(const char* cipherText, char** plain);
 
+/* SSVBindingState says whether this machine's SSV record is bound to this machine: 0 bound to
+   this machine, 1 copied from another machine (the binding beside the record does not match
+   this machine's identity or this record), 2 no binding yet, 3 cannot tell (no machine
+   identity, no usable SSV, or an unreadable binding). The SSV functions work in every state. */
+QVCS_EXPORT int SSVBindingState(void);
+
+/* SSVBindToMachine binds this machine's SSV record to this machine, replacing any binding (after
+   an intended move, or for a record that has none). Returns 1 once stored, 0 otherwise. */
+QVCS_EXPORT int SSVBindToMachine(void);
+
+/* SSVBindingStateText names a state of SSVBindingState ("bound to this machine", ...): static
+   text, never freed; "unknown state" for any other number. */
+QVCS_EXPORT const char* SSVBindingStateText(int state);
+
 #ifdef __cplusplus
 }
 #endif

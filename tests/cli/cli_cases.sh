@@ -20,12 +20,26 @@ if [[ -n ${QVCS_WINE_TOOL:-} ]]; then
       /v SSV_Data /t REG_BINARY /d "$(od -An -v -tx1 "$1" | tr -d ' \n')" /f >/dev/null 2>&1 ||
       fail "cannot install $1 in the registry"
   }
+  # set_identity GUID: this machine's identity; remove_binding: the binding beside the record.
+  set_identity() {
+    QVCS_WINE_PREFIX="$root.wine" "$(dirname "$0")/../../cmake/wine-run" reg add 'HKLM\SOFTWARE\Microsoft\Cryptography' \
+      /v MachineGuid /t REG_SZ /d "$1" /reg:64 /f >/dev/null 2>&1 || fail "cannot set MachineGuid"
+  }
+  remove_binding() {
+    QVCS_WINE_PREFIX="$root.wine" "$(dirname "$0")/../../cmake/wine-run" reg delete 'HKLM\SOFTWARE\Classes\SSV' \
+      /v SSV_Binding /f >/dev/null 2>&1 || fail "cannot remove the binding"
+  }
 else
   record_location="$root/registry/SOFTWARE/Classes/SSV/SSV_Data"
   install_record() {
     mkdir -p "$root/registry/SOFTWARE/Classes/SSV"
     cp "$1" "$root/registry/SOFTWARE/Classes/SSV/SSV_Data"
   }
+  set_identity() {
+    echo "${1//-/}" >"$work/machine-id"
+    export QVCRYPTO_MACHINE_ID_FILE="$work/machine-id"
+  }
+  remove_binding() { rm "$root/registry/SOFTWARE/Classes/SSV/SSV_Binding"; }
 fi
 
 # round_trip PLAIN_FILE ARGS...: encrypts with ARGS, decrypts that with ARGS where "encrypt" turns
@@ -52,7 +66,7 @@ case_usage_errors() {
 case_help_and_version() {
   expect_success "$empty" --version
   grep -q '^qvcrypto [0-9]' "$work/out" || fail "--version printed '$(cat "$work/out")'"
-  for command in "" "ssv init" "ssv status" "ssv encrypt" "ssv decrypt" encrypt decrypt rewrap "hash digest" \
+  for command in "" "ssv init" "ssv status" "ssv rebind" "ssv encrypt" "ssv decrypt" encrypt decrypt rewrap "hash digest" \
     "hash checksum" "hash password" "hash derive" "verify digest" "verify checksum" "verify password" "hmac sign" \
     "hmac verify" inspect explain selftest; do
     expect_success "$empty" $command --help
@@ -89,6 +103,23 @@ case_ssv_round_trip() {
   round_trip "$(text "base64 form")" ssv encrypt
   expect_success "$empty" ssv init --force
   grep -q "$id" "$work/out" && fail "ssv init --force kept component id $id"
+}
+
+# The binding of the record to this machine as the machine's identity changes under it.
+case_ssv_binding() {
+  set_identity 11111111-2222-4333-8444-555555555555
+  expect_success "$empty" ssv init
+  expect_output "binding:      bound to this machine (written now)"
+  set_identity 66666666-7777-4888-9999-aaaaaaaaaaaa
+  expect_success "$empty" ssv status --bind
+  expect_output "binding:      copied from another machine (run 'qvcrypto ssv rebind' after an intended move)"
+  expect_success "$empty" ssv rebind
+  expect_output "binding:      bound to this machine (written now; before: copied from another machine)"
+  remove_binding
+  expect_success "$empty" ssv status
+  expect_output "binding:      no binding yet (run 'qvcrypto ssv status --bind' to bind it to this machine)"
+  expect_success "$empty" ssv status --bind
+  expect_output "binding:      bound to this machine (written now)"
 }
 
 # Fixtures made on another machine, B: its record reads its own texts, not another machine's;
