@@ -3,10 +3,10 @@
 #include "json/parser.h"
 
 #include "json/extensions.h"
-#include "json/value_access.h"
 
 #include <algorithm>
 #include <cstring>
+#include <iterator>
 #include <string_view>
 
 namespace zkJson {
@@ -158,18 +158,30 @@ bool Parser::parseLiteral(Value& out) {
   return true;
 }
 
+void Parser::keepElement(Value&& element) {
+  elements_.push_back(std::move(element));
+  lastValue_ = &elements_.back();
+}
+
+void Parser::keepMember(ValueAccess::Member&& member) {
+  members_.push_back(std::move(member));
+  lastValue_ = &members_.back().value;
+}
+
 // Comments left inside a container after its last element stay with the container.
 bool Parser::parseArray(Value& out, std::size_t depth) {
-  ValueAccess::ArrayStorage& elements = ValueAccess::makeArray(out);
+  const std::size_t first = elements_.size();
   ++cur_;
   skipSpace();
   if (cur_ < end_ && *cur_ == ']') {
     ++cur_;
   } else {
     while (true) {
-      if (!parseValue(elements.emplace_back(), depth)) {
+      Value element;
+      if (!parseValue(element, depth)) {
         return false;
       }
+      keepElement(std::move(element));
       skipSpace();
       if (cur_ < end_ && *cur_ == ',') {
         ++cur_;
@@ -183,6 +195,9 @@ bool Parser::parseArray(Value& out, std::size_t depth) {
       return fail(cur_, message::kMissingCommaOrBracket);
     }
   }
+  const auto stacked = elements_.begin() + static_cast<std::ptrdiff_t>(first);
+  ValueAccess::makeArray(out).assign(std::make_move_iterator(stacked), std::make_move_iterator(elements_.end()));
+  elements_.erase(stacked, elements_.end());
   if (!pendingComments_.empty()) {
     ValueAccess::addComment(out, std::move(pendingComments_), commentAfter);
     pendingComments_.clear();
@@ -191,7 +206,9 @@ bool Parser::parseArray(Value& out, std::size_t depth) {
 }
 
 bool Parser::parseObject(Value& out, std::size_t depth) {
-  ValueAccess::ObjectStorage& members = ValueAccess::makeObject(out);
+  const std::size_t first = members_.size();
+  // Whether every name so far came after the one before it, as in every text this library writes.
+  bool ordered = true;
   ++cur_;
   skipSpace();
   if (cur_ < end_ && *cur_ == '}') {
@@ -201,8 +218,8 @@ bool Parser::parseObject(Value& out, std::size_t depth) {
       if (cur_ == end_ || *cur_ != '"') {
         return fail(cur_, message::kMissingBraceOrName);
       }
-      key_.clear();
-      if (!parseString(key_)) {
+      ValueAccess::Member member;
+      if (!parseString(member.name)) {
         return false;
       }
       skipSpace();
@@ -211,16 +228,11 @@ bool Parser::parseObject(Value& out, std::size_t depth) {
       }
       ++cur_;
       skipSpace();
-      // A repeated name replaces the earlier member, as assigning it twice would.
-      auto slot = members.lower_bound(key_);
-      if (slot != members.end() && slot->first == key_) {
-        slot->second = Value();
-      } else {
-        slot = members.emplace_hint(slot, key_, Value());
-      }
-      if (!parseValue(slot->second, depth)) {
+      if (!parseValue(member.value, depth)) {
         return false;
       }
+      ordered = ordered && (members_.size() == first || members_.back().name < member.name);
+      keepMember(std::move(member));
       skipSpace();
       if (cur_ < end_ && *cur_ == ',') {
         ++cur_;
@@ -234,12 +246,36 @@ bool Parser::parseObject(Value& out, std::size_t depth) {
       return fail(cur_, message::kMissingCommaOrBrace);
     }
   }
+  closeObject(out, first, ordered);
   if (!pendingComments_.empty()) {
     ValueAccess::addComment(out, std::move(pendingComments_), commentAfter);
     pendingComments_.clear();
   }
   ApplyExtensions(out);
   return true;
+}
+
+// Out of order names are sorted once, when the object closes: inserting each in its place as it
+// comes would cost time in the square of the member count on a text written in reverse order.
+void Parser::closeObject(Value& out, std::size_t first, bool ordered) {
+  const auto stacked = members_.begin() + static_cast<std::ptrdiff_t>(first);
+  ValueAccess::ObjectStorage& members = ValueAccess::makeObject(out);
+  if (ordered) {
+    members.assign(std::make_move_iterator(stacked), std::make_move_iterator(members_.end()));
+  } else {
+    // A stable sort keeps repeated names in the order read, the one read last at the end of its run.
+    std::stable_sort(stacked, members_.end(), [](const ValueAccess::Member& a, const ValueAccess::Member& b) {
+      return a.name < b.name;
+    });
+    members.reserve(static_cast<std::size_t>(members_.end() - stacked));
+    for (auto it = stacked; it != members_.end(); ++it) {
+      const auto next = it + 1;
+      if (next == members_.end() || next->name != it->name) {
+        members.push_back(std::move(*it));
+      }
+    }
+  }
+  members_.erase(stacked, members_.end());
 }
 
 }  // namespace zkJson

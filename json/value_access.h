@@ -8,6 +8,7 @@
 
 #include <cstddef>
 #include <string>
+#include <string_view>
 
 namespace zkJson {
 
@@ -20,6 +21,7 @@ class ValueAccess {
  public:
   using ArrayStorage = Value::ArrayStorage;
   using ObjectStorage = Value::ObjectStorage;
+  using Member = Value::Member;
   using Payload = Value::Payload;
 
   static constexpr std::size_t kCommentSlots = 3;
@@ -40,6 +42,11 @@ class ValueAccess {
   static const ArrayStorage* array(const Value& value);
   static const ObjectStorage* object(const Value& value);
   static ObjectStorage* mutableObject(Value& value);
+
+  // firstNotBefore returns the first member whose name is not below `name` in byte order (where a
+  // member of that name is, or would be inserted); findMember the member named `name`, or null.
+  static ObjectStorage::iterator firstNotBefore(ObjectStorage& members, std::string_view name);
+  static const Value* findMember(const ObjectStorage& members, std::string_view name);
 
   // replacePayload puts in a new payload, keeping the value's comments. The new payload may come
   // from inside the old one.
