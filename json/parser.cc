@@ -264,9 +264,8 @@ void Parser::closeObject(Value& out, std::size_t first, bool ordered) {
     members.assign(std::make_move_iterator(stacked), std::make_move_iterator(members_.end()));
   } else {
     // A stable sort keeps repeated names in the order read, the one read last at the end of its run.
-    std::stable_sort(stacked, members_.end(), [](const ValueAccess::Member& a, const ValueAccess::Member& b) {
-      return a.name < b.name;
-    });
+    std::stable_sort(stacked, members_.end(),
+                     [](const ValueAccess::Member& a, const ValueAccess::Member& b) { return a.name < b.name; });
     members.reserve(static_cast<std::size_t>(members_.end() - stacked));
     for (auto it = stacked; it != members_.end(); ++it) {
       const auto next = it + 1;

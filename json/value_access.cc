@@ -105,10 +105,14 @@ const ValueAccess::ObjectStorage* ValueAccess::object(const Value& value) {
   return std::get_if<ObjectStorage>(&value.payload_);
 }
 
-ValueAccess::ObjectStorage* ValueAccess::mutableObject(Value& value) { return std::get_if<ObjectStorage>(&value.payload_); }
+ValueAccess::ObjectStorage* ValueAccess::mutableObject(Value& value) {
+  return std::get_if<ObjectStorage>(&value.payload_);
+}
 
 namespace {
-bool NameBefore(const ValueAccess::Member& member, std::string_view name) { return std::string_view(member.name) < name; }
+bool NameBefore(const ValueAccess::Member& member, std::string_view name) {
+  return std::string_view(member.name) < name;
+}
 }  // namespace
 
 ValueAccess::ObjectStorage::iterator ValueAccess::firstNotBefore(ObjectStorage& members, std::string_view name) {
