@@ -107,7 +107,7 @@ void ApplyExtensions(Value& value) {
     } else if (!member.isString() || !ParseDateText(ValueAccess::get<std::string>(member), milliseconds)) {
       return;
     }
-    ValueAccess::replacePayload(value, Date{milliseconds});
+    ValueAccess::set<Date>(value, Date{milliseconds});
     return;
   }
   const Value* binary = ValueAccess::findMember(*object, "$binary");
@@ -127,7 +127,7 @@ void ApplyExtensions(Value& value) {
                                      QVCryptoService::Base64Form::kCanonical)) {
     return;
   }
-  ValueAccess::replacePayload(value, std::move(bytes));
+  ValueAccess::set<Binary>(value, std::move(bytes));
 }
 
 }  // namespace zkJson

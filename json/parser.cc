@@ -6,8 +6,8 @@
 
 #include <algorithm>
 #include <cstring>
-#include <iterator>
 #include <string_view>
+#include <utility>
 
 namespace zkJson {
 
@@ -144,13 +144,13 @@ bool Parser::parseLiteral(Value& out) {
   };
   // Payloads are replaced rather than assigned so that comments read before the value stay.
   if (matches("true")) {
-    ValueAccess::replacePayload(out, ValueAccess::Payload(std::in_place_type<bool>, true));
+    ValueAccess::set<bool>(out, true);
     cur_ += 4;
   } else if (matches("false")) {
-    ValueAccess::replacePayload(out, ValueAccess::Payload(std::in_place_type<bool>, false));
+    ValueAccess::set<bool>(out, false);
     cur_ += 5;
   } else if (matches("null")) {
-    ValueAccess::replacePayload(out, ValueAccess::Payload());
+    ValueAccess::set<std::monostate>(out);
     cur_ += 4;
   } else {
     return fail(cur_, message::kValueExpected);
@@ -158,15 +158,30 @@ bool Parser::parseLiteral(Value& out) {
   return true;
 }
 
-void Parser::keepElement(Value&& element) {
-  elements_.push_back(std::move(element));
-  lastValue_ = &elements_.back();
+namespace {
+
+// SortByNameKeepingLast orders members read out of order by name; of a repeated name only the
+// one read last is kept, as assigning the member twice would leave it. Sorting once when the
+// object closes, rather than inserting each name in its place as it comes, keeps a text written
+// in reverse order from costing time in the square of its member count.
+void SortByNameKeepingLast(ValueAccess::ObjectStorage& members) {
+  // A stable sort leaves repeated names in the order read, the one read last at the end of its run.
+  std::stable_sort(members.begin(), members.end(),
+                   [](const ValueAccess::Member& a, const ValueAccess::Member& b) { return a.name < b.name; });
+  auto kept = members.begin();
+  for (auto it = members.begin(); it != members.end(); ++it) {
+    const auto next = it + 1;
+    if (next == members.end() || next->name != it->name) {
+      if (kept != it) {
+        *kept = std::move(*it);
+      }
+      ++kept;
+    }
+  }
+  members.erase(kept, members.end());
 }
 
-void Parser::keepMember(ValueAccess::Member&& member) {
-  members_.push_back(std::move(member));
-  lastValue_ = &members_.back().value;
-}
+}  // namespace
 
 // Comments left inside a container after its last element stay with the container.
 bool Parser::parseArray(Value& out, std::size_t depth) {
@@ -177,11 +192,9 @@ bool Parser::parseArray(Value& out, std::size_t depth) {
     ++cur_;
   } else {
     while (true) {
-      Value element;
-      if (!parseValue(element, depth)) {
+      if (!parseValue(elements_.push(), depth)) {
         return false;
       }
-      keepElement(std::move(element));
       skipSpace();
       if (cur_ < end_ && *cur_ == ',') {
         ++cur_;
@@ -195,9 +208,7 @@ bool Parser::parseArray(Value& out, std::size_t depth) {
       return fail(cur_, message::kMissingCommaOrBracket);
     }
   }
-  const auto stacked = elements_.begin() + static_cast<std::ptrdiff_t>(first);
-  ValueAccess::makeArray(out).assign(std::make_move_iterator(stacked), std::make_move_iterator(elements_.end()));
-  elements_.erase(stacked, elements_.end());
+  elements_.popInto(first, ValueAccess::makeArray(out));
   if (!pendingComments_.empty()) {
     ValueAccess::addComment(out, std::move(pendingComments_), commentAfter);
     pendingComments_.clear();
@@ -207,8 +218,9 @@ bool Parser::parseArray(Value& out, std::size_t depth) {
 
 bool Parser::parseObject(Value& out, std::size_t depth) {
   const std::size_t first = members_.size();
-  // Whether every name so far came after the one before it, as in every text this library writes.
+  // Whether each name came after the one before it, as in every text this library writes.
   bool ordered = true;
+  const std::string* previousName = nullptr;
   ++cur_;
   skipSpace();
   if (cur_ < end_ && *cur_ == '}') {
@@ -218,7 +230,7 @@ bool Parser::parseObject(Value& out, std::size_t depth) {
       if (cur_ == end_ || *cur_ != '"') {
         return fail(cur_, message::kMissingBraceOrName);
       }
-      ValueAccess::Member member;
+      ValueAccess::Member& member = members_.push();
       if (!parseString(member.name)) {
         return false;
       }
@@ -231,8 +243,8 @@ bool Parser::parseObject(Value& out, std::size_t depth) {
       if (!parseValue(member.value, depth)) {
         return false;
       }
-      ordered = ordered && (members_.size() == first || members_.back().name < member.name);
-      keepMember(std::move(member));
+      ordered = ordered && (previousName == nullptr || *previousName < member.name);
+      previousName = &member.name;
       skipSpace();
       if (cur_ < end_ && *cur_ == ',') {
         ++cur_;
@@ -246,35 +258,17 @@ bool Parser::parseObject(Value& out, std::size_t depth) {
       return fail(cur_, message::kMissingCommaOrBrace);
     }
   }
-  closeObject(out, first, ordered);
+  ValueAccess::ObjectStorage& members = ValueAccess::makeObject(out);
+  members_.popInto(first, members);
+  if (!ordered) {
+    SortByNameKeepingLast(members);
+  }
   if (!pendingComments_.empty()) {
     ValueAccess::addComment(out, std::move(pendingComments_), commentAfter);
     pendingComments_.clear();
   }
   ApplyExtensions(out);
   return true;
-}
-
-// Out of order names are sorted once, when the object closes: inserting each in its place as it
-// comes would cost time in the square of the member count on a text written in reverse order.
-void Parser::closeObject(Value& out, std::size_t first, bool ordered) {
-  const auto stacked = members_.begin() + static_cast<std::ptrdiff_t>(first);
-  ValueAccess::ObjectStorage& members = ValueAccess::makeObject(out);
-  if (ordered) {
-    members.assign(std::make_move_iterator(stacked), std::make_move_iterator(members_.end()));
-  } else {
-    // A stable sort keeps repeated names in the order read, the one read last at the end of its run.
-    std::stable_sort(stacked, members_.end(),
-                     [](const ValueAccess::Member& a, const ValueAccess::Member& b) { return a.name < b.name; });
-    members.reserve(static_cast<std::size_t>(members_.end() - stacked));
-    for (auto it = stacked; it != members_.end(); ++it) {
-      const auto next = it + 1;
-      if (next == members_.end() || next->name != it->name) {
-        members.push_back(std::move(*it));
-      }
-    }
-  }
-  members_.erase(stacked, members_.end());
 }
 
 }  // namespace zkJson

@@ -6,12 +6,12 @@
 #include <qvcryptoservice/zkjson_reader.h>
 #include <qvcryptoservice/zkjson_value.h>
 
+#include "json/stable_stack.h"
 #include "json/value_access.h"
 
 #include <cstddef>
 #include <cstdint>
 #include <string>
-#include <vector>
 
 namespace zkJson {
 
@@ -70,13 +70,6 @@ class Parser {
   void skipSpace();
   void noteComment(const char* start);
   void finishValue(Value& value);
-  // keepElement and keepMember put a value that has just been read on top of the stack of its
-  // container; the value's same-line comments follow it there.
-  void keepElement(Value&& element);
-  void keepMember(ValueAccess::Member&& member);
-  // closeObject moves the members read from `first` on into `out`, ordered by name, the last of
-  // a repeated name replacing those before it.
-  void closeObject(Value& out, std::size_t first, bool ordered);
 
   bool fail(const char* at, const char* message);
 
@@ -94,9 +87,9 @@ class Parser {
   std::size_t lineScanLength_ = 0;
   // The elements and members of the containers being read, the innermost container's on top.
   // Each container moves its own off into a storage of their exact size when it closes, so that
-  // it is allocated once, and the stacks' room is reused by the next one.
-  std::vector<Value> elements_;
-  std::vector<ValueAccess::Member> members_;
+  // it is allocated once.
+  StableStack<Value> elements_;
+  StableStack<ValueAccess::Member> members_;
   const char* errorAt_ = nullptr;
   const char* errorMessage_ = nullptr;
 };

@@ -241,7 +241,6 @@ bool Parser::parseNumber(Value& out) {
     integral = false;
   }
   cur_ = p;
-  using Payload = ValueAccess::Payload;
   if (integral) {
     // Integers are signed when they fit, unsigned when only that fits, and reals beyond.
     const char* digit = negative ? first + 1 : first;
@@ -256,22 +255,21 @@ bool Parser::parseNumber(Value& out) {
     constexpr auto kInt64Max = static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max());
     if (fits && !negative) {
       if (magnitude <= kInt64Max) {
-        ValueAccess::replacePayload(out,
-                                    Payload(std::in_place_type<std::int64_t>, static_cast<std::int64_t>(magnitude)));
+        ValueAccess::set<std::int64_t>(out, static_cast<std::int64_t>(magnitude));
       } else {
-        ValueAccess::replacePayload(out, Payload(std::in_place_type<std::uint64_t>, magnitude));
+        ValueAccess::set<std::uint64_t>(out, magnitude);
       }
       return true;
     }
     // An integer has no negative zero; the real keeps the sign of "-0".
     if (fits && negative && magnitude == 0) {
-      ValueAccess::replacePayload(out, Payload(std::in_place_type<double>, -0.0));
+      ValueAccess::set<double>(out, -0.0);
       return true;
     }
     if (fits && negative && magnitude <= kInt64Max + 1) {
       // Negation modulo 2^64 reaches INT64_MIN as well.
       const auto negated = static_cast<std::int64_t>(~magnitude + 1);
-      ValueAccess::replacePayload(out, Payload(std::in_place_type<std::int64_t>, negated));
+      ValueAccess::set<std::int64_t>(out, negated);
       return true;
     }
   }
@@ -283,7 +281,7 @@ bool Parser::parseNumber(Value& out) {
   } else if (result.ec != std::errc() || result.ptr != p) {
     return fail(first, message::kValueExpected);
   }
-  ValueAccess::replacePayload(out, Payload(std::in_place_type<double>, real));
+  ValueAccess::set<double>(out, real);
   return true;
 }
 

@@ -62,7 +62,7 @@ Value::Value(const Value& other) : payload_(ValueAccess::clonePayload(other.payl
 
 // A moved-from value is null rather than an array or object without its container.
 Value::Value(Value&& other) noexcept : payload_(std::move(other.payload_)), comments_(std::move(other.comments_)) {
-  ValueAccess::replacePayload(other, Payload());
+  ValueAccess::set<std::monostate>(other);
 }
 
 // Both assignments build the new state first: the source may live inside this value

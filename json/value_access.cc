@@ -124,24 +124,15 @@ const Value* ValueAccess::findMember(const ObjectStorage& members, std::string_v
   return it != members.end() && it->name == name ? &it->value : nullptr;
 }
 
-ValueAccess::ArrayStorage& ValueAccess::makeArray(Value& value) {
-  ReplacePayload(value.payload_, Payload(std::in_place_type<ArrayStorage>));
-  return *std::get_if<ArrayStorage>(&value.payload_);
-}
+ValueAccess::ArrayStorage& ValueAccess::makeArray(Value& value) { return set<ArrayStorage>(value); }
 
-ValueAccess::ObjectStorage& ValueAccess::makeObject(Value& value) {
-  ReplacePayload(value.payload_, Payload(std::in_place_type<ObjectStorage>));
-  return *std::get_if<ObjectStorage>(&value.payload_);
-}
+ValueAccess::ObjectStorage& ValueAccess::makeObject(Value& value) { return set<ObjectStorage>(value); }
 
 void ValueAccess::replacePayload(Value& value, Payload&& payload) {
   ReplacePayload(value.payload_, std::move(payload));
 }
 
-std::string& ValueAccess::makeString(Value& value) {
-  ReplacePayload(value.payload_, Payload(std::in_place_type<std::string>));
-  return *std::get_if<std::string>(&value.payload_);
-}
+std::string& ValueAccess::makeString(Value& value) { return set<std::string>(value); }
 
 void ValueAccess::addComment(Value& value, std::string&& text, CommentPlacement placement) {
   if (!value.comments_) {

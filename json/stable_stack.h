@@ -1,0 +1,51 @@
+#pragma once
+
+// StableStack: the reader's scratch room for the elements of the containers it is reading. An
+// element keeps its address while the stack grows above it, so a value is read in place on top
+// while the values nested in it are pushed and popped above; the room is reused by every
+// container of the document.
+
+#include <cstddef>
+#include <memory>
+#include <utility>
+#include <vector>
+
+namespace zkJson {
+
+template <typename T>
+class StableStack {
+ public:
+  std::size_t size() const { return size_; }
+
+  // push returns the next slot. Every slot above the top is in its default state.
+  T& push() {
+    if (size_ == chunks_.size() * kChunkLength) {
+      chunks_.push_back(std::make_unique<T[]>(kChunkLength));
+    }
+    return at(size_++);
+  }
+
+  // popInto moves the elements from position `first` up, in order, to the end of `out` (grown
+  // once, to the size it needs) and puts their slots back in their default state.
+  template <typename Container>
+  void popInto(std::size_t first, Container& out) {
+    out.reserve(out.size() + (size_ - first));
+    for (std::size_t i = first; i < size_; ++i) {
+      T& slot = at(i);
+      out.push_back(std::move(slot));
+      std::destroy_at(&slot);
+      std::construct_at(&slot);
+    }
+    size_ = first;
+  }
+
+ private:
+  static constexpr std::size_t kChunkLength = 64;
+
+  T& at(std::size_t index) { return chunks_[index / kChunkLength][index % kChunkLength]; }
+
+  std::vector<std::unique_ptr<T[]>> chunks_;
+  std::size_t size_ = 0;
+};
+
+}  // namespace zkJson
