@@ -23,7 +23,7 @@ bool Parser::fail(const char* at, const char* message) {
   return false;
 }
 
-void Parser::skipSpace() {
+void Parser::skipSpaceAndComments() {
   while (cur_ < end_) {
     const char c = *cur_;
     if (c == ' ' || c == '\t' || c == '\n' || c == '\r') {
@@ -181,6 +181,15 @@ void SortByNameKeepingLast(ValueAccess::ObjectStorage& members) {
   members.erase(kept, members.end());
 }
 
+// NameBefore is `a < b` in byte order. Names in order mostly differ at their first byte, which is
+// compared here before the general comparison is called.
+bool NameBefore(const std::string& a, const std::string& b) {
+  if (!a.empty() && !b.empty() && a[0] != b[0]) {
+    return static_cast<unsigned char>(a[0]) < static_cast<unsigned char>(b[0]);
+  }
+  return a < b;
+}
+
 }  // namespace
 
 // Comments left inside a container after its last element stay with the container.
@@ -243,7 +252,7 @@ bool Parser::parseObject(Value& out, std::size_t depth) {
       if (!parseValue(member.value, depth)) {
         return false;
       }
-      ordered = ordered && (previousName == nullptr || *previousName < member.name);
+      ordered = ordered && (previousName == nullptr || NameBefore(*previousName, member.name));
       previousName = &member.name;
       skipSpace();
       if (cur_ < end_ && *cur_ == ',') {

@@ -66,8 +66,15 @@ class Parser {
   bool parseNumber(Value& out);
 
   // skipSpace moves past white space and, in the default mode, comments. A '/' that does not
-  // start a complete comment is left in place for the caller to report.
-  void skipSpace();
+  // start a complete comment is left in place for the caller to report. Compact text has none:
+  // that case is decided here, without a call.
+  void skipSpace() {
+    if (cur_<end_&& static_cast<unsigned char>(*cur_)> ' ' && *cur_ != '/') {
+      return;
+    }
+    skipSpaceAndComments();
+  }
+  void skipSpaceAndComments();
   void noteComment(const char* start);
   void finishValue(Value& value);
 

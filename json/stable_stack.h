@@ -5,6 +5,7 @@
 // while the values nested in it are pushed and popped above; the room is reused by every
 // container of the document.
 
+#include <bit>
 #include <cstddef>
 #include <memory>
 #include <utility>
@@ -19,8 +20,10 @@ class StableStack {
 
   // push returns the next slot. Every slot above the top is in its default state.
   T& push() {
-    if (size_ == chunks_.size() * kChunkLength) {
-      chunks_.push_back(std::make_unique<T[]>(kChunkLength));
+    if (size_ == capacity_) {
+      const std::size_t length = kFirstChunkLength << chunks_.size();
+      chunks_.push_back(std::make_unique<T[]>(length));
+      capacity_ += length;
     }
     return at(size_++);
   }
@@ -40,11 +43,17 @@ class StableStack {
   }
 
  private:
-  static constexpr std::size_t kChunkLength = 64;
+  // Each chunk is twice as long as the one before, so that a small document needs one small
+  // chunk and a large one few: chunk k holds the positions from kFirstChunkLength * (2^k - 1) on.
+  static constexpr std::size_t kFirstChunkLength = 16;
 
-  T& at(std::size_t index) { return chunks_[index / kChunkLength][index % kChunkLength]; }
+  T& at(std::size_t index) {
+    const auto chunk = static_cast<std::size_t>(std::bit_width(index / kFirstChunkLength + 1) - 1);
+    return chunks_[chunk][index - kFirstChunkLength * ((std::size_t{1} << chunk) - 1)];
+  }
 
   std::vector<std::unique_ptr<T[]>> chunks_;
+  std::size_t capacity_ = 0;
   std::size_t size_ = 0;
 };
 

@@ -33,7 +33,12 @@ using ObjectStorage = ValueAccess::ObjectStorage;
 
 }  // namespace
 
-Value::Value(ValueType type) : payload_(ValueAccess::emptyPayload(type)) {}
+// Null, the default, is the payload's own initial state: the common case costs no call.
+Value::Value(ValueType type) {
+  if (type != nullValue) {
+    ValueAccess::replacePayload(*this, ValueAccess::emptyPayload(type));
+  }
+}
 
 Value::Value(std::nullptr_t) {}
 Value::Value(int value) : payload_(std::int64_t{value}) {}
