@@ -2,6 +2,7 @@
 
 #include "json/parser.h"
 
+#include "json/string_bytes.h"
 #include "json/utf8.h"
 #include "json/value_access.h"
 
@@ -76,6 +77,15 @@ bool Parser::parseString(std::string& out) {
   const char* p = cur_ + 1;
   while (true) {
     const char* run = p;
+    // Whole words of plain ASCII first; in the default mode any byte from 0x80 up is plain too.
+    const std::uint64_t endsRun = strict_ ? kEachHighBit : 0;
+    while (end_ - p >= 8) {
+      const std::uint64_t word = LoadWord(p);
+      if ((QuoteBackslashOrControlAmong8(word) | (word & endsRun)) != 0) {
+        break;
+      }
+      p += 8;
+    }
     while (p < end_) {
       const auto byte = static_cast<std::uint8_t>(*p);
       if (byte == '"' || byte == '\\' || byte < 0x20) {
