@@ -240,6 +240,8 @@ bool Parser::parseObject(Value& out, std::size_t depth) {
         return fail(cur_, message::kMissingBraceOrName);
       }
       ValueAccess::Member& member = members_.push();
+      // A moved-from string's contents are unspecified; the name is read by appending.
+      member.name.clear();
       if (!parseString(member.name)) {
         return false;
       }

@@ -18,7 +18,8 @@ class StableStack {
  public:
   std::size_t size() const { return size_; }
 
-  // push returns the next slot. Every slot above the top is in its default state.
+  // push returns the next slot: default-made the first time, afterwards as the last move out of
+  // it left it (for a Value, null without comments).
   T& push() {
     if (size_ == capacity_) {
       const std::size_t length = kFirstChunkLength << chunks_.size();
@@ -28,16 +29,13 @@ class StableStack {
     return at(size_++);
   }
 
-  // popInto moves the elements from position `first` up, in order, to the end of `out` (grown
-  // once, to the size it needs) and puts their slots back in their default state.
+  // popInto moves the elements from position `first` up, in order, to the end of `out`, grown
+  // once, to the size it needs.
   template <typename Container>
   void popInto(std::size_t first, Container& out) {
     out.reserve(out.size() + (size_ - first));
     for (std::size_t i = first; i < size_; ++i) {
-      T& slot = at(i);
-      out.push_back(std::move(slot));
-      std::destroy_at(&slot);
-      std::construct_at(&slot);
+      out.push_back(std::move(at(i)));
     }
     size_ = first;
   }
