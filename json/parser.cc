@@ -8,6 +8,7 @@
 #include <cstring>
 #include <string_view>
 #include <utility>
+#include <vector>
 
 namespace zkJson {
 
@@ -165,20 +166,22 @@ namespace {
 // object closes, rather than inserting each name in its place as it comes, keeps a text written
 // in reverse order from costing time in the square of its member count.
 void SortByNameKeepingLast(ValueAccess::ObjectStorage& members) {
-  // A stable sort leaves repeated names in the order read, the one read last at the end of its run.
-  std::stable_sort(members.begin(), members.end(),
-                   [](const ValueAccess::Member& a, const ValueAccess::Member& b) { return a.name < b.name; });
-  auto kept = members.begin();
-  for (auto it = members.begin(); it != members.end(); ++it) {
-    const auto next = it + 1;
-    if (next == members.end() || next->name != it->name) {
-      if (kept != it) {
-        *kept = std::move(*it);
-      }
-      ++kept;
+  // Names and positions are sorted rather than the members, which would each be moved many
+  // times; the position orders a repeated name's members as they were read, the last read last.
+  std::vector<std::pair<std::string_view, std::size_t>> order;
+  order.reserve(members.size());
+  for (std::size_t i = 0; i < members.size(); ++i) {
+    order.emplace_back(members[i].name, i);
+  }
+  std::sort(order.begin(), order.end());
+  ValueAccess::ObjectStorage sorted;
+  sorted.reserve(members.size());
+  for (std::size_t k = 0; k < order.size(); ++k) {
+    if (k + 1 == order.size() || order[k + 1].first != order[k].first) {
+      sorted.push_back(std::move(members[order[k].second]));
     }
   }
-  members.erase(kept, members.end());
+  members = std::move(sorted);
 }
 
 // NameBefore is `a < b` in byte order. Names in order mostly differ at their first byte, which is
