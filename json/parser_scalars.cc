@@ -257,6 +257,11 @@ bool Parser::parseNumber(Value& out) {
     std::uint64_t magnitude = 0;
     constexpr std::uint64_t kMax = std::numeric_limits<std::uint64_t>::max();
     bool fits = true;
+    // Nineteen decimal digits always fit in 64 bits: only the digits after them need the test.
+    constexpr std::ptrdiff_t kDigitsThatAlwaysFit = 19;
+    for (const char* unchecked = digit + std::min(p - digit, kDigitsThatAlwaysFit); digit < unchecked; ++digit) {
+      magnitude = magnitude * 10 + static_cast<std::uint64_t>(*digit - '0');
+    }
     for (; digit < p && fits; ++digit) {
       const auto value = static_cast<std::uint64_t>(*digit - '0');
       fits = magnitude <= (kMax - value) / 10;

@@ -205,6 +205,7 @@ class QVCS_EXPORT Value {
   std::unique_ptr<Comments> comments_;
 };
 
+// Member is one member of an object value: its name and its value.
 struct Value::Member {
   std::string name;
   Value value;
