@@ -65,6 +65,16 @@ std::string MakeMixedDocument() {
   return text;
 }
 
+std::string MakeManyMembers(bool descending) {
+  constexpr int kMembers = 100000;
+  std::string text = "{";
+  for (int i = 0; i < kMembers; ++i) {
+    const std::string digits = std::to_string(descending ? kMembers - 1 - i : i);
+    text += (i == 0 ? "\"m" : ",\"m") + std::string(6 - digits.size(), '0') + digits + "\":" + digits;
+  }
+  return text + "}";
+}
+
 }  // namespace
 
 const std::string& CipherRecordJson() {
@@ -75,6 +85,12 @@ const std::string& CipherRecordJson() {
 const std::string& MixedDocumentJson() {
   static const std::string text = MakeMixedDocument();
   return text;
+}
+
+const std::string& ManyMembersJson(bool descending) {
+  static const std::string ascending = MakeManyMembers(false);
+  static const std::string reversed = MakeManyMembers(true);
+  return descending ? reversed : ascending;
 }
 
 }  // namespace qvbench

@@ -28,7 +28,8 @@ using namespace QVCryptoService;
 
 namespace {
 
-constexpr std::string_view kVersion = "1.0.0";
+// The project's version, given by the build.
+constexpr std::string_view kVersion = QVCRYPTO_VERSION;
 
 const std::vector<std::string_view> kPasswordOptions = {"--password-file", "--password-env", "--password-prompt"};
 

@@ -1,9 +1,9 @@
 # Packages made by CPack from the install components of cmake/Install.cmake.
 #
 # Debian (preset `package`: Release with debug information, prefix /usr, multiarch libdir):
-#   libqvcryptoservice1     Runtime                the shared library
+#   libqvcryptoservice2     Runtime                the shared library
 #   libqvcryptoservice-dev  Development            headers, libqvcryptoservice.so, CMake package, .pc file
-#   libqvkeystoredb1        KeystoreDb             the database keystore plug-in (SQLite, libpq)
+#   libqvkeystoredb2        KeystoreDb             the database keystore plug-in (SQLite, libpq)
 #   libqvkeystoredb-dev     KeystoreDbDevelopment  keystore_db.h, qvksdb_export.h, libqvkeystoredb.so
 #   qvcrypto                Tool                   the command-line tool
 # each with a -dbgsym package (.ddeb) holding its debug information; the packaged binaries are

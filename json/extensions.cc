@@ -96,39 +96,38 @@ void ApplyExtensions(Value& value) {
   if (object == nullptr || object->empty() || object->size() > 2) {
     return;
   }
-  const auto date = object->find(std::string_view("$date"));
-  if (date != object->end()) {
+  if (const Value* date = ValueAccess::findMember(*object, "$date")) {
     if (object->size() != 1) {
       return;
     }
-    const Value& member = date->second;
+    const Value& member = *date;
     std::int64_t milliseconds = 0;
     if (IsInteger(member)) {
       milliseconds = member.asInt64();
     } else if (!member.isString() || !ParseDateText(ValueAccess::get<std::string>(member), milliseconds)) {
       return;
     }
-    ValueAccess::replacePayload(value, Date{milliseconds});
+    ValueAccess::set<Date>(value, Date{milliseconds});
     return;
   }
-  const auto binary = object->find(std::string_view("$binary"));
-  if (binary == object->end() || !binary->second.isString()) {
+  const Value* binary = ValueAccess::findMember(*object, "$binary");
+  if (binary == nullptr || !binary->isString()) {
     return;
   }
   if (object->size() == 2) {
-    const auto type = object->find(std::string_view("$type"));
+    const Value* type = ValueAccess::findMember(*object, "$type");
     // Only subtype 00 is turned into a binary value: the writer always writes 00, and any other
     // subtype would be lost.
-    if (type == object->end() || !type->second.isString() || ValueAccess::get<std::string>(type->second) != "00") {
+    if (type == nullptr || !type->isString() || ValueAccess::get<std::string>(*type) != "00") {
       return;
     }
   }
   Binary bytes;
-  if (!QVCryptoService::DecodeBase64(ValueAccess::get<std::string>(binary->second), bytes.bytes,
+  if (!QVCryptoService::DecodeBase64(ValueAccess::get<std::string>(*binary), bytes.bytes,
                                      QVCryptoService::Base64Form::kCanonical)) {
     return;
   }
-  ValueAccess::replacePayload(value, std::move(bytes));
+  ValueAccess::set<Binary>(value, std::move(bytes));
 }
 
 }  // namespace zkJson

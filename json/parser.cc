@@ -3,11 +3,12 @@
 #include "json/parser.h"
 
 #include "json/extensions.h"
-#include "json/value_access.h"
 
 #include <algorithm>
 #include <cstring>
 #include <string_view>
+#include <utility>
+#include <vector>
 
 namespace zkJson {
 
@@ -23,7 +24,7 @@ bool Parser::fail(const char* at, const char* message) {
   return false;
 }
 
-void Parser::skipSpace() {
+void Parser::skipSpaceAndComments() {
   while (cur_ < end_) {
     const char c = *cur_;
     if (c == ' ' || c == '\t' || c == '\n' || c == '\r') {
@@ -144,13 +145,13 @@ bool Parser::parseLiteral(Value& out) {
   };
   // Payloads are replaced rather than assigned so that comments read before the value stay.
   if (matches("true")) {
-    ValueAccess::replacePayload(out, ValueAccess::Payload(std::in_place_type<bool>, true));
+    ValueAccess::set<bool>(out, true);
     cur_ += 4;
   } else if (matches("false")) {
-    ValueAccess::replacePayload(out, ValueAccess::Payload(std::in_place_type<bool>, false));
+    ValueAccess::set<bool>(out, false);
     cur_ += 5;
   } else if (matches("null")) {
-    ValueAccess::replacePayload(out, ValueAccess::Payload());
+    ValueAccess::set<std::monostate>(out);
     cur_ += 4;
   } else {
     return fail(cur_, message::kValueExpected);
@@ -158,16 +159,52 @@ bool Parser::parseLiteral(Value& out) {
   return true;
 }
 
+namespace {
+
+// SortByNameKeepingLast orders members read out of order by name; of a repeated name only the
+// one read last is kept, as assigning the member twice would leave it. Sorting once when the
+// object closes, rather than inserting each name in its place as it comes, keeps a text written
+// in reverse order from costing time in the square of its member count.
+void SortByNameKeepingLast(ValueAccess::ObjectStorage& members) {
+  // Names and positions are sorted rather than the members, which would each be moved many
+  // times; the position orders a repeated name's members as they were read, the last read last.
+  std::vector<std::pair<std::string_view, std::size_t>> order;
+  order.reserve(members.size());
+  for (std::size_t i = 0; i < members.size(); ++i) {
+    order.emplace_back(members[i].name, i);
+  }
+  std::sort(order.begin(), order.end());
+  ValueAccess::ObjectStorage sorted;
+  sorted.reserve(members.size());
+  for (std::size_t k = 0; k < order.size(); ++k) {
+    if (k + 1 == order.size() || order[k + 1].first != order[k].first) {
+      sorted.push_back(std::move(members[order[k].second]));
+    }
+  }
+  members = std::move(sorted);
+}
+
+// NameBefore is `a < b` in byte order. Names in order mostly differ at their first byte, which is
+// compared here before the general comparison is called.
+bool NameBefore(const std::string& a, const std::string& b) {
+  if (!a.empty() && !b.empty() && a[0] != b[0]) {
+    return static_cast<unsigned char>(a[0]) < static_cast<unsigned char>(b[0]);
+  }
+  return a < b;
+}
+
+}  // namespace
+
 // Comments left inside a container after its last element stay with the container.
 bool Parser::parseArray(Value& out, std::size_t depth) {
-  ValueAccess::ArrayStorage& elements = ValueAccess::makeArray(out);
+  const std::size_t first = elements_.size();
   ++cur_;
   skipSpace();
   if (cur_ < end_ && *cur_ == ']') {
     ++cur_;
   } else {
     while (true) {
-      if (!parseValue(elements.emplace_back(), depth)) {
+      if (!parseValue(elements_.push(), depth)) {
         return false;
       }
       skipSpace();
@@ -183,6 +220,7 @@ bool Parser::parseArray(Value& out, std::size_t depth) {
       return fail(cur_, message::kMissingCommaOrBracket);
     }
   }
+  elements_.popInto(first, ValueAccess::makeArray(out));
   if (!pendingComments_.empty()) {
     ValueAccess::addComment(out, std::move(pendingComments_), commentAfter);
     pendingComments_.clear();
@@ -191,7 +229,10 @@ bool Parser::parseArray(Value& out, std::size_t depth) {
 }
 
 bool Parser::parseObject(Value& out, std::size_t depth) {
-  ValueAccess::ObjectStorage& members = ValueAccess::makeObject(out);
+  const std::size_t first = members_.size();
+  // Whether each name came after the one before it, as in every text this library writes.
+  bool ordered = true;
+  const std::string* previousName = nullptr;
   ++cur_;
   skipSpace();
   if (cur_ < end_ && *cur_ == '}') {
@@ -201,8 +242,10 @@ bool Parser::parseObject(Value& out, std::size_t depth) {
       if (cur_ == end_ || *cur_ != '"') {
         return fail(cur_, message::kMissingBraceOrName);
       }
-      key_.clear();
-      if (!parseString(key_)) {
+      ValueAccess::Member& member = members_.push();
+      // A moved-from string's contents are unspecified; the name is read by appending.
+      member.name.clear();
+      if (!parseString(member.name)) {
         return false;
       }
       skipSpace();
@@ -211,16 +254,11 @@ bool Parser::parseObject(Value& out, std::size_t depth) {
       }
       ++cur_;
       skipSpace();
-      // A repeated name replaces the earlier member, as assigning it twice would.
-      auto slot = members.lower_bound(key_);
-      if (slot != members.end() && slot->first == key_) {
-        slot->second = Value();
-      } else {
-        slot = members.emplace_hint(slot, key_, Value());
-      }
-      if (!parseValue(slot->second, depth)) {
+      if (!parseValue(member.value, depth)) {
         return false;
       }
+      ordered = ordered && (previousName == nullptr || NameBefore(*previousName, member.name));
+      previousName = &member.name;
       skipSpace();
       if (cur_ < end_ && *cur_ == ',') {
         ++cur_;
@@ -233,6 +271,11 @@ bool Parser::parseObject(Value& out, std::size_t depth) {
       }
       return fail(cur_, message::kMissingCommaOrBrace);
     }
+  }
+  ValueAccess::ObjectStorage& members = ValueAccess::makeObject(out);
+  members_.popInto(first, members);
+  if (!ordered) {
+    SortByNameKeepingLast(members);
   }
   if (!pendingComments_.empty()) {
     ValueAccess::addComment(out, std::move(pendingComments_), commentAfter);

@@ -6,6 +6,9 @@
 #include <qvcryptoservice/zkjson_reader.h>
 #include <qvcryptoservice/zkjson_value.h>
 
+#include "json/stable_stack.h"
+#include "json/value_access.h"
+
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -63,8 +66,15 @@ class Parser {
   bool parseNumber(Value& out);
 
   // skipSpace moves past white space and, in the default mode, comments. A '/' that does not
-  // start a complete comment is left in place for the caller to report.
-  void skipSpace();
+  // start a complete comment is left in place for the caller to report. Compact text has none:
+  // that case is decided here, without a call.
+  void skipSpace() {
+    if (cur_<end_&& static_cast<unsigned char>(*cur_)> ' ' && *cur_ != '/') {
+      return;
+    }
+    skipSpaceAndComments();
+  }
+  void skipSpaceAndComments();
   void noteComment(const char* start);
   void finishValue(Value& value);
 
@@ -82,8 +92,11 @@ class Parser {
   Value* lastValue_ = nullptr;
   const char* lastValueEnd_ = nullptr;
   std::size_t lineScanLength_ = 0;
-  // Member names are read here before they go into their object.
-  std::string key_;
+  // The elements and members of the containers being read, the innermost container's on top.
+  // Each container moves its own off into a storage of their exact size when it closes, so that
+  // it is allocated once.
+  StableStack<Value> elements_;
+  StableStack<ValueAccess::Member> members_;
   const char* errorAt_ = nullptr;
   const char* errorMessage_ = nullptr;
 };

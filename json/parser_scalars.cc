@@ -2,6 +2,7 @@
 
 #include "json/parser.h"
 
+#include "json/string_bytes.h"
 #include "json/utf8.h"
 #include "json/value_access.h"
 
@@ -76,6 +77,15 @@ bool Parser::parseString(std::string& out) {
   const char* p = cur_ + 1;
   while (true) {
     const char* run = p;
+    // Whole words of plain ASCII first; in the default mode any byte from 0x80 up is plain too.
+    const std::uint64_t endsRun = strict_ ? kEachHighBit : 0;
+    while (end_ - p >= 8) {
+      const std::uint64_t word = LoadWord(p);
+      if ((QuoteBackslashOrControlAmong8(word) | (word & endsRun)) != 0) {
+        break;
+      }
+      p += 8;
+    }
     while (p < end_) {
       const auto byte = static_cast<std::uint8_t>(*p);
       if (byte == '"' || byte == '\\' || byte < 0x20) {
@@ -241,13 +251,17 @@ bool Parser::parseNumber(Value& out) {
     integral = false;
   }
   cur_ = p;
-  using Payload = ValueAccess::Payload;
   if (integral) {
     // Integers are signed when they fit, unsigned when only that fits, and reals beyond.
     const char* digit = negative ? first + 1 : first;
     std::uint64_t magnitude = 0;
     constexpr std::uint64_t kMax = std::numeric_limits<std::uint64_t>::max();
     bool fits = true;
+    // Nineteen decimal digits always fit in 64 bits: only the digits after them need the test.
+    constexpr std::ptrdiff_t kDigitsThatAlwaysFit = 19;
+    for (const char* unchecked = digit + std::min(p - digit, kDigitsThatAlwaysFit); digit < unchecked; ++digit) {
+      magnitude = magnitude * 10 + static_cast<std::uint64_t>(*digit - '0');
+    }
     for (; digit < p && fits; ++digit) {
       const auto value = static_cast<std::uint64_t>(*digit - '0');
       fits = magnitude <= (kMax - value) / 10;
@@ -256,22 +270,21 @@ bool Parser::parseNumber(Value& out) {
     constexpr auto kInt64Max = static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max());
     if (fits && !negative) {
       if (magnitude <= kInt64Max) {
-        ValueAccess::replacePayload(out,
-                                    Payload(std::in_place_type<std::int64_t>, static_cast<std::int64_t>(magnitude)));
+        ValueAccess::set<std::int64_t>(out, static_cast<std::int64_t>(magnitude));
       } else {
-        ValueAccess::replacePayload(out, Payload(std::in_place_type<std::uint64_t>, magnitude));
+        ValueAccess::set<std::uint64_t>(out, magnitude);
       }
       return true;
     }
     // An integer has no negative zero; the real keeps the sign of "-0".
     if (fits && negative && magnitude == 0) {
-      ValueAccess::replacePayload(out, Payload(std::in_place_type<double>, -0.0));
+      ValueAccess::set<double>(out, -0.0);
       return true;
     }
     if (fits && negative && magnitude <= kInt64Max + 1) {
       // Negation modulo 2^64 reaches INT64_MIN as well.
       const auto negated = static_cast<std::int64_t>(~magnitude + 1);
-      ValueAccess::replacePayload(out, Payload(std::in_place_type<std::int64_t>, negated));
+      ValueAccess::set<std::int64_t>(out, negated);
       return true;
     }
   }
@@ -283,7 +296,7 @@ bool Parser::parseNumber(Value& out) {
   } else if (result.ec != std::errc() || result.ptr != p) {
     return fail(first, message::kValueExpected);
   }
-  ValueAccess::replacePayload(out, Payload(std::in_place_type<double>, real));
+  ValueAccess::set<double>(out, real);
   return true;
 }
 

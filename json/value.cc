@@ -33,7 +33,12 @@ using ObjectStorage = ValueAccess::ObjectStorage;
 
 }  // namespace
 
-Value::Value(ValueType type) : payload_(ValueAccess::emptyPayload(type)) {}
+// Null, the default, is the payload's own initial state: the common case costs no call.
+Value::Value(ValueType type) {
+  if (type != nullValue) {
+    ValueAccess::replacePayload(*this, ValueAccess::emptyPayload(type));
+  }
+}
 
 Value::Value(std::nullptr_t) {}
 Value::Value(int value) : payload_(std::int64_t{value}) {}
@@ -62,7 +67,7 @@ Value::Value(const Value& other) : payload_(ValueAccess::clonePayload(other.payl
 
 // A moved-from value is null rather than an array or object without its container.
 Value::Value(Value&& other) noexcept : payload_(std::move(other.payload_)), comments_(std::move(other.comments_)) {
-  ValueAccess::replacePayload(other, Payload());
+  ValueAccess::set<std::monostate>(other);
 }
 
 // Both assignments build the new state first: the source may live inside this value
@@ -152,14 +157,14 @@ Value& Value::operator[](ArrayIndex index) {
   if (isNull()) {
     ValueAccess::makeArray(*this);
   }
-  auto* array = std::get_if<std::unique_ptr<ArrayStorage>>(&payload_);
+  auto* array = std::get_if<ArrayStorage>(&payload_);
   if (array == nullptr) {
     Fail("in zkJson::Value::operator[](ArrayIndex): requires arrayValue");
   }
-  if (index >= (*array)->size()) {
-    (*array)->resize(static_cast<std::size_t>(index) + 1);
+  if (index >= array->size()) {
+    array->resize(static_cast<std::size_t>(index) + 1);
   }
-  return (**array)[index];
+  return (*array)[index];
 }
 
 Value& Value::operator[](int index) {
@@ -193,15 +198,15 @@ Value& Value::append(Value&& value) {
   if (isNull()) {
     ValueAccess::makeArray(*this);
   }
-  auto* array = std::get_if<std::unique_ptr<ArrayStorage>>(&payload_);
+  auto* array = std::get_if<ArrayStorage>(&payload_);
   if (array == nullptr) {
     Fail("in zkJson::Value::append(): requires arrayValue");
   }
   // Indices must stay addressable through ArrayIndex.
-  if ((*array)->size() >= std::numeric_limits<ArrayIndex>::max()) {
+  if (array->size() >= std::numeric_limits<ArrayIndex>::max()) {
     Fail("in zkJson::Value::append(): array is full");
   }
-  return (*array)->emplace_back(std::move(value));
+  return array->emplace_back(std::move(value));
 }
 
 namespace {
@@ -215,20 +220,17 @@ Value& ResolveReference(Value& value, std::string_view key) {
     Fail("in zkJson::Value::resolveReference(): requires objectValue");
   }
   ValueAccess::ObjectStorage& object = *found;
-  auto it = object.lower_bound(key);
-  if (it != object.end() && it->first == key) {
-    return it->second;
+  const auto it = ValueAccess::firstNotBefore(object, key);
+  if (it != object.end() && it->name == key) {
+    return it->value;
   }
-  return object.emplace_hint(it, DuplicateString(key.data(), key.size()), Value())->second;
+  // Names built in ascending order, the usual case, go to the end without moving any member.
+  return object.insert(it, ValueAccess::Member{DuplicateString(key.data(), key.size()), Value()})->value;
 }
 
 const Value* FindMember(const Value& value, std::string_view key) {
   const auto* object = ValueAccess::object(value);
-  if (object == nullptr) {
-    return nullptr;
-  }
-  const auto it = object->find(key);
-  return it == object->end() ? nullptr : &it->second;
+  return object == nullptr ? nullptr : ValueAccess::findMember(*object, key);
 }
 
 const Value& ConstMember(const Value& value, std::string_view key) {
@@ -260,15 +262,15 @@ bool Value::isMember(const char* key) const { return FindMember(*this, KeyOf(key
 bool Value::isMember(const std::string& key) const { return FindMember(*this, key) != nullptr; }
 
 bool Value::removeMember(const std::string& key) {
-  auto* object = std::get_if<std::unique_ptr<ObjectStorage>>(&payload_);
+  ObjectStorage* object = ValueAccess::mutableObject(*this);
   if (object == nullptr) {
     return false;
   }
-  const auto it = (*object)->find(key);
-  if (it == (*object)->end()) {
+  const auto it = ValueAccess::firstNotBefore(*object, key);
+  if (it == object->end() || it->name != key) {
     return false;
   }
-  (*object)->erase(it);
+  object->erase(it);
   return true;
 }
 
@@ -283,7 +285,7 @@ Value::Members Value::getMemberNames() const {
   }
   names.reserve(object->size());
   for (const auto& member : *object) {
-    names.push_back(member.first);
+    names.push_back(member.name);
   }
   return names;
 }
@@ -343,9 +345,9 @@ bool Value::operator==(const Value& other) const {
     case 5:
       return *std::get_if<5>(&a) == *std::get_if<5>(&b);
     case 6:
-      return **std::get_if<6>(&a) == **std::get_if<6>(&b);
+      return *std::get_if<6>(&a) == *std::get_if<6>(&b);
     case 7:
-      return **std::get_if<7>(&a) == **std::get_if<7>(&b);
+      return *std::get_if<7>(&a) == *std::get_if<7>(&b);
     case 8:
       return std::get_if<8>(&a)->milliseconds == std::get_if<8>(&b)->milliseconds;
     default:

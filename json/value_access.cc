@@ -3,6 +3,7 @@
 
 #include "json/value_access.h"
 
+#include <algorithm>
 #include <memory>
 #include <new>
 #include <stdexcept>
@@ -45,9 +46,9 @@ ValueAccess::Payload ValueAccess::emptyPayload(ValueType type) {
     case booleanValue:
       return Payload(std::in_place_type<bool>, false);
     case arrayValue:
-      return Payload(std::in_place_type<std::unique_ptr<ArrayStorage>>, std::make_unique<ArrayStorage>());
+      return Payload(std::in_place_type<ArrayStorage>);
     case objectValue:
-      return Payload(std::in_place_type<std::unique_ptr<ObjectStorage>>, std::make_unique<ObjectStorage>());
+      return Payload(std::in_place_type<ObjectStorage>);
     case dateValue:
       return Payload(std::in_place_type<Date>);
     case binaryValue:
@@ -70,9 +71,9 @@ ValueAccess::Payload ValueAccess::clonePayload(const Payload& from) {
     case 5:
       return Payload(std::in_place_index<5>, *std::get_if<5>(&from));
     case 6:
-      return Payload(std::in_place_index<6>, std::make_unique<ArrayStorage>(**std::get_if<6>(&from)));
+      return Payload(std::in_place_index<6>, *std::get_if<6>(&from));
     case 7:
-      return Payload(std::in_place_index<7>, std::make_unique<ObjectStorage>(**std::get_if<7>(&from)));
+      return Payload(std::in_place_index<7>, *std::get_if<7>(&from));
     case 8:
       return Payload(std::in_place_index<8>, *std::get_if<8>(&from));
     case 9:
@@ -97,40 +98,41 @@ std::string DuplicateString(const char* data, std::size_t length) {
 }
 
 const ValueAccess::ArrayStorage* ValueAccess::array(const Value& value) {
-  const auto* array = std::get_if<std::unique_ptr<ArrayStorage>>(&value.payload_);
-  return array == nullptr ? nullptr : array->get();
+  return std::get_if<ArrayStorage>(&value.payload_);
 }
 
 const ValueAccess::ObjectStorage* ValueAccess::object(const Value& value) {
-  const auto* object = std::get_if<std::unique_ptr<ObjectStorage>>(&value.payload_);
-  return object == nullptr ? nullptr : object->get();
+  return std::get_if<ObjectStorage>(&value.payload_);
 }
 
 ValueAccess::ObjectStorage* ValueAccess::mutableObject(Value& value) {
-  auto* object = std::get_if<std::unique_ptr<ObjectStorage>>(&value.payload_);
-  return object == nullptr ? nullptr : object->get();
+  return std::get_if<ObjectStorage>(&value.payload_);
 }
 
-ValueAccess::ArrayStorage& ValueAccess::makeArray(Value& value) {
-  ReplacePayload(value.payload_,
-                 Payload(std::in_place_type<std::unique_ptr<ArrayStorage>>, std::make_unique<ArrayStorage>()));
-  return **std::get_if<std::unique_ptr<ArrayStorage>>(&value.payload_);
+namespace {
+bool NameBefore(const ValueAccess::Member& member, std::string_view name) {
+  return std::string_view(member.name) < name;
+}
+}  // namespace
+
+ValueAccess::ObjectStorage::iterator ValueAccess::firstNotBefore(ObjectStorage& members, std::string_view name) {
+  return std::lower_bound(members.begin(), members.end(), name, NameBefore);
 }
 
-ValueAccess::ObjectStorage& ValueAccess::makeObject(Value& value) {
-  ReplacePayload(value.payload_,
-                 Payload(std::in_place_type<std::unique_ptr<ObjectStorage>>, std::make_unique<ObjectStorage>()));
-  return **std::get_if<std::unique_ptr<ObjectStorage>>(&value.payload_);
+const Value* ValueAccess::findMember(const ObjectStorage& members, std::string_view name) {
+  const auto it = std::lower_bound(members.begin(), members.end(), name, NameBefore);
+  return it != members.end() && it->name == name ? &it->value : nullptr;
 }
+
+ValueAccess::ArrayStorage& ValueAccess::makeArray(Value& value) { return set<ArrayStorage>(value); }
+
+ValueAccess::ObjectStorage& ValueAccess::makeObject(Value& value) { return set<ObjectStorage>(value); }
 
 void ValueAccess::replacePayload(Value& value, Payload&& payload) {
   ReplacePayload(value.payload_, std::move(payload));
 }
 
-std::string& ValueAccess::makeString(Value& value) {
-  ReplacePayload(value.payload_, Payload(std::in_place_type<std::string>));
-  return *std::get_if<std::string>(&value.payload_);
-}
+std::string& ValueAccess::makeString(Value& value) { return set<std::string>(value); }
 
 void ValueAccess::addComment(Value& value, std::string&& text, CommentPlacement placement) {
   if (!value.comments_) {

@@ -7,7 +7,11 @@
 #include <qvcryptoservice/zkjson_value.h>
 
 #include <cstddef>
+#include <memory>
 #include <string>
+#include <string_view>
+#include <type_traits>
+#include <utility>
 
 namespace zkJson {
 
@@ -20,6 +24,7 @@ class ValueAccess {
  public:
   using ArrayStorage = Value::ArrayStorage;
   using ObjectStorage = Value::ObjectStorage;
+  using Member = Value::Member;
   using Payload = Value::Payload;
 
   static constexpr std::size_t kCommentSlots = 3;
@@ -41,10 +46,24 @@ class ValueAccess {
   static const ObjectStorage* object(const Value& value);
   static ObjectStorage* mutableObject(Value& value);
 
+  // firstNotBefore returns the first member whose name is not below `name` in byte order (where a
+  // member of that name is, or would be inserted); findMember the member named `name`, or null.
+  static ObjectStorage::iterator firstNotBefore(ObjectStorage& members, std::string_view name);
+  static const Value* findMember(const ObjectStorage& members, std::string_view name);
+
   // replacePayload puts in a new payload, keeping the value's comments. The new payload may come
   // from inside the old one.
   static void replacePayload(Value& value, Payload&& payload);
-  // makeArray, makeObject and makeString replace the payload by an empty container or string
+  // set replaces the payload by a T made from `args`, keeping the comments. Unlike
+  // replacePayload it needs no intermediate payload, and `args` must not live inside the value.
+  template <typename T, typename... Args>
+  static T& set(Value& value, Args&&... args) noexcept {
+    static_assert(std::is_nothrow_constructible_v<T, Args...>, "the old payload is gone before the new one is made");
+    std::destroy_at(&value.payload_);
+    std::construct_at(&value.payload_, std::in_place_type<T>, std::forward<Args>(args)...);
+    return *std::get_if<T>(&value.payload_);
+  }
+  // makeArray and makeString replace the payload by an empty container or string
   // and return it.
   static ArrayStorage& makeArray(Value& value);
   static ObjectStorage& makeObject(Value& value);

@@ -3,12 +3,12 @@
 #include <qvcryptoservice/zkjson_writer.h>
 
 #include "json/number_text.h"
+#include "json/string_bytes.h"
 #include "json/value_access.h"
 #include "primitives/base64_codec.h"
 
 #include <array>
 #include <cstdint>
-#include <cstring>
 #include <string_view>
 
 namespace zkJson {
@@ -16,25 +16,12 @@ namespace {
 
 constexpr std::string_view kHexDigits = "0123456789abcdef";
 
-constexpr std::uint64_t kOnes = 0x0101010101010101ULL;
-constexpr std::uint64_t kHighBits = 0x8080808080808080ULL;
-
-// NeedsEscapeAmong8 is non-zero when one of the eight bytes of `word` is '"', '\\' or below 0x20.
-// Used only to skip plain runs of eight bytes at a time; which byte it is, is found one by one.
-std::uint64_t NeedsEscapeAmong8(std::uint64_t word) {
-  const auto zeroByte = [](std::uint64_t x) { return (x - kOnes) & ~x & kHighBits; };
-  const std::uint64_t below0x20 = (word - 0x20 * kOnes) & ~word & kHighBits;
-  return zeroByte(word ^ ('"' * kOnes)) | zeroByte(word ^ ('\\' * kOnes)) | below0x20;
-}
-
 // FirstToEscape returns the position of the first byte from `from` on that needs an escape, or
 // text.size().
 std::size_t FirstToEscape(std::string_view text, std::size_t from) {
   std::size_t i = from;
   for (; i + 8 <= text.size(); i += 8) {
-    std::uint64_t word = 0;
-    std::memcpy(&word, text.data() + i, sizeof word);
-    if (NeedsEscapeAmong8(word) != 0) {
+    if (QuoteBackslashOrControlAmong8(LoadWord(text.data() + i)) != 0) {
       break;
     }
   }

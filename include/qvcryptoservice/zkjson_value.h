@@ -8,8 +8,6 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <functional>
-#include <map>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -57,7 +55,9 @@ class ValueAccess;
 
 // Value holds one JSON value of any ValueType. Copies are deep. Object members are kept, iterated
 // and written in ascending byte order of their names (a later member of the same name replaces an
-// earlier one). Misuse throws std::runtime_error with a fixed text naming the operation.
+// earlier one). A reference to an element or member stays valid until its array grows or shrinks
+// or a member is added to or removed from its object. Misuse throws std::runtime_error with a
+// fixed text naming the operation.
 class QVCS_EXPORT Value {
  public:
   using Members = std::vector<std::string>;
@@ -191,16 +191,26 @@ class QVCS_EXPORT Value {
 
  private:
   friend class ValueAccess;
+  struct Member;
+  // An object keeps its members in one array sorted by name, so that reading one costs a single
+  // allocation and a look-up is a binary search.
   using ArrayStorage = std::vector<Value>;
-  using ObjectStorage = std::map<std::string, Value, std::less<>>;
-  // The alternatives are in a fixed order that type() maps to the type codes; containers live on
-  // the heap so that a value stays small.
-  using Payload = std::variant<std::monostate, std::int64_t, std::uint64_t, double, std::string, bool,
-                               std::unique_ptr<ArrayStorage>, std::unique_ptr<ObjectStorage>, Date, Binary>;
+  using ObjectStorage = std::vector<Member>;
+  // The alternatives are in a fixed order that type() maps to the type codes.
+  using Payload = std::variant<std::monostate, std::int64_t, std::uint64_t, double, std::string, bool, ArrayStorage,
+                               ObjectStorage, Date, Binary>;
   using Comments = std::vector<std::string>;
 
   Payload payload_;
   std::unique_ptr<Comments> comments_;
+};
+
+// Member is one member of an object value: its name and its value.
+struct Value::Member {
+  std::string name;
+  Value value;
+
+  bool operator==(const Member& other) const = default;
 };
 
 }  // namespace zkJson

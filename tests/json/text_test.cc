@@ -88,6 +88,24 @@ TEST(Reader, CommentsAreCollectedOntoValues) {
   EXPECT_FALSE(uncollected.hasComment(zkJson::commentBefore));
 }
 
+// Values are read in place while the containers around them fill up, far beyond the reader's
+// first scratch room: a same-line comment still lands on its own value.
+TEST(Reader, CommentsStayWithValuesOfLargeContainers) {
+  std::string text = "{";
+  for (int i = 99; i >= 0; --i) {
+    text += "\"k" + std::to_string(i) + "\": [[" + std::to_string(i) + "], " + std::to_string(i) + " /*" +
+            std::to_string(i) + "*/\n]" + (i > 0 ? ",\n" : "}");
+  }
+  Value root;
+  ASSERT_TRUE(zkJson::Reader().parse(text, root));
+  ASSERT_EQ(root.size(), 100U);
+  for (int i = 0; i < 100; ++i) {
+    const Value& member = root["k" + std::to_string(i)];
+    EXPECT_EQ(member[0][0], Value(i));
+    EXPECT_EQ(member[1].getComment(zkJson::commentAfterOnSameLine), "/*" + std::to_string(i) + "*/");
+  }
+}
+
 // Placing a run of comments on one line takes work in proportion to its length, counted by the
 // parser itself: ten times the comments give ten times the work, where a rescan gave a hundred.
 TEST(Reader, SameLineCommentsTakeLinearWork) {
