@@ -49,6 +49,19 @@ QVCS_EXPORT void SSVEncrypt(const char* plain, char** cipherText);
    these functions are for text only. Any failure gives the empty string. */
 QVCS_EXPORT void SSVDecrypt(const char* cipherText, char** plain);
 
+/* QVCheckRecord judges one serialized record text (zero-terminated) without its plain text or
+   password: is it current, or should it be made again? `policyJson` is null for the default
+   policy, or a JSON object with any of "minIterations" (PBKDF2, default 10000), "prefer"
+   ("pbkdf2" or "argon2id"), "minArgon2idMemoryKiB" (19456), "minArgon2idPasses" (2) and
+   "keystore" (the registered keystore to consult, default "ZKSystem"). On success it stores a
+   zero-terminated JSON object through `checkJson`, freed by the caller as QVPBEncrypt's text is:
+   {"activeVersion":2,"keyName":"QV_ENCYPT_DECRYPT_0","keyState":3,"keyVersion":1,
+    "kind":"keystore cipher text","reasons":["..."],"verdict":"re-make"}
+   (the key members only for keystore texts and HMAC records), and returns the verdict: 0
+   current, 1 should be made again, 2 not a record, 3 cannot be judged. Returns -1, with
+   `*checkJson` untouched, for a null argument, a policy it cannot read, or no memory. */
+QVCS_EXPORT int32_t QVCheckRecord(const char* text, const char* policyJson, char** checkJson);
+
 #ifdef __cplusplus
 }
 #endif
