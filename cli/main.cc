@@ -36,6 +36,17 @@ const std::vector<std::string_view> kPasswordOptions = {"--password-file", "--pa
 // way of saying --demo-key.
 std::vector<std::string_view> KeystoreOptions() { return {"--keystore-config", kDemoKeyOption, "--keystore"}; }
 
+std::vector<std::string_view> WithInPlace(std::vector<std::string_view> options) {
+  options.push_back("--in-place");
+  return options;
+}
+
+std::vector<std::string_view> AuditOptions() {
+  std::vector<std::string_view> options = KeystoreOptions();
+  options.insert(options.end(), {"--lines", "--json", "--min-iterations", "--prefer"});
+  return options;
+}
+
 std::vector<std::string_view> WithPassword(std::vector<std::string_view> options) {
   options.insert(options.end(), kPasswordOptions.begin(), kPasswordOptions.end());
   return options;
@@ -87,13 +98,25 @@ std::vector<Command> BaseCommands() {
        0,
        RunDecrypt},
       {{"rewrap"},
-       "rewrap --keystore-config FILE | --demo-key [TEXT] > text",
+       kRewrapSynopsis,
        "re-encrypt a keystore text under the current version of its key (the same plain text, never printed), "
-       "so that older versions can be retired; the text on stdin when not given",
-       KeystoreOptions(),
+       "so that older versions can be retired; the text on stdin when not given. With --in-place, every "
+       "outdated keystore text in the files of PATH (one per line; directories walked), demo-key texts "
+       "included; each file is replaced whole or, when one of its texts fails, left as it was and named",
+       WithInPlace(KeystoreOptions()),
        0,
+       kAnyNumber,
+       RunRewrapCommand},
+      {{"audit"},
+       "audit [--lines] [--json] [--min-iterations N] [--prefer pbkdf2|argon2id] --keystore-config FILE | "
+       "--demo-key PATH...",
+       "judge every text in the files of PATH (one per file, or one per line with --lines; directories walked): "
+       "current, or to be re-made and why; a table and a count per key version, or JSON. Exit 0 when all are "
+       "current, 1 when one should be re-made or is not a record, 3 when an input cannot be read",
+       AuditOptions(),
        1,
-       RunRewrap},
+       kAnyNumber,
+       RunAudit},
       {{"hash", "digest"}, "hash digest < data", "salted SHA-256 record of the data", {}, 0, 0, RunHashDigest},
       {{"hash", "checksum"},
        "hash checksum < data",

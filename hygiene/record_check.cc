@@ -61,6 +61,12 @@ void JudgeKeyVersion(RecordCheck& check, IQVKeyStore* keystore, const std::strin
   SecureBlock key;
   QVKeyControlData active;
   if (keystore->getKey(check.keyName, key, active, 0) == KS_SUCCESS) {
+    if (active.version == kDemoKeyVersion) {
+      check.verdict = RecordVerdict::kCannotJudge;
+      check.reasons.push_back("keystore \"" + keystoreName + "\" has no key versions to judge version " +
+                              std::to_string(check.keyVersion) + " by");
+      return;
+    }
     check.activeVersion = active.version;
   }
   QVKeyControlData made;
