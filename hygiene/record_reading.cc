@@ -1,6 +1,7 @@
 #include "hygiene/record_reading.h"
 
 #include "frame/fixed_names.h"
+#include "hashing/argon2_record.h"
 #include "primitives/base64_codec.h"
 
 #include <vector>
@@ -51,6 +52,17 @@ bool ReadHashingRecord(const std::string& text, ReadRecord& record) {
   return true;
 }
 
+bool ReadArgon2idHash(const std::string& text, ReadRecord& record) {
+  Argon2idHashRecord argon2id;
+  if (!ReadArgon2idRecord(text, argon2id)) {
+    return false;
+  }
+  record.kind = RecordKind::kArgon2idPasswordHash;
+  record.argon2idMemoryKiB = argon2id.parameters.memoryKiB;
+  record.argon2idPasses = argon2id.parameters.passes;
+  return true;
+}
+
 // An SSV text is the base64 of a 16-byte IV and whole cipher blocks, nothing more; any such
 // text that no record reader took may be one.
 bool LooksLikeSsvText(const std::string& text, ReadRecord& record) {
@@ -69,7 +81,7 @@ bool LooksLikeSsvText(const std::string& text, ReadRecord& record) {
 ReadRecord ReadAnyRecord(const std::string& text) {
   ReadRecord record;
   if (ReadCipherText(text, record) || ReadHmacRecord(text, record) || ReadHashingRecord(text, record) ||
-      LooksLikeSsvText(text, record)) {
+      ReadArgon2idHash(text, record) || LooksLikeSsvText(text, record)) {
     return record;
   }
   return ReadRecord{};

@@ -12,6 +12,7 @@
 
 #include <qvcryptoservice/keystore.h>
 #include <qvcryptoservice/keystore_mgr.h>
+#include <qvcryptoservice/password_hash.h>
 #include <qvcryptoservice/qvcs_export.h>
 
 #include <cstdint>
@@ -48,8 +49,8 @@ struct RecordPolicy {
   // A password hash of the other kind is outdated.
   PasswordHashKind preferredPasswordHash = PasswordHashKind::kPbkdf2;
   // Argon2id password hashes below these are outdated.
-  std::uint32_t minArgon2idMemoryKiB = 19456;
-  std::uint32_t minArgon2idPasses = 2;
+  std::uint32_t minArgon2idMemoryKiB = kArgon2idPolicyDefault.memoryKiB;
+  std::uint32_t minArgon2idPasses = kArgon2idPolicyDefault.passes;
   // The registered keystore whose key states are consulted.
   std::string keystoreName = kDefaultKeystoreName;
 };
