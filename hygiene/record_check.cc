@@ -67,7 +67,9 @@ void JudgeKeyVersion(RecordCheck& check, IQVKeyStore* keystore, const std::strin
                               std::to_string(check.keyVersion) + " by");
       return;
     }
-    check.activeVersion = active.version;
+    if (active.state == kStateActive) {
+      check.activeVersion = active.version;
+    }
   }
   QVKeyControlData made;
   if (keystore->getKey(check.keyName, key, made, check.keyVersion) != KS_SUCCESS) {
