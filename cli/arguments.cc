@@ -9,10 +9,11 @@ namespace qvcrypto {
 
 namespace {
 
-constexpr std::array<std::string_view, 6> kValueOptions = {"--machine-root", "--keystore",        "--password-file",
-                                                           "--password-env", "--keystore-config", "--algorithm"};
-constexpr std::array<std::string_view, 7> kFlags = {"--force", "--binary",  "--password-prompt", "--demo-key",
-                                                    "--help",  "--version", "--verbose"};
+constexpr std::array<std::string_view, 8> kValueOptions = {"--machine-root", "--keystore",        "--password-file",
+                                                           "--password-env", "--keystore-config", "--algorithm",
+                                                           "--memory-kib",   "--passes"};
+constexpr std::array<std::string_view, 8> kFlags = {"--force", "--binary",  "--password-prompt", "--demo-key",
+                                                    "--help",  "--version", "--verbose",         "--argon2id"};
 
 bool Contains(const auto& list, std::string_view name) {
   return std::find(list.begin(), list.end(), name) != list.end();
