@@ -104,6 +104,15 @@ bool VerifyPasswordHashArgon2id(const std::string& password, const std::string& 
   }
 }
 
+bool ReadPasswordHashArgon2idParameters(const std::string& record, Argon2idParameters& parameters) {
+  Argon2idHashRecord parsed;
+  if (!ReadArgon2idRecord(record, parsed)) {
+    return false;
+  }
+  parameters = parsed.parameters;
+  return true;
+}
+
 PxaResult VerifyAndUpgradePasswordHash(const std::string& password, const std::string& record, bool& verified,
                                        std::string& upgradedRecord, const Argon2idParameters& policy) {
   verified = false;

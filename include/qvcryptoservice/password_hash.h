@@ -36,6 +36,10 @@ QVCS_EXPORT PxaResult CreatePasswordHashArgon2id(const std::string& password, st
 // `password`. False for anything else, PBKDF2 records included.
 QVCS_EXPORT bool VerifyPasswordHashArgon2id(const std::string& password, const std::string& record);
 
+// ReadPasswordHashArgon2idParameters: true, with the record's parameters, when `record` is an
+// Argon2id record within the bounds; false for anything else. Derives nothing.
+QVCS_EXPORT bool ReadPasswordHashArgon2idParameters(const std::string& record, Argon2idParameters& parameters);
+
 // VerifyAndUpgradePasswordHash checks `password` against a PBKDF2 password hash (a version-1
 // hashing record with a positive count, as CreatePasswordHash makes, under any digest OpenSSL
 // knows) or an Argon2id record. `verified` tells whether it matched. When it matched and the

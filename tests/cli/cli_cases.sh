@@ -184,6 +184,11 @@ case_records() {
   expect_success "$empty" verify password "$(cat "$work/password_hash")" --password-file "$password_file"
   WORD=other expect_failure 1 "verify password: does not match" "$empty" verify password "$(cat "$work/password_hash")" \
     --password-env WORD
+  expect_success "$empty" hash password --argon2id --memory-kib 64 --passes 1 --password-file "$password_file"
+  cp "$work/out" "$work/argon2id_hash"
+  expect_success "$empty" verify password "$(cat "$work/argon2id_hash")" --password-file "$password_file"
+  WORD=other expect_failure 1 "verify password: does not match" "$empty" verify password "$(cat "$work/argon2id_hash")" \
+    --password-env WORD
   expect_success "$empty" hash derive --password-file "$password_file"
   [[ $(base64 -d "$work/out" | wc -c) -eq 32 ]] || fail "derived key '$(cat "$work/out")' is not 32 bytes of base64"
   demo expect_success "$(text data)" hmac sign --demo-key
@@ -203,6 +208,7 @@ case_records() {
 $work/digest	hashing record (salted digest)	"di": {"value": "
 $work/checksum	hashing record (checksum)	"dn": {"value": "sha256",
 $work/password_hash	hashing record (password hash)	"it": {"value": 10000,
+$work/argon2id_hash	password hash record (Argon2id)	"m": {"value": 64,
 $work/hmac	signing record (HMAC)	"kn": {"value": "QV_HMAC_INTEGRITY_0",
 $work/keystore_text	cipher text (keystore key)	"cd": {"value": "(16 bytes, not shown)",
 $data/password_text.txt	cipher text (password)	"sa": {"value": "IsgMMPVQHpMGAsOl3pcgMQ==",
