@@ -77,7 +77,7 @@ case_hygiene() {
   # The second line names a version that was never made: its file cannot be re-made.
   { cat "$work/out"; base64 -d <"$work/out" | sed 's/"kv":1/"kv":9/' | base64 -w0; echo; } >"$texts/broken.txt"
   cp "$texts/broken.txt" "$work/broken.before"
-  expect_failure 3 "key retire $k 1: still used by 2 texts in $texts/broken.txt, $texts/one.txt; rewrap them first" \
+  expect_failure 3 "key retire $k 1: still used by 2 texts in $texts/broken.txt, $texts/one.txt; rewrap them under a newer version first" \
     "$empty" key retire $k 1 --keystore-config "$config" --unless-used-in "$texts"
   expect_success "$empty" key rotate $k --keystore-config "$config"
   run "$empty" audit "$texts" --lines --keystore-config "$config"
