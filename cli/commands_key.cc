@@ -175,7 +175,8 @@ void UnlessUsed(const Invocation& invocation, const std::string& operation, cons
   }
   const std::string texts = std::to_string(use.texts) + (use.texts == 1 ? " text" : " texts");
   if (!invocation.Has("--force")) {
-    Failed(operation + ": still used by " + texts + " in " + where + "; rewrap them under a newer version first, or use --force");
+    Failed(operation + ": still used by " + texts + " in " + where +
+           "; rewrap them under a newer version first, or use --force");
   }
   std::fprintf(stderr, "qvcrypto: %s: --force: going on although %s in %s still use it\n", operation.c_str(),
                texts.c_str(), where.c_str());
