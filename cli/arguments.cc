@@ -9,10 +9,12 @@ namespace qvcrypto {
 
 namespace {
 
-constexpr std::array<std::string_view, 6> kValueOptions = {"--machine-root", "--keystore",        "--password-file",
-                                                           "--password-env", "--keystore-config", "--algorithm"};
-constexpr std::array<std::string_view, 8> kFlags = {"--force", "--binary",  "--password-prompt", "--demo-key",
-                                                    "--help",  "--version", "--verbose",         "--bind"};
+constexpr std::array<std::string_view, 10> kValueOptions = {
+    "--machine-root", "--keystore",   "--password-file", "--password-env",   "--keystore-config",
+    "--algorithm",    "--memory-kib", "--passes",        "--min-iterations", "--prefer"};
+constexpr std::array<std::string_view, 13> kFlags = {
+    "--force", "--binary", "--password-prompt", "--demo-key",       "--help", "--version", "--verbose", "--argon2id",
+    "--lines", "--json",   "--in-place",        "--unless-used-in", "--bind"};
 
 bool Contains(const auto& list, std::string_view name) {
   return std::find(list.begin(), list.end(), name) != list.end();

@@ -11,6 +11,9 @@
 
 namespace qvcrypto {
 
+// kAnyNumber is the most arguments of a command that takes a list of paths.
+inline constexpr std::size_t kAnyNumber = static_cast<std::size_t>(-1);
+
 struct Command {
   std::vector<std::string_view> path;
   std::string_view synopsis;

@@ -6,6 +6,7 @@
 #include "cli/arguments.h"
 
 #include <cstddef>
+#include <string_view>
 
 namespace qvcrypto {
 
@@ -18,6 +19,15 @@ int RunSsvDecrypt(const Invocation& invocation);
 int RunEncrypt(const Invocation& invocation);
 int RunDecrypt(const Invocation& invocation);
 int RunRewrap(const Invocation& invocation);
+
+// rewrap's synopsis: one text as RunRewrap does it, or files of texts re-made in place.
+inline constexpr std::string_view kRewrapSynopsis =
+    "rewrap --keystore-config FILE | --demo-key [TEXT] > text, or rewrap --in-place --keystore-config FILE PATH...";
+// RunRewrapCommand is rewrap: RunRewrap, or with --in-place every outdated keystore text in the
+// files of PATH... re-made under the active version of its key, each file replaced whole.
+int RunRewrapCommand(const Invocation& invocation);
+// RunAudit judges every text in the files of PATH... by the upgrade check.
+int RunAudit(const Invocation& invocation);
 
 int RunHashDigest(const Invocation& invocation);
 int RunHashChecksum(const Invocation& invocation);

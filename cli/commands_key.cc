@@ -4,6 +4,7 @@
 #include "cli/commands.h"
 #include "cli/io.h"
 #include "cli/key_source.h"
+#include "cli/record_files.h"
 #include "cli/tool.h"
 #include "frame/fixed_names.h"
 
@@ -140,10 +141,52 @@ int RunKeyList(const Invocation& invocation) {
   return kExitOk;
 }
 
+// UnlessUsed enforces --unless-used-in PATH...: the change is refused (exit 3) while a text in
+// those files was made with the version, unless --force, which goes on and says what it overrode.
+void UnlessUsed(const Invocation& invocation, const std::string& operation, const std::string& name,
+                std::int32_t version) {
+  std::vector<std::string> paths;
+  for (std::size_t index = 2; const std::string* path = CommandArgument(invocation, index); ++index) {
+    paths.push_back(*path);
+  }
+  if (!invocation.Has("--unless-used-in")) {
+    if (!paths.empty()) {
+      Usage("unexpected argument \"" + paths.front() + "\" (paths go after --unless-used-in)");
+    }
+    if (invocation.Has("--force")) {
+      Usage("--force applies only with --unless-used-in");
+    }
+    return;
+  }
+  if (paths.empty()) {
+    Usage("--unless-used-in: no PATH given");
+  }
+  const KeyUse use = FindKeyUse(paths, name, version);
+  if (use.texts == 0) {
+    return;
+  }
+  constexpr std::size_t kFilesNamed = 3;
+  std::string where;
+  for (std::size_t index = 0; index < use.files.size() && index < kFilesNamed; ++index) {
+    where += (index == 0 ? "" : ", ") + use.files[index];
+  }
+  if (use.files.size() > kFilesNamed) {
+    where += " and " + std::to_string(use.files.size() - kFilesNamed) + " more files";
+  }
+  const std::string texts = std::to_string(use.texts) + (use.texts == 1 ? " text" : " texts");
+  if (!invocation.Has("--force")) {
+    Failed(operation + ": still used by " + texts + " in " + where +
+           "; rewrap them under a newer version first, or use --force");
+  }
+  std::fprintf(stderr, "qvcrypto: %s: --force: going on although %s in %s still use it\n", operation.c_str(),
+               texts.c_str(), where.c_str());
+}
+
 int RunKeyRetire(const Invocation& invocation) {
   QVKeystoreDb& keystore = Keystore(invocation);
   const std::string name = Name(invocation);
   const std::int32_t version = Version(invocation, false);
+  UnlessUsed(invocation, "key retire " + name + " " + std::to_string(version), name, version);
   Check("key retire " + name + " " + std::to_string(version), keystore.retireKey(name, version));
   WriteStandardOutput("retired " + name + " version " + std::to_string(version) +
                       " (still decrypts and validates; no longer encrypts or signs)\n");
@@ -155,6 +198,7 @@ int RunKeyDestroy(const Invocation& invocation) {
   const std::string name = Name(invocation);
   const std::int32_t version = Version(invocation, true);
   const std::string which = version == 0 ? "every version of " + name : name + " version " + std::to_string(version);
+  UnlessUsed(invocation, "key destroy " + which, name, version);
   Check("key destroy " + which, keystore.destroyKey(name, version));
   WriteStandardOutput("destroyed " + which + " (texts made with it can no longer be read)\n");
   return kExitOk;
@@ -186,18 +230,20 @@ const std::vector<Command>& KeyCommands() {
        0,
        RunKeyList},
       {{"key", "retire"},
-       "key retire NAME VERSION --keystore-config FILE",
-       "deactivate a version: it still decrypts and validates, but no longer encrypts or signs",
-       {"--keystore-config"},
+       "key retire NAME VERSION --keystore-config FILE [--unless-used-in PATH... [--force]]",
+       "deactivate a version: it still decrypts and validates, but no longer encrypts or signs; refused while "
+       "a text in the files of PATH uses it",
+       {"--keystore-config", "--unless-used-in", "--force"},
        2,
-       2,
+       kAnyNumber,
        RunKeyRetire},
       {{"key", "destroy"},
-       "key destroy NAME VERSION|all --keystore-config FILE",
-       "erase a version's material (or every version's); texts made with it can no longer be read",
-       {"--keystore-config"},
+       "key destroy NAME VERSION|all --keystore-config FILE [--unless-used-in PATH... [--force]]",
+       "erase a version's material (or every version's); texts made with it can no longer be read; refused "
+       "while a text in the files of PATH uses it",
+       {"--keystore-config", "--unless-used-in", "--force"},
        2,
-       2,
+       kAnyNumber,
        RunKeyDestroy},
   };
   return commands;

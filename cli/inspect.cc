@@ -5,6 +5,7 @@
 
 #include <qvcryptoservice/cipher_meta.h>
 #include <qvcryptoservice/hashing_records.h>
+#include <qvcryptoservice/password_hash.h>
 #include <qvcryptoservice/primitives.h>
 #include <qvcryptoservice/zkjson.h>
 
@@ -46,6 +47,16 @@ const std::vector<FieldMeaning> kHashingFields = {
     {"it", "PBKDF2 iteration count (password hashes only)"},
     {"sa", "salt mixed into the value, base64", true},
     {"di", "the digest, checksum or password-hash value, base64", true},
+};
+
+const std::vector<FieldMeaning> kArgon2idFields = {
+    {"v", "record format version (2 for Argon2id password hashes)"},
+    {"a", "password-hashing algorithm"},
+    {"m", "Argon2id memory cost, KiB"},
+    {"t", "Argon2id passes over that memory"},
+    {"p", "Argon2id lanes"},
+    {"sa", "salt mixed into the value, base64", true},
+    {"di", "the password-hash value, base64", true},
 };
 
 const std::vector<FieldMeaning> kSigningFields = {
@@ -117,6 +128,13 @@ int InspectJson(const std::string& text, const zkJson::Value& object) {
   if (HasAll(object, {"v", "dn", "kn", "kv", "hm"})) {
     SigningData_t record;
     PrintReport("signing record (HMAC)", DeserializeSigningData(record, text), Fields(object, kSigningFields));
+    return kExitOk;
+  }
+  // An Argon2id record names its algorithm and, unlike the other hashing records, no digest.
+  if (HasAll(object, {"v", "a", "di"}) && !object.isMember("dn")) {
+    Argon2idParameters parameters{};
+    PrintReport("password hash record (Argon2id)", ReadPasswordHashArgon2idParameters(text, parameters),
+                Fields(object, kArgon2idFields));
     return kExitOk;
   }
   if (HasAll(object, {"v", "dn", "di"})) {

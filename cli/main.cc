@@ -37,6 +37,17 @@ const std::vector<std::string_view> kPasswordOptions = {"--password-file", "--pa
 // way of saying --demo-key.
 std::vector<std::string_view> KeystoreOptions() { return {"--keystore-config", kDemoKeyOption, "--keystore"}; }
 
+std::vector<std::string_view> WithInPlace(std::vector<std::string_view> options) {
+  options.push_back("--in-place");
+  return options;
+}
+
+std::vector<std::string_view> AuditOptions() {
+  std::vector<std::string_view> options = KeystoreOptions();
+  options.insert(options.end(), {"--lines", "--json", "--min-iterations", "--prefer"});
+  return options;
+}
+
 std::vector<std::string_view> WithPassword(std::vector<std::string_view> options) {
   options.insert(options.end(), kPasswordOptions.begin(), kPasswordOptions.end());
   return options;
@@ -96,13 +107,25 @@ std::vector<Command> BaseCommands() {
        0,
        RunDecrypt},
       {{"rewrap"},
-       "rewrap --keystore-config FILE | --demo-key [TEXT] > text",
+       kRewrapSynopsis,
        "re-encrypt a keystore text under the current version of its key (the same plain text, never printed), "
-       "so that older versions can be retired; the text on stdin when not given",
-       KeystoreOptions(),
+       "so that older versions can be retired; the text on stdin when not given. With --in-place, every "
+       "outdated keystore text in the files of PATH (one per line; directories walked), demo-key texts "
+       "included; each file is replaced whole or, when one of its texts fails, left as it was and named",
+       WithInPlace(KeystoreOptions()),
        0,
+       kAnyNumber,
+       RunRewrapCommand},
+      {{"audit"},
+       "audit [--lines] [--json] [--min-iterations N] [--prefer pbkdf2|argon2id] --keystore-config FILE | "
+       "--demo-key PATH...",
+       "judge every text in the files of PATH (one per file, or one per line with --lines; directories walked): "
+       "current, or to be re-made and why; a table and a count per key version, or JSON. Exit 0 when all are "
+       "current, 1 when one should be re-made or is not a record, 3 when an input cannot be read",
+       AuditOptions(),
        1,
-       RunRewrap},
+       kAnyNumber,
+       RunAudit},
       {{"hash", "digest"}, "hash digest < data", "salted SHA-256 record of the data", {}, 0, 0, RunHashDigest},
       {{"hash", "checksum"},
        "hash checksum < data",
@@ -112,9 +135,10 @@ std::vector<Command> BaseCommands() {
        0,
        RunHashChecksum},
       {{"hash", "password"},
-       "hash password [PASSWORD OPTION]",
-       "PBKDF2-HMAC-SHA256 password hash record",
-       kPasswordOptions,
+       "hash password [--argon2id [--memory-kib N] [--passes N]] [PASSWORD OPTION]",
+       "PBKDF2-HMAC-SHA256 password hash record; with --argon2id an Argon2id one, at the library's default "
+       "costs unless given",
+       WithPassword({"--argon2id", "--memory-kib", "--passes"}),
        0,
        0,
        RunHashPassword},
@@ -141,7 +165,7 @@ std::vector<Command> BaseCommands() {
        RunVerifyChecksum},
       {{"verify", "password"},
        "verify password RECORD [PASSWORD OPTION]",
-       "exit 0 when the password matches the password hash, 1 if not",
+       "exit 0 when the password matches the password hash (PBKDF2 or Argon2id), 1 if not",
        kPasswordOptions,
        1,
        1,

@@ -63,6 +63,37 @@ QVCS_EXPORT int SSVBindToMachine(void);
    text, never freed; "unknown state" for any other number. */
 QVCS_EXPORT const char* SSVBindingStateText(int state);
 
+/* QVCheckRecord judges one serialized record text (zero-terminated) without its plain text or
+   password: is it current, or should it be made again? `policyJson` is null for the default
+   policy, or a JSON object with any of "minIterations" (PBKDF2, default 10000), "prefer"
+   ("pbkdf2" or "argon2id"), "minArgon2idMemoryKiB" (19456), "minArgon2idPasses" (2) and
+   "keystore" (the registered keystore to consult, default "ZKSystem"). On success it stores a
+   zero-terminated JSON object through `checkJson`, freed by the caller as QVPBEncrypt's text is:
+   {"activeVersion":2,"keyName":"QV_ENCYPT_DECRYPT_0","keyState":3,"keyVersion":1,
+    "kind":"keystore cipher text","reasons":["..."],"verdict":"re-make"}
+   (the key members only for keystore texts and HMAC records), and returns the verdict: 0
+   current, 1 should be made again, 2 not a record, 3 cannot be judged. Returns -1, with
+   `*checkJson` untouched, for a null argument, a policy it cannot read, or no memory. */
+QVCS_EXPORT int32_t QVCheckRecord(const char* text, const char* policyJson, char** checkJson);
+
+/* Argon2id password hashes (see password_hash.h), with the default policy of 19 MiB and 2 passes.
+   Texts handed out belong to the caller, who frees them as those of QVPBEncrypt.
+
+   QVArgon2idHash stores through `record` a zero-terminated Argon2id record of the zero-terminated
+   `password`. Returns 1 on success; 0 on any failure, with `*record` untouched. */
+QVCS_EXPORT uint8_t QVArgon2idHash(const char* password, char** record);
+
+/* QVArgon2idVerify returns 1 when `record` is an Argon2id record of `password`, 0 otherwise. */
+QVCS_EXPORT uint8_t QVArgon2idVerify(const char* password, const char* record);
+
+/* QVPasswordHashUpgrade checks `password` against a PBKDF2 password hash (as CreatePasswordHash
+   makes) or an Argon2id record. Returns 1 when it verifies; then, when the record is PBKDF2 or
+   Argon2id below the default policy, a fresh Argon2id record of the password is stored through
+   `newRecord`, to be kept instead. `*newRecord` is left untouched otherwise (pass it in as null).
+   Returns 0 when the password does not verify, the record is neither kind (a PBKDF2 record
+   under a digest OpenSSL does not know included) or the new record could not be made. */
+QVCS_EXPORT uint8_t QVPasswordHashUpgrade(const char* password, const char* record, char** newRecord);
+
 #ifdef __cplusplus
 }
 #endif

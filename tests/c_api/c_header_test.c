@@ -55,6 +55,27 @@ int main(void) {
         "QVPBDecrypt failures");
   task_free(cipherText);
 
+  /* Argon2id password hashes, and the upgrade of a PBKDF2 record (PBKDF2-HMAC-SHA256 of "correct
+     horse", 10000 iterations) to one; an Argon2id record at the default policy needs none. */
+  char* argon2id = NULL;
+  char* upgraded = NULL;
+  check(QVArgon2idHash("from C", &argon2id) == 1 && argon2id != NULL, "QVArgon2idHash");
+  check(QVArgon2idVerify("from C", argon2id) == 1 && QVArgon2idVerify("from c", argon2id) == 0, "QVArgon2idVerify");
+  check(QVPasswordHashUpgrade("from C", argon2id, &upgraded) == 1 && upgraded == NULL,
+        "QVPasswordHashUpgrade at the policy");
+  task_free(argon2id);
+  {
+    static const char pbkdf2[] =
+        "eyJkaSI6IjVSVUhEZ05UcDlzQk9XR1lTNGU2dTU3Y3ovU3EzL1RRZ2FEUC84TVc2TDg9IiwiZG4iOiJzaGEyNTYiLCJpdCI6MTAwMDAsInNh"
+        "IjoiQUFFQ0F3UUZCZ2NJQ1FvTERBME9Edz09IiwidiI6MX0K";
+    check(QVPasswordHashUpgrade("correct horsE", pbkdf2, &upgraded) == 0 && upgraded == NULL,
+          "QVPasswordHashUpgrade, wrong password");
+    check(QVPasswordHashUpgrade("correct horse", pbkdf2, &upgraded) == 1 && upgraded != NULL &&
+              QVArgon2idVerify("correct horse", upgraded) == 1,
+          "QVPasswordHashUpgrade from PBKDF2");
+    task_free(upgraded);
+  }
+
   /* No SSV in the empty machine root the test runs in: the C interface answers with "". */
   char* ssvText = NULL;
   SSVEncrypt("secret", &ssvText);

@@ -68,7 +68,7 @@ case_help_and_version() {
   grep -q '^qvcrypto [0-9]' "$work/out" || fail "--version printed '$(cat "$work/out")'"
   for command in "" "ssv init" "ssv status" "ssv rebind" "ssv encrypt" "ssv decrypt" encrypt decrypt rewrap "hash digest" \
     "hash checksum" "hash password" "hash derive" "verify digest" "verify checksum" "verify password" "hmac sign" \
-    "hmac verify" inspect explain selftest; do
+    "hmac verify" inspect explain selftest audit; do
     expect_success "$empty" $command --help
     grep -q "^usage: qvcrypto ${command}" "$work/out" || fail "'$command --help' printed no usage line"
   done
@@ -186,6 +186,23 @@ case_password_prompt() {
 }
 
 # Records verify their data; inspect names each kind and its fields, protected bytes by length only.
+# audit: a verdict per text, the count per verdict in --json, and its three exit codes.
+case_audit() {
+  mkdir "$work/texts"
+  expect_success "$(text data)" hash digest
+  cp "$work/out" "$work/texts/digest"
+  demo expect_success "$(text data)" encrypt --demo-key
+  { cat "$work/out"; echo "not a text"; } >"$work/texts/lines"
+  demo expect_success "$empty" audit "$work/texts/digest" --demo-key
+  demo run "$empty" audit "$work/texts" --lines --json --demo-key
+  [[ $code -eq 1 ]] || fail "audit of outdated texts: exit $code"
+  grep -qF '"keyVersions":{"QV_ENCYPT_DECRYPT_0 v0":1}' "$work/out" &&
+    grep -qF '"verdicts":{"current":1,"not a record":1,"re-make":1}' "$work/out" || fail "audit --json: $(cat "$work/out")"
+  demo expect_failure 3 "cannot read $work/none" "$empty" audit "$work/texts" "$work/none" --demo-key
+  demo expect_failure 2 'min-iterations "x" is not a positive number' "$empty" audit . --min-iterations x --demo-key
+  demo expect_failure 2 'prefer "md5" is neither pbkdf2 nor argon2id' "$empty" audit . --prefer md5 --demo-key
+}
+
 case_records() {
   for kind in digest checksum; do
     expect_success "$(text "some data")" hash "$kind"
@@ -197,6 +214,11 @@ case_records() {
   cp "$work/out" "$work/password_hash"
   expect_success "$empty" verify password "$(cat "$work/password_hash")" --password-file "$password_file"
   WORD=other expect_failure 1 "verify password: does not match" "$empty" verify password "$(cat "$work/password_hash")" \
+    --password-env WORD
+  expect_success "$empty" hash password --argon2id --memory-kib 64 --passes 1 --password-file "$password_file"
+  cp "$work/out" "$work/argon2id_hash"
+  expect_success "$empty" verify password "$(cat "$work/argon2id_hash")" --password-file "$password_file"
+  WORD=other expect_failure 1 "verify password: does not match" "$empty" verify password "$(cat "$work/argon2id_hash")" \
     --password-env WORD
   expect_success "$empty" hash derive --password-file "$password_file"
   [[ $(base64 -d "$work/out" | wc -c) -eq 32 ]] || fail "derived key '$(cat "$work/out")' is not 32 bytes of base64"
@@ -217,6 +239,7 @@ case_records() {
 $work/digest	hashing record (salted digest)	"di": {"value": "
 $work/checksum	hashing record (checksum)	"dn": {"value": "sha256",
 $work/password_hash	hashing record (password hash)	"it": {"value": 10000,
+$work/argon2id_hash	password hash record (Argon2id)	"m": {"value": 64,
 $work/hmac	signing record (HMAC)	"kn": {"value": "QV_HMAC_INTEGRITY_0",
 $work/keystore_text	cipher text (keystore key)	"cd": {"value": "(16 bytes, not shown)",
 $data/password_text.txt	cipher text (password)	"sa": {"value": "IsgMMPVQHpMGAsOl3pcgMQ==",

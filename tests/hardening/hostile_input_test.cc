@@ -10,6 +10,7 @@
 #include <qvcryptoservice/qvcrypto.h>
 #include <qvcryptoservice/qvcrypto_c.h>
 #include <qvcryptoservice/qvpax.h>
+#include <qvcryptoservice/record_hygiene.h>
 
 #include "tests/support/data_table.h"
 
@@ -59,6 +60,9 @@ TEST(HostileInput, GetsTheDocumentedAnswer) {
     EXPECT_FALSE(HashingDataFromJsonStr(hashing, json) || SigningDataFromJsonStr(signing, json));
     EXPECT_FALSE(VerifyDigest(std::string("data"), serialized) || VerifyChecksum(std::string("data"), serialized));
     EXPECT_FALSE(VerifyHMAC(std::string("data"), serialized) || VerifyPasswordHash("password", serialized));
+    // The upgrade check finds no record in it (at most the shape of an SSV text).
+    const RecordVerdict verdict = CheckRecord(serialized, RecordPolicy{}).verdict;
+    EXPECT_TRUE(verdict == RecordVerdict::kNotARecord || verdict == RecordVerdict::kCannotJudge);
     char* untouched = reinterpret_cast<char*>(&untouched);
     char* text = untouched;
     EXPECT_EQ(QVPBDecrypt(serialized.c_str(), &text, "password"), 0);

@@ -11,7 +11,14 @@ label=$case_name
 source "$(dirname "${BASH_SOURCE[0]}")/../support/cli_harness.sh"
 rows() { table "$(dirname "${BASH_SOURCE[0]}")/../data/keystore_cli_$1.tsv" | sed "s|WORK|$work|g"; }
 config="$work/keystore.json"
-printf '{"backend": "sqlite", "path": "%s", "masterKey": {"source": "ssv"}}\n' "$work/keys.db" >"$config"
+if [[ $case_name == *_postgresql ]]; then
+  # The cluster of the library's tests, started by ctest's fixture.
+  printf '{"backend": "postgresql", "connection": "%s", "masterKey": {"source": "ssv"}}\n' \
+    "$(cat "$QVKS_PG_CONNINFO_FILE")" >"$config"
+  case_name=${case_name%_postgresql}
+else
+  printf '{"backend": "sqlite", "path": "%s", "masterKey": {"source": "ssv"}}\n' "$work/keys.db" >"$config"
+fi
 "$tool" ssv init >/dev/null
 
 case_commands() {
@@ -55,6 +62,49 @@ case_rotation() {
   cp "$work/out" "$work/pw.txt"
   expect_failure 3 "rewrap: the text was encrypted with a password" "$work/pw.txt" rewrap --keystore-config "$config"
   expect_failure 3 "rewrap: PXA corrupted data" "$(text "not a text")" rewrap --keystore-config "$config"
+}
+
+# Record hygiene: a version in use is not retired or destroyed; rewrap --in-place re-makes the
+# files' outdated texts, and leaves a file in which one fails exactly as it was.
+case_hygiene() {
+  local texts="$work/texts" k=QV_ENCYPT_DECRYPT_0
+  mkdir "$texts"
+  expect_success "$empty" key create $k --keystore-config "$config"
+  expect_success "$(text one)" encrypt --keystore-config "$config"
+  { echo; printf '  %s  \n' "$(cat "$work/out")"; } >"$texts/one.txt"
+  chmod 640 "$texts/one.txt"
+  expect_success "$(text two)" encrypt --keystore-config "$config"
+  # The second line names a version that was never made: its file cannot be re-made.
+  { cat "$work/out"; base64 -d <"$work/out" | sed 's/"kv":1/"kv":9/' | base64 -w0; echo; } >"$texts/broken.txt"
+  cp "$texts/broken.txt" "$work/broken.before"
+  expect_failure 3 "key retire $k 1: still used by 2 texts in $texts/broken.txt, $texts/one.txt; rewrap them under a newer version first" \
+    "$empty" key retire $k 1 --keystore-config "$config" --unless-used-in "$texts"
+  expect_success "$empty" key rotate $k --keystore-config "$config"
+  run "$empty" audit "$texts" --lines --keystore-config "$config"
+  [[ $code -eq 1 ]] || fail "audit of outdated texts: exit $code"
+  expect_output "$k v1: 2 texts"
+  expect_output "$k v9: 1 text"
+  run "$empty" rewrap --in-place "$texts" --keystore-config "$config"
+  [[ $code -eq 3 ]] || fail "rewrap --in-place with a failing file: exit $code"
+  grep -q "^qvcrypto: rewrap: $texts/broken.txt left unchanged: line 2: cannot decrypt" "$work/err" ||
+    fail "rewrap --in-place: $(cat "$work/err")"
+  expect_output "$texts/one.txt: 1 text re-made"
+  cmp -s "$texts/broken.txt" "$work/broken.before" || fail "the file that failed was changed"
+  [[ $(stat -c %a "$texts/one.txt") == 640 ]] || fail "rewrap --in-place changed the file's mode"
+  [[ $(wc -l <"$texts/one.txt") -eq 2 ]] && sed -n 2p "$texts/one.txt" | grep -Eqx '  [A-Za-z0-9+/=]+  ' ||
+    fail "rewrap --in-place changed what is around the text: $(cat "$texts/one.txt")"
+  tail -n 1 "$texts/one.txt" >"$work/one.text"
+  expect_success "$work/one.text" decrypt --keystore-config "$config"
+  expect_output "one"
+  expect_failure 3 "still used by 1 text in $texts/broken.txt" \
+    "$empty" key destroy $k 1 --keystore-config "$config" --unless-used-in "$texts"
+  rm "$texts/broken.txt"
+  expect_success "$empty" key destroy $k 1 --keystore-config "$config" --unless-used-in "$texts"
+  expect_success "$empty" audit "$texts" --lines --keystore-config "$config"
+  expect_output "$k v2: 1 text"
+  expect_success "$empty" key retire $k 2 --keystore-config "$config" --unless-used-in "$texts" --force
+  grep -qx "qvcrypto: key retire $k 2: --force: going on although 1 text in $texts/one.txt still use it" \
+    "$work/err" || fail "--force did not say what it overrode: $(cat "$work/err")"
 }
 
 # Every kind of refusal a user can cause, each with its reason on the one line of standard error.

@@ -6,7 +6,10 @@
 #include "tests/support/data_table.h"
 
 #include <qvcryptoservice/keystore_db.h>
+#include <qvcryptoservice/keystore_mgr.h>
+#include <qvcryptoservice/qvcrypto.h>
 #include <qvcryptoservice/qvpax.h>
+#include <qvcryptoservice/record_hygiene.h>
 #include <qvcryptoservice/ssv_crypto.h>
 #include <qvcryptoservice/zkjson_value.h>
 
@@ -143,6 +146,36 @@ TEST_P(KeystoreTest, VersionsAndStatesFollowRotationRetirementAndDestruction) {
   ASSERT_EQ(keystore->createKey("k"), KS_SUCCESS);
   ASSERT_EQ(keystore->getKey("k", key, ctl, 0), KS_SUCCESS);
   EXPECT_EQ(ctl.version, 4);
+}
+
+// The upgrade check reads the states this keystore keeps: a text is current under the active
+// version, to be re-made once the key is rotated, current again once re-made, and to be re-made
+// (and never readable) once its version is destroyed.
+TEST_P(KeystoreTest, TheUpgradeCheckFollowsRotationRewrapAndDestruction) {
+  const std::shared_ptr<QVKeystoreDb> keystore = Open();
+  ASSERT_EQ(keystore->createKey("k"), KS_SUCCESS);
+  auto keystores = std::make_shared<CQVKeystoreMgr>();
+  (void)keystores->AddKeystore(kDefaultKeystoreName, keystore);
+  const QVCrypto engine(keystores);
+  std::string old;
+  ASSERT_EQ(engine.encrypt("", "aes-256-cbc", "k", SecureBlock(5, 'p'), old), PXA_OK);
+  const RecordPolicy policy;
+  EXPECT_EQ(CheckRecord(old, policy, *keystore).verdict, RecordVerdict::kCurrent);
+
+  ASSERT_EQ(keystore->reKey("k"), KS_SUCCESS);
+  RecordCheck check = CheckRecord(old, policy, *keystore);
+  EXPECT_EQ(std::tie(check.verdict, check.keyVersion, check.keyState, check.activeVersion),
+            std::make_tuple(RecordVerdict::kRemake, 1, 3, 2));
+  SecureBlock plain;
+  ASSERT_EQ(engine.decrypt("", "aes-256-cbc", "k", old, plain), PXA_OK);
+  std::string rewrapped;
+  ASSERT_EQ(engine.encrypt("", "aes-256-cbc", "k", plain, rewrapped), PXA_OK);
+  EXPECT_EQ(CheckRecord(rewrapped, policy, *keystore).verdict, RecordVerdict::kCurrent);
+
+  ASSERT_EQ(keystore->destroyKey("k", 1), KS_SUCCESS);
+  check = CheckRecord(old, policy, *keystore);
+  EXPECT_EQ(std::tie(check.verdict, check.keyState), std::make_tuple(RecordVerdict::kRemake, 0));
+  EXPECT_EQ(CheckRecord(rewrapped, policy, *keystore).verdict, RecordVerdict::kCurrent);
 }
 
 TEST_P(KeystoreTest, KeyShapesAndRefusals) {
