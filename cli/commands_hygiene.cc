@@ -53,8 +53,10 @@ RecordPolicy PolicyOf(const Invocation& invocation) {
   if (const std::string* kind = invocation.Value("--prefer")) {
     if (*kind == "argon2id") {
       policy.preferredPasswordHash = PasswordHashKind::kArgon2id;
-    } else if (*kind != "pbkdf2") {
-      Usage("--prefer \"" + *kind + "\" is neither pbkdf2 nor argon2id");
+    } else if (*kind == "pbkdf2") {
+      policy.preferredPasswordHash = PasswordHashKind::kPbkdf2;
+    } else if (*kind != "either") {
+      Usage("--prefer \"" + *kind + "\" is not pbkdf2, argon2id or either");
     }
   }
   return policy;

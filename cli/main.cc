@@ -117,7 +117,7 @@ std::vector<Command> BaseCommands() {
        kAnyNumber,
        RunRewrapCommand},
       {{"audit"},
-       "audit [--lines] [--json] [--min-iterations N] [--prefer pbkdf2|argon2id] --keystore-config FILE | "
+       "audit [--lines] [--json] [--min-iterations N] [--prefer pbkdf2|argon2id|either] --keystore-config FILE | "
        "--demo-key PATH...",
        "judge every text in the files of PATH (one per file, or one per line with --lines; directories walked): "
        "current, or to be re-made and why; a table and a count per key version, or JSON. Exit 0 when all are "

@@ -116,7 +116,7 @@ RecordCheck Judge(const std::string& text, const RecordPolicy& policy, IQVKeySto
       break;
     case RecordKind::kPbkdf2PasswordHash:
       JudgeIterations(check, record.iterations, policy);
-      if (policy.preferredPasswordHash != PasswordHashKind::kPbkdf2) {
+      if (policy.preferredPasswordHash == PasswordHashKind::kArgon2id) {
         Remake(check, "password hash is PBKDF2; the policy prefers Argon2id");
       }
       break;
@@ -129,7 +129,7 @@ RecordCheck Judge(const std::string& text, const RecordPolicy& policy, IQVKeySto
         Remake(check, "Argon2id passes " + std::to_string(record.argon2idPasses) + " are below the policy's " +
                           std::to_string(policy.minArgon2idPasses));
       }
-      if (policy.preferredPasswordHash != PasswordHashKind::kArgon2id) {
+      if (policy.preferredPasswordHash == PasswordHashKind::kPbkdf2) {
         Remake(check, "password hash is Argon2id; the policy prefers PBKDF2");
       }
       break;

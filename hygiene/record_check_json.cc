@@ -108,6 +108,8 @@ bool RecordPolicyFromJson(const std::string& json, RecordPolicy& policy) noexcep
         read.preferredPasswordHash = PasswordHashKind::kPbkdf2;
       } else if (name == "prefer" && member.isString() && member.asString() == "argon2id") {
         read.preferredPasswordHash = PasswordHashKind::kArgon2id;
+      } else if (name == "prefer" && member.isString() && member.asString() == "either") {
+        read.preferredPasswordHash = PasswordHashKind::kEither;
       } else if (name == "keystore" && member.isString() && !member.asString().empty()) {
         read.keystoreName = member.asString();
       } else {

@@ -40,14 +40,15 @@ enum class RecordVerdict : std::int32_t {
   kCannotJudge = 3,  // a record whose freshness cannot be told here (SSV text, keystore absent)
 };
 
-enum class PasswordHashKind : std::int32_t { kPbkdf2 = 0, kArgon2id = 1 };
+// Which password hashes a policy wants; kEither judges each kind by its own work factors only.
+enum class PasswordHashKind : std::int32_t { kPbkdf2 = 0, kArgon2id = 1, kEither = 2 };
 
 struct RecordPolicy {
   // PBKDF2 records (password hashes and password cipher texts) below this count are outdated;
   // the library itself writes 10000.
   std::int32_t minPbkdf2Iterations = 10000;
-  // A password hash of the other kind is outdated.
-  PasswordHashKind preferredPasswordHash = PasswordHashKind::kPbkdf2;
+  // With kPbkdf2 or kArgon2id, a password hash of the other kind is outdated.
+  PasswordHashKind preferredPasswordHash = PasswordHashKind::kEither;
   // Argon2id password hashes below these are outdated.
   std::uint32_t minArgon2idMemoryKiB = kArgon2idPolicyDefault.memoryKiB;
   std::uint32_t minArgon2idPasses = kArgon2idPolicyDefault.passes;

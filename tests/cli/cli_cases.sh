@@ -200,7 +200,7 @@ case_audit() {
     grep -qF '"verdicts":{"current":1,"not a record":1,"re-make":1}' "$work/out" || fail "audit --json: $(cat "$work/out")"
   demo expect_failure 3 "cannot read $work/none" "$empty" audit "$work/texts" "$work/none" --demo-key
   demo expect_failure 2 'min-iterations "x" is not a positive number' "$empty" audit . --min-iterations x --demo-key
-  demo expect_failure 2 'prefer "md5" is neither pbkdf2 nor argon2id' "$empty" audit . --prefer md5 --demo-key
+  demo expect_failure 2 'prefer "md5" is not pbkdf2, argon2id or either' "$empty" audit . --prefer md5 --demo-key
 }
 
 case_records() {

@@ -79,7 +79,7 @@ TEST_F(RecordCheckTest, TextsTheLibraryMakes) {
   Expect(CheckRecord(demoText, policy), "keystore cipher text", "re-make", "built-in demo key", "demo key");
   Expect(CheckRecord(passwordText, policy), "password cipher text", "current", "-", "EncryptWithPassword");
   Expect(CheckRecord(passwordHash, policy), "pbkdf2 password hash", "current", "-", "CreatePasswordHash");
-  Expect(CheckRecord(argon2idHash, policy), "argon2id password hash", "re-make", "prefers PBKDF2", "Argon2id");
+  Expect(CheckRecord(argon2idHash, policy), "argon2id password hash", "current", "-", "Argon2id");
   Expect(CheckRecord(digest, policy), "digest", "current", "-", "CreateDigest");
   Expect(CheckRecord(checksum, policy), "checksum", "current", "-", "CreateChecksum");
   Expect(CheckRecord(hmac, policy), "hmac", "current", "-", "CreateHMAC");
