@@ -1,0 +1,31 @@
+#pragma once
+
+// The steps behind BackUpSsv and RestoreSsv, with the KDF cost as a parameter so that tests can
+// make and open kits quickly; the public functions pass kKitIterations.
+
+#include <qvcryptoservice/secure_block.h>
+#include <qvcryptoservice/ssv_recovery.h>
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace QVCryptoService {
+
+// MakeKits splits `record` (an SSV record as stored) into one kit text per passphrase.
+SsvKitOutcome MakeKits(const SecureBlock& record, std::size_t threshold, const std::vector<SecureBlock>& passphrases,
+                       std::uint32_t iterations, std::vector<std::string>& kits);
+
+// RebuildRecord checks that the kits belong together, opens them and rebuilds the record,
+// which must recombine and carry the kits' component id. Kits sealed with fewer than
+// `minimumIterations` are refused as not opening.
+SsvKitOutcome RebuildRecord(const std::vector<std::string>& kits, const std::vector<SecureBlock>& passphrases,
+                            std::uint32_t minimumIterations, SecureBlock& record);
+
+// StoreRebuiltRecord stores `record` as this machine's SSV under the machine lock.
+SsvKitOutcome StoreRebuiltRecord(const SecureBlock& record, bool force);
+
+// RecordRecombines is true when every group of `record` recombines.
+bool RecordRecombines(const SecureBlock& record);
+
+}  // namespace QVCryptoService
