@@ -9,8 +9,10 @@ namespace qvcrypto {
 
 namespace {
 
-constexpr std::array<std::string_view, 6> kValueOptions = {"--machine-root", "--keystore",        "--password-file",
-                                                           "--password-env", "--keystore-config", "--algorithm"};
+constexpr std::array<std::string_view, 9> kValueOptions = {"--machine-root", "--keystore",        "--password-file",
+                                                           "--password-env", "--keystore-config", "--algorithm",
+                                                           "--holders",      "--threshold",       "--out"};
+constexpr std::array<std::string_view, 1> kRepeatableOptions = {"--passphrase-file"};
 constexpr std::array<std::string_view, 7> kFlags = {"--force", "--binary",  "--password-prompt", "--demo-key",
                                                     "--help",  "--version", "--verbose"};
 
@@ -23,6 +25,11 @@ bool Contains(const auto& list, std::string_view name) {
 const std::string* Invocation::Value(std::string_view option) const {
   const auto found = values.find(option);
   return found == values.end() ? nullptr : &found->second;
+}
+
+std::vector<std::string> Invocation::Values(std::string_view option) const {
+  const auto found = lists.find(option);
+  return found == lists.end() ? std::vector<std::string>{} : found->second;
 }
 
 Invocation ParseArguments(int argc, const char* const* argv) {
@@ -47,7 +54,8 @@ Invocation ParseArguments(int argc, const char* const* argv) {
       invocation.flags.emplace(name);
       continue;
     }
-    if (!Contains(kValueOptions, name)) {
+    const bool repeatable = Contains(kRepeatableOptions, name);
+    if (!repeatable && !Contains(kValueOptions, name)) {
       if (name == "--password") {
         Usage(
             "passwords are never taken from the command line; use --password-file, --password-env or "
@@ -66,7 +74,9 @@ Invocation ParseArguments(int argc, const char* const* argv) {
     if (value.empty()) {
       Usage("option " + std::string(name) + " needs a non-empty value");
     }
-    if (!invocation.values.emplace(name, std::move(value)).second) {
+    if (repeatable) {
+      invocation.lists[std::string(name)].push_back(std::move(value));
+    } else if (!invocation.values.emplace(name, std::move(value)).second) {
       Usage("option " + std::string(name) + " given twice");
     }
   }

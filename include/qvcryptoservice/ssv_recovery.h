@@ -15,6 +15,10 @@
 
 namespace QVCryptoService {
 
+// A backup has between 2 and 16 holders, and a threshold between 2 and its number of holders.
+inline constexpr std::size_t kSsvKitMinThreshold = 2;
+inline constexpr std::size_t kSsvKitMaxHolders = 16;
+
 enum class SsvKitStatus : int {
   kOk = 0,
   kInvalidArguments = 1,    // holder count or threshold out of range, passphrase count wrong or one empty
@@ -40,6 +44,10 @@ struct SsvKitOutcome {
   std::string message;
   std::string componentId;
 };
+
+// SsvKitShapeProblem says in one line what is wrong with a backup of `holders` kits and a
+// threshold of `threshold`, or is empty when the two are in range.
+QVCS_EXPORT std::string SsvKitShapeProblem(std::size_t holders, std::size_t threshold) noexcept;
 
 // BackUpSsv splits this machine's SSV record into one kit per passphrase (holder i + 1 gets
 // passphrases[i]) with a threshold of `threshold`, and puts their texts in `kits`. Keys come

@@ -98,6 +98,23 @@ SsvKitOutcome ReadKits(const std::vector<std::string>& texts, std::vector<KitTex
 
 }  // namespace
 
+std::string ShapeProblem(std::size_t holders, std::size_t threshold) {
+  if (threshold >= kMinShareThreshold && threshold <= holders && holders <= kMaxShareHolders) {
+    return {};
+  }
+  return "a backup needs " + std::to_string(kMinShareThreshold) +
+         " <= threshold <= holders <= " + std::to_string(kMaxShareHolders) + " (threshold " +
+         std::to_string(threshold) + ", holders " + std::to_string(holders) + ")";
+}
+
+std::string SsvKitShapeProblem(std::size_t holders, std::size_t threshold) noexcept {
+  try {
+    return ShapeProblem(holders, threshold);
+  } catch (...) {
+    return "out of memory";
+  }
+}
+
 bool RecordRecombines(const SecureBlock& record) {
   if (record.size() != kSsvRecordSize) {
     return false;

@@ -25,6 +25,9 @@ SsvKitOutcome RebuildRecord(const std::vector<std::string>& kits, const std::vec
 // StoreRebuiltRecord stores `record` as this machine's SSV under the machine lock.
 SsvKitOutcome StoreRebuiltRecord(const SecureBlock& record, bool force);
 
+// ShapeProblem is SsvKitShapeProblem, which may throw std::bad_alloc.
+std::string ShapeProblem(std::size_t holders, std::size_t threshold);
+
 // RecordRecombines is true when every group of `record` recombines.
 bool RecordRecombines(const SecureBlock& record);
 

@@ -6,6 +6,7 @@
 // zero; fewer say nothing about it.
 
 #include <qvcryptoservice/secure_block.h>
+#include <qvcryptoservice/ssv_recovery.h>
 
 #include <cstddef>
 #include <cstdint>
@@ -14,8 +15,8 @@
 
 namespace QVCryptoService {
 
-inline constexpr std::size_t kMinShareThreshold = 2;
-inline constexpr std::size_t kMaxShareHolders = 16;
+inline constexpr std::size_t kMinShareThreshold = kSsvKitMinThreshold;
+inline constexpr std::size_t kMaxShareHolders = kSsvKitMaxHolders;
 
 // SplitThreshold makes `holders` shares of `secret`, each as long as the secret; shares[x - 1]
 // belongs to holder x. The coefficients come from OpenSSL's generator. Returns false, with
