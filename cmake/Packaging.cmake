@@ -60,7 +60,9 @@ else()
   set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME libqvcryptoservice-dev)
   set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
   # The CMake package finds OpenSSL (the library links libcrypto publicly); so does the .pc file.
-  set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS "libssl-dev (>= 3.0)")
+  # libargon2 is linked privately; its development package comes along for programs that
+  # link the library statically or use Argon2 beside it.
+  set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS "libssl-dev (>= 3.0), libargon2-dev")
   set(CPACK_COMPONENT_DEVELOPMENT_DEPENDS Runtime)
   set(CPACK_COMPONENT_DEVELOPMENT_DESCRIPTION
       "Cryptographic service library: development files\nHeaders, the CMake package (find_package(QVCryptoService)) and the pkg-config file.")

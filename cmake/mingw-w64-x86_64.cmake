@@ -1,9 +1,10 @@
 # Cross-compiles for Windows x86-64 with Debian's mingw-w64 and runs the results under Wine.
 #
-#   cmake --preset mingw    (tools/build-openssl-mingw must have run first)
+#   cmake --preset mingw    (tools/build-openssl-mingw and tools/build-argon2-mingw must have run first)
 #
 # OpenSSL comes from the cache that tools/build-openssl-mingw fills; OPENSSL_ROOT_DIR on the
-# command line, or QVCS_OPENSSL_MINGW_CACHE in the environment, points elsewhere.
+# command line, or QVCS_OPENSSL_MINGW_CACHE in the environment, points elsewhere. libargon2 comes
+# from the cache of tools/build-argon2-mingw; ARGON2_ROOT_DIR or QVCS_ARGON2_MINGW_CACHE likewise.
 set(CMAKE_SYSTEM_NAME Windows)
 set(CMAKE_SYSTEM_PROCESSOR x86_64)
 
@@ -26,14 +27,19 @@ set(CMAKE_EXE_LINKER_FLAGS_INIT "-static")
 set(CMAKE_SHARED_LINKER_FLAGS_INIT "-static")
 set(CMAKE_MODULE_LINKER_FLAGS_INIT "-static")
 
-if(NOT OPENSSL_ROOT_DIR)
-  if(DEFINED ENV{QVCS_OPENSSL_MINGW_CACHE})
-    set(_qvcs_openssl_cache "$ENV{QVCS_OPENSSL_MINGW_CACHE}")
+# qvcs_mingw_cache(VARIABLE ENVIRONMENT): the cache folder of a tools/build-*-mingw script.
+function(qvcs_mingw_cache variable environment)
+  if(DEFINED ENV{${environment}})
+    set(${variable} "$ENV{${environment}}" PARENT_SCOPE)
   elseif(DEFINED ENV{XDG_CACHE_HOME})
-    set(_qvcs_openssl_cache "$ENV{XDG_CACHE_HOME}/qvcrypto")
+    set(${variable} "$ENV{XDG_CACHE_HOME}/qvcrypto" PARENT_SCOPE)
   else()
-    set(_qvcs_openssl_cache "$ENV{HOME}/.cache/qvcrypto")
+    set(${variable} "$ENV{HOME}/.cache/qvcrypto" PARENT_SCOPE)
   endif()
+endfunction()
+
+if(NOT OPENSSL_ROOT_DIR)
+  qvcs_mingw_cache(_qvcs_openssl_cache QVCS_OPENSSL_MINGW_CACHE)
   set(OPENSSL_ROOT_DIR "${_qvcs_openssl_cache}/openssl-mingw")
 endif()
 if(NOT EXISTS "${OPENSSL_ROOT_DIR}/lib/libcrypto.a")
@@ -41,6 +47,15 @@ if(NOT EXISTS "${OPENSSL_ROOT_DIR}/lib/libcrypto.a")
 endif()
 set(OPENSSL_USE_STATIC_LIBS TRUE)
 list(APPEND CMAKE_FIND_ROOT_PATH "${OPENSSL_ROOT_DIR}")
+
+if(NOT ARGON2_ROOT_DIR)
+  qvcs_mingw_cache(_qvcs_argon2_cache QVCS_ARGON2_MINGW_CACHE)
+  set(ARGON2_ROOT_DIR "${_qvcs_argon2_cache}/argon2-mingw")
+endif()
+if(NOT EXISTS "${ARGON2_ROOT_DIR}/lib/libargon2.a")
+  message(FATAL_ERROR "No libargon2 for mingw in ${ARGON2_ROOT_DIR}: run tools/build-argon2-mingw first")
+endif()
+list(APPEND CMAKE_FIND_ROOT_PATH "${ARGON2_ROOT_DIR}")
 
 # Every test runs in a Windows prefix of its own (see wine-run).
 set(CMAKE_CROSSCOMPILING_EMULATOR "${CMAKE_CURRENT_LIST_DIR}/wine-run")

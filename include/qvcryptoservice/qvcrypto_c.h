@@ -49,6 +49,24 @@ QVCS_EXPORT void SSVEncrypt(const char* plain, char** cipherText);
    these functions are for text only. Any failure gives the empty string. */
 QVCS_EXPORT void SSVDecrypt(const char* cipherText, char** plain);
 
+/* Argon2id password hashes (see password_hash.h), with the default policy of 19 MiB and 2 passes.
+   Texts handed out belong to the caller, who frees them as those of QVPBEncrypt.
+
+   QVArgon2idHash stores through `record` a zero-terminated Argon2id record of the zero-terminated
+   `password`. Returns 1 on success; 0 on any failure, with `*record` untouched. */
+QVCS_EXPORT uint8_t QVArgon2idHash(const char* password, char** record);
+
+/* QVArgon2idVerify returns 1 when `record` is an Argon2id record of `password`, 0 otherwise. */
+QVCS_EXPORT uint8_t QVArgon2idVerify(const char* password, const char* record);
+
+/* QVPasswordHashUpgrade checks `password` against a PBKDF2 password hash (as CreatePasswordHash
+   makes) or an Argon2id record. Returns 1 when it verifies; then, when the record is PBKDF2 or
+   Argon2id below the default policy, a fresh Argon2id record of the password is stored through
+   `newRecord`, to be kept instead. `*newRecord` is left untouched otherwise (pass it in as null).
+   Returns 0 when the password does not verify, the record is neither kind (a PBKDF2 record
+   under a digest OpenSSL does not know included) or the new record could not be made. */
+QVCS_EXPORT uint8_t QVPasswordHashUpgrade(const char* password, const char* record, char** newRecord);
+
 /* The SSV's recovery kits (ssv_recovery.h in C++). QVSSVBackUp makes `holders` kits of this
    machine's SSV, any `threshold` of which restore it; kit i is sealed under the zero-terminated
    passphrases[i] and on success kits[i] receives its zero-terminated text, which the caller frees
