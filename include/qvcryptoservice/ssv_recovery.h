@@ -51,15 +51,16 @@ QVCS_EXPORT std::string SsvKitShapeProblem(std::size_t holders, std::size_t thre
 
 // BackUpSsv splits this machine's SSV record into one kit per passphrase (holder i + 1 gets
 // passphrases[i]) with a threshold of `threshold`, and puts their texts in `kits`. Keys come
-// from PBKDF2-HMAC-SHA256 with 600000 iterations, so each kit takes a moment. Nothing is
-// stored; `kits` is left empty on failure.
+// from Argon2id with 64 MiB and 3 passes, so each kit takes a moment. Nothing is stored; `kits`
+// is left empty on failure.
 QVCS_EXPORT SsvKitOutcome BackUpSsv(std::size_t threshold, const std::vector<SecureBlock>& passphrases,
                                     std::vector<std::string>& kits) noexcept;
 
 // RestoreSsv rebuilds the record from `kits` (at least the backup's threshold of them, each
 // with its passphrase at the same position) and stores it as this machine's SSV under the
 // machine lock. An SSV already there that is the same record is success; a different one is
-// replaced only when `force` is true.
+// replaced only when `force` is true. A kit whose Argon2id cost is below that of the password
+// hashes (19 MiB, 2 passes) is refused as one that does not open.
 QVCS_EXPORT SsvKitOutcome RestoreSsv(const std::vector<std::string>& kits, const std::vector<SecureBlock>& passphrases,
                                      bool force) noexcept;
 

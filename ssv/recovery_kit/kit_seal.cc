@@ -1,10 +1,9 @@
 #include "ssv/recovery_kit/kit_seal.h"
 
+#include "hashing/argon2_kdf.h"
 #include "primitives/ossl_ptr.h"
 
 #include <openssl/evp.h>
-
-#include <limits>
 
 namespace QVCryptoService {
 
@@ -14,13 +13,7 @@ constexpr std::size_t kKitKeySize = 32;
 
 bool DeriveKitKey(std::span<const std::uint8_t> passphrase, const KitKdf& kdf, SecureBlock& key) {
   key.assign(kKitKeySize, 0);
-  if (kdf.name != kKitKdfPbkdf2 || kdf.iterations == 0 || kdf.iterations > kMaxKitIterations ||
-      passphrase.size() > static_cast<std::size_t>(std::numeric_limits<int>::max())) {
-    return false;
-  }
-  return PKCS5_PBKDF2_HMAC(reinterpret_cast<const char*>(passphrase.data()), static_cast<int>(passphrase.size()),
-                           kdf.salt.data(), static_cast<int>(kdf.salt.size()), static_cast<int>(kdf.iterations),
-                           EVP_sha256(), static_cast<int>(key.size()), key.data()) == 1;
+  return Argon2idDerive(passphrase, kdf.salt, kdf.parameters, key);
 }
 
 // The GCM cipher context set up with the kit's key and nonce and fed the clear header.
@@ -62,11 +55,12 @@ bool SealKitShare(std::span<const std::uint8_t> passphrase, std::span<const std:
   return true;
 }
 
-bool OpenKitShare(std::span<const std::uint8_t> passphrase, const KitText& kit, std::uint32_t minimumIterations,
+bool OpenKitShare(std::span<const std::uint8_t> passphrase, const KitText& kit, const Argon2idParameters& minimum,
                   SecureBlock& share) {
   share.clear();
   SecureBlock key;
-  if (kit.header.kdf.iterations < minimumIterations || kit.sealed.size() < kKitTagSize ||
+  const Argon2idParameters& cost = kit.header.kdf.parameters;
+  if (cost.memoryKiB < minimum.memoryKiB || cost.passes < minimum.passes || kit.sealed.size() < kKitTagSize ||
       kit.sealed.size() > kMaxKitTextSize || !DeriveKitKey(passphrase, kit.header.kdf, key)) {
     return false;
   }

@@ -12,19 +12,18 @@
 
 namespace QVCryptoService {
 
-// The iteration count new kits get, and the least one a kit is opened with.
-inline constexpr std::uint32_t kKitIterations = 600000;
-// More would let a forged kit hold a restore for hours.
-inline constexpr std::uint32_t kMaxKitIterations = 100000000;
+// The cost new kits get: 64 MiB and 3 passes, more than a password hash, as a kit is opened
+// only when a machine is restored.
+inline constexpr Argon2idParameters kKitArgon2id{65536, 3, 1};
 
 // SealKitShare fills kit.sealed with `share` sealed under `passphrase`; the header (salt and nonce
 // included) must be complete. Returns false when the key cannot be derived or OpenSSL fails.
 bool SealKitShare(std::span<const std::uint8_t> passphrase, std::span<const std::uint8_t> share, KitText& kit);
 
 // OpenKitShare opens kit.sealed into `share`. Returns false, with `share` empty, for a wrong
-// passphrase, a kit changed since it was sealed, or an iteration count outside the given lower
-// bound and kMaxKitIterations.
-bool OpenKitShare(std::span<const std::uint8_t> passphrase, const KitText& kit, std::uint32_t minimumIterations,
+// passphrase, a kit changed since it was sealed, or KDF parameters outside Argon2id's bounds or
+// below `minimum` in memory or passes.
+bool OpenKitShare(std::span<const std::uint8_t> passphrase, const KitText& kit, const Argon2idParameters& minimum,
                   SecureBlock& share);
 
 }  // namespace QVCryptoService

@@ -32,8 +32,10 @@ zkJson::Value HeaderObject(const KitHeader& header) {
   object["holder"] = header.holder;
   object["holders"] = header.holders;
   object["threshold"] = header.threshold;
-  object["kdf"] = header.kdf.name;
-  object["kdf-iterations"] = header.kdf.iterations;
+  object["kdf"] = std::string(kKitKdfName);
+  object["kdf-lanes"] = header.kdf.parameters.lanes;
+  object["kdf-memory-kib"] = header.kdf.parameters.memoryKiB;
+  object["kdf-passes"] = header.kdf.parameters.passes;
   object["kdf-salt"] = Base64(header.kdf.salt);
   object["nonce"] = Base64(header.nonce);
   return object;
@@ -97,8 +99,11 @@ bool ReadFields(const zkJson::Value& object, KitText& kit, std::string& problem)
     problem = "backup id, component id or creation time missing or malformed";
     return false;
   }
-  if (!ReadString(object, "kdf", kKitKdfPbkdf2.size(), header.kdf.name) || header.kdf.name != kKitKdfPbkdf2 ||
-      !ReadNumber(object, "kdf-iterations", header.kdf.iterations) ||
+  std::string kdf;
+  if (!ReadString(object, "kdf", kKitKdfName.size(), kdf) || kdf != kKitKdfName ||
+      !ReadNumber(object, "kdf-lanes", header.kdf.parameters.lanes) ||
+      !ReadNumber(object, "kdf-memory-kib", header.kdf.parameters.memoryKiB) ||
+      !ReadNumber(object, "kdf-passes", header.kdf.parameters.passes) ||
       !ReadBytes(object, "kdf-salt", kKitSaltSize, header.kdf.salt)) {
     problem = "key derivation unknown or its parameters malformed";
     return false;

@@ -4,13 +4,15 @@
 // "sealed" is the clear header, which the seal authenticates:
 //
 //   {"backup":"<32 hex>","component":"<component id>","created":"2026-01-02T03:04:05Z",
-//    "format":"qvcrypto-ssv-kit-1","holder":3,"holders":5,"kdf":"pbkdf2-sha256",
-//    "kdf-iterations":600000,"kdf-salt":"<base64 of 16 bytes>","nonce":"<base64 of 12 bytes>",
+//    "format":"qvcrypto-ssv-kit-1","holder":3,"holders":5,"kdf":"argon2id","kdf-lanes":1,
+//    "kdf-memory-kib":65536,"kdf-passes":3,"kdf-salt":"<base64 of 16 bytes>","nonce":"<base64 of 12 bytes>",
 //    "sealed":"<base64 of the AES-256-GCM cipher text of the holder's share and its tag>",
 //    "threshold":3}
 //
 // A kit is taken only in exactly the form WriteKitText gives it, so that no changed byte goes
 // unnoticed, whether the seal covers it or not.
+
+#include <qvcryptoservice/password_hash.h>
 
 #include <cstddef>
 #include <cstdint>
@@ -21,7 +23,7 @@
 namespace QVCryptoService {
 
 inline constexpr std::string_view kKitFormat = "qvcrypto-ssv-kit-1";
-inline constexpr std::string_view kKitKdfPbkdf2 = "pbkdf2-sha256";
+inline constexpr std::string_view kKitKdfName = "argon2id";
 inline constexpr std::size_t kKitBackupIdSize = 16;
 inline constexpr std::size_t kKitSaltSize = 16;
 inline constexpr std::size_t kKitNonceSize = 12;
@@ -30,10 +32,9 @@ inline constexpr std::size_t kKitTagSize = 16;
 // before they are parsed.
 inline constexpr std::size_t kMaxKitTextSize = 16384;
 
-// The key derivation named in a kit: PBKDF2-HMAC-SHA256 with its iteration count and salt.
+// The key derivation named in a kit: Argon2id with its parameters and salt.
 struct KitKdf {
-  std::string name{kKitKdfPbkdf2};
-  std::uint32_t iterations = 0;
+  Argon2idParameters parameters{};
   std::vector<std::uint8_t> salt;
 };
 
@@ -64,7 +65,7 @@ std::string KitAssociatedData(const KitHeader& header);
 // few words, for a text that is too long, is not a kit object, has a field of the wrong kind
 // or out of range (holder outside 1..holders, holders above 16, threshold outside 2..holders,
 // salt, nonce or seal of the wrong size), or differs in any byte from the way it is written.
-// The KDF's cost is not judged here.
+// The KDF's parameters are judged when the kit is opened.
 bool ReadKitText(std::string_view text, KitText& kit, std::string& problem);
 
 // UtcTimestamp gives the current time as "YYYY-MM-DDTHH:MM:SSZ".

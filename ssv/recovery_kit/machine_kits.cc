@@ -102,7 +102,7 @@ SsvKitOutcome BackUpSsv(std::size_t threshold, const std::vector<SecureBlock>& p
     if (!platform::MachinePathProblem().empty() || !LoadedRecord(record)) {
       return Refused(SsvKitStatus::kNoSsv, "no readable SSV record on this machine");
     }
-    return MakeKits(record, threshold, passphrases, kKitIterations, kits);
+    return MakeKits(record, threshold, passphrases, kKitArgon2id, kits);
   });
 }
 
@@ -110,7 +110,7 @@ SsvKitOutcome RestoreSsv(const std::vector<std::string>& kits, const std::vector
                          bool force) noexcept {
   return Guarded([&] {
     SecureBlock record;
-    const SsvKitOutcome rebuilt = RebuildRecord(kits, passphrases, kKitIterations, record);
+    const SsvKitOutcome rebuilt = RebuildRecord(kits, passphrases, kArgon2idPolicyDefault, record);
     return rebuilt.status == SsvKitStatus::kOk ? StoreRebuiltRecord(record, force) : rebuilt;
   });
 }

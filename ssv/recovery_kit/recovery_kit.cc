@@ -133,7 +133,7 @@ bool RecordRecombines(const SecureBlock& record) {
 }
 
 SsvKitOutcome MakeKits(const SecureBlock& record, std::size_t threshold, const std::vector<SecureBlock>& passphrases,
-                       std::uint32_t iterations, std::vector<std::string>& kits) {
+                       const Argon2idParameters& cost, std::vector<std::string>& kits) {
   kits.clear();
   const std::size_t holders = passphrases.size();
   if (threshold < kMinShareThreshold || threshold > holders || holders > kMaxShareHolders) {
@@ -153,7 +153,7 @@ SsvKitOutcome MakeKits(const SecureBlock& record, std::size_t threshold, const s
   header.created = UtcTimestamp();
   header.holders = static_cast<std::uint32_t>(holders);
   header.threshold = static_cast<std::uint32_t>(threshold);
-  header.kdf.iterations = iterations;
+  header.kdf.parameters = cost;
   if (!NewBackupId(header.backupId) || !SplitThreshold(record, threshold, holders, shares)) {
     return Refused(SsvKitStatus::kInternalError, "the random generator failed");
   }
@@ -176,7 +176,7 @@ SsvKitOutcome MakeKits(const SecureBlock& record, std::size_t threshold, const s
 }
 
 SsvKitOutcome RebuildRecord(const std::vector<std::string>& texts, const std::vector<SecureBlock>& passphrases,
-                            std::uint32_t minimumIterations, SecureBlock& record) {
+                            const Argon2idParameters& minimum, SecureBlock& record) {
   record.clear();
   if (texts.empty()) {
     return Refused(SsvKitStatus::kTooFewKits, "no kits given");
@@ -192,7 +192,7 @@ SsvKitOutcome RebuildRecord(const std::vector<std::string>& texts, const std::ve
   std::vector<SecureBlock> opened(kits.size());
   std::vector<ThresholdShare> shares;
   for (std::size_t i = 0; i < kits.size(); ++i) {
-    if (!OpenKitShare(passphrases[i], kits[i], minimumIterations, opened[i])) {
+    if (!OpenKitShare(passphrases[i], kits[i], minimum, opened[i])) {
       return Refused(SsvKitStatus::kKitDoesNotOpen,
                      Holder(kits[i].header) + ": wrong passphrase, or the kit was changed since it was made", i);
     }

@@ -1,8 +1,10 @@
 #pragma once
 
 // The steps behind BackUpSsv and RestoreSsv, with the KDF cost as a parameter so that tests can
-// make and open kits quickly; the public functions pass kKitIterations.
+// make and open kits quickly; the public functions pass kKitArgon2id, and open kits made at
+// no less than the password-hash policy.
 
+#include <qvcryptoservice/password_hash.h>
 #include <qvcryptoservice/secure_block.h>
 #include <qvcryptoservice/ssv_recovery.h>
 
@@ -14,13 +16,13 @@ namespace QVCryptoService {
 
 // MakeKits splits `record` (an SSV record as stored) into one kit text per passphrase.
 SsvKitOutcome MakeKits(const SecureBlock& record, std::size_t threshold, const std::vector<SecureBlock>& passphrases,
-                       std::uint32_t iterations, std::vector<std::string>& kits);
+                       const Argon2idParameters& cost, std::vector<std::string>& kits);
 
 // RebuildRecord checks that the kits belong together, opens them and rebuilds the record,
-// which must recombine and carry the kits' component id. Kits sealed with fewer than
-// `minimumIterations` are refused as not opening.
+// which must recombine and carry the kits' component id. Kits sealed with less memory or fewer
+// passes than `minimum` are refused as not opening.
 SsvKitOutcome RebuildRecord(const std::vector<std::string>& kits, const std::vector<SecureBlock>& passphrases,
-                            std::uint32_t minimumIterations, SecureBlock& record);
+                            const Argon2idParameters& minimum, SecureBlock& record);
 
 // StoreRebuiltRecord stores `record` as this machine's SSV under the machine lock.
 SsvKitOutcome StoreRebuiltRecord(const SecureBlock& record, bool force);
