@@ -132,7 +132,8 @@ int RunSsvBackup(const Invocation& invocation) {
   }
   std::string report = outcome.message + ", component id " + outcome.componentId + "\n";
   for (std::size_t i = 0; i < kits.size(); ++i) {
-    const std::string path = (std::filesystem::path(*out) / ("holder-" + std::to_string(i + 1) + ".qvkit")).string();
+    // Joined with "/", which Windows takes too, so that the names print alike everywhere.
+    const std::string path = *out + "/holder-" + std::to_string(i + 1) + ".qvkit";
     const auto* bytes = reinterpret_cast<const std::uint8_t*>(kits[i].data());
     if (!platform::WritePrivateFile(path, std::span<const std::uint8_t>(bytes, kits[i].size()))) {
       Failed("ssv backup: cannot create kit file " + path + " (the kits before it were written)");
