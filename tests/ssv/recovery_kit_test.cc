@@ -13,6 +13,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <map>
 #include <sstream>
 
@@ -71,9 +72,11 @@ class KitSet : public testing::Test {
       std::string text = kits_[backup].at(static_cast<std::size_t>(token[0] - '1'));
       const std::size_t at = token.find('@');
       if (at != std::string::npos) {
-        const std::size_t value = text.find("\"" + token.substr(at + 1) + "\":") + token.size() - at + 2;
-        const std::size_t first = text[value] == '"' ? value + 1 : value;
-        text[first] = text[first] == '0' ? '1' : '0';
+        const std::size_t equals = std::min(token.find('='), token.size());
+        const std::string member = "\"" + token.substr(at + 1, equals - at - 1) + "\":";
+        std::size_t first = text.find(member) + member.size();
+        first += text[first] == '"' ? 1 : 0;
+        text[first] = equals < token.size() ? token[equals + 1] : text[first] == '0' ? '1' : '0';
       }
       if (token.back() == '~') {
         text.pop_back();
