@@ -5,6 +5,7 @@
 #include <qvcryptoservice/ssv_crypto.h>
 
 #include "ssv/record.h"
+#include "ssv/recovery_kit/kit_seal.h"
 #include "ssv/recovery_kit/recovery_kit.h"
 #include "ssv/recovery_kit/threshold_shares.h"
 #include "tests/platform/machine_root_fixture.h"
@@ -44,6 +45,17 @@ TEST(ThresholdShares, KnownSharesGiveTheSecret) {
     ASSERT_TRUE(CombineThreshold(shares, secret)) << row.where;
     EXPECT_EQ(testsupport::ToHex(std::vector<std::uint8_t>(secret.begin(), secret.end())), row["secret"]) << row.where;
   }
+}
+
+TEST(ThresholdShares, EverySplitDrawsFreshCoefficients) {
+  const std::vector<std::uint8_t> secret(64, 0x5A);
+  std::vector<SecureBlock> first;
+  std::vector<SecureBlock> second;
+  ASSERT_TRUE(SplitThreshold(secret, 2, 2, first));
+  ASSERT_TRUE(SplitThreshold(secret, 2, 2, second));
+  // Equal by chance once in 2^512 splits.
+  EXPECT_FALSE(first[0] == second[0]);
+  EXPECT_FALSE(std::equal(secret.begin(), secret.end(), first[0].begin()));
 }
 
 // Kits at the lowest cost Argon2id allows, so that a test opens thousands of them.
@@ -134,6 +146,28 @@ TEST_F(KitSet, AnyChangedByteIsRefusedAndNamed) {
     ASSERT_NE(outcome.status, SsvKitStatus::kOk) << "byte " << i;
     ASSERT_EQ(outcome.kit, 2U) << "byte " << i << ": " << outcome.message;
   }
+}
+
+TEST_F(KitSet, RefusesARecordOfAnotherComponentThanItsKits) {
+  // Kits resealed, with their clear parts agreeing, under another component id than the record's.
+  std::vector<std::string> texts;
+  std::vector<SecureBlock> passphrases;
+  for (std::size_t i = 0; i < 3; ++i) {
+    KitText kit;
+    std::string problem;
+    SecureBlock share;
+    passphrases.push_back(SecureBlock{static_cast<std::uint8_t>('1' + i)});
+    ASSERT_TRUE(ReadKitText(kits_['a'][i], kit, problem)) << problem;
+    ASSERT_TRUE(OpenKitShare(passphrases[i], kit, kTestCost, share));
+    kit.header.componentId = std::string(kComponentIdSize, 'f');
+    ASSERT_TRUE(SealKitShare(passphrases[i], share, kit));
+    texts.push_back(WriteKitText(kit));
+  }
+  SecureBlock rebuilt;
+  const SsvKitOutcome outcome = RebuildRecord(texts, passphrases, kTestCost, rebuilt);
+  EXPECT_EQ(outcome.status, SsvKitStatus::kRecordRejected);
+  EXPECT_NE(outcome.message.find("the kits name ffffffff"), std::string::npos) << outcome.message;
+  EXPECT_TRUE(rebuilt.empty());
 }
 
 class MachineKits : public testing::Test {
