@@ -36,7 +36,8 @@ std::size_t CountOption(const Invocation& invocation, const char* option) {
   std::size_t count = 0;
   const auto [end, error] = std::from_chars(text->data(), text->data() + text->size(), count);
   if (error != std::errc() || end != text->data() + text->size() || count > kMostKitFiles) {
-    Usage(std::string(option) + " takes a number from 1 to 16, not \"" + *text + "\"");
+    Usage(std::string(option) + " takes a number up to " + std::to_string(kSsvKitMaxHolders) + ", not \"" + *text +
+          "\"");
   }
   return count;
 }

@@ -143,7 +143,8 @@ bool ReadKitText(std::string_view text, KitText& kit, std::string& problem) {
   }
   // Any byte the writing would not reproduce (a member added, a changed escape or number form,
   // white space) marks the kit as damaged, even where the seal would not notice.
-  if (WriteKitText(read) != text) {
+  const std::string written = WriteKitText(read);
+  if (written.size() != text.size() || written.compare(0, written.size(), text.data(), text.size()) != 0) {
     problem = "damaged: not in the form in which kits are written";
     return false;
   }
