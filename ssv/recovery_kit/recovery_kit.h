@@ -18,10 +18,10 @@ namespace QVCryptoService {
 SsvKitOutcome MakeKits(const SecureBlock& record, std::size_t threshold, const std::vector<SecureBlock>& passphrases,
                        const Argon2idParameters& cost, std::vector<std::string>& kits);
 
-// RebuildRecord checks that the kits belong together, opens them and rebuilds the record,
+// RebuildRecord checks that the kit texts belong together, opens them and rebuilds the record,
 // which must recombine and carry the kits' component id. Kits sealed with less memory or fewer
 // passes than `minimum` are refused as not opening.
-SsvKitOutcome RebuildRecord(const std::vector<std::string>& kits, const std::vector<SecureBlock>& passphrases,
+SsvKitOutcome RebuildRecord(const std::vector<std::string>& texts, const std::vector<SecureBlock>& passphrases,
                             const Argon2idParameters& minimum, SecureBlock& record);
 
 // StoreRebuiltRecord stores `record` as this machine's SSV under the machine lock.
