@@ -44,14 +44,17 @@ extern "C" {
 int QVSSVBackUp(size_t holders, size_t threshold, const char* const* passphrases, char** kits, char* message,
                 size_t messageSize) {
   return QVCryptoService::RunForC(kInternalError, [&] {
-    if (passphrases == nullptr || kits == nullptr) {
-      SsvKitOutcome refused;
-      refused.status = SsvKitStatus::kInvalidArguments;
-      refused.message = "no passphrases or no room for the kits";
-      return Report(refused, message, messageSize);
+    // The shape is checked before the caller's arrays are read, so that a wild count reads nothing.
+    std::string problem = QVCryptoService::SsvKitShapeProblem(holders, threshold);
+    if (problem.empty() && (passphrases == nullptr || kits == nullptr)) {
+      problem = "no passphrases or no room for the kits";
+    }
+    if (!problem.empty()) {
+      return Report(SsvKitOutcome{SsvKitStatus::kInvalidArguments, SsvKitOutcome::kNoKit, problem, {}}, message,
+                    messageSize);
     }
     std::vector<std::string> texts;
-    SsvKitOutcome outcome = QVCryptoService::BackUpSsv(threshold, Passphrases(passphrases, holders), texts);
+    const SsvKitOutcome outcome = QVCryptoService::BackUpSsv(threshold, Passphrases(passphrases, holders), texts);
     std::vector<char*> copies;
     for (const std::string& text : texts) {
       char* copy = static_cast<char*>(std::malloc(text.size() + 1));  // NOLINT(cppcoreguidelines-no-malloc)
@@ -59,8 +62,8 @@ int QVSSVBackUp(size_t holders, size_t threshold, const char* const* passphrases
         for (char* made : copies) {
           std::free(made);  // NOLINT(cppcoreguidelines-no-malloc)
         }
-        outcome = SsvKitOutcome{SsvKitStatus::kInternalError, SsvKitOutcome::kNoKit, "out of memory", {}};
-        return Report(outcome, message, messageSize);
+        return Report(SsvKitOutcome{SsvKitStatus::kInternalError, SsvKitOutcome::kNoKit, "out of memory", {}}, message,
+                      messageSize);
       }
       std::memcpy(copy, text.c_str(), text.size() + 1);
       copies.push_back(copy);
@@ -73,11 +76,12 @@ int QVSSVBackUp(size_t holders, size_t threshold, const char* const* passphrases
 int QVSSVRestore(size_t count, const char* const* kits, const char* const* passphrases, int force, char* message,
                  size_t messageSize) {
   return QVCryptoService::RunForC(kInternalError, [&] {
-    if (kits == nullptr || passphrases == nullptr) {
-      SsvKitOutcome refused;
-      refused.status = SsvKitStatus::kInvalidArguments;
-      refused.message = "no kits or no passphrases";
-      return Report(refused, message, messageSize);
+    if (kits == nullptr || passphrases == nullptr || count > QVCryptoService::kSsvKitMaxHolders) {
+      return Report(SsvKitOutcome{SsvKitStatus::kInvalidArguments,
+                                  SsvKitOutcome::kNoKit,
+                                  "no kits, no passphrases or more kits than a backup has holders",
+                                  {}},
+                    message, messageSize);
     }
     std::vector<std::string> texts;
     for (std::size_t i = 0; i < count; ++i) {
