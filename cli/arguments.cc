@@ -9,9 +9,11 @@ namespace qvcrypto {
 
 namespace {
 
-constexpr std::array<std::string_view, 10> kValueOptions = {
-    "--machine-root", "--keystore",   "--password-file", "--password-env",   "--keystore-config",
-    "--algorithm",    "--memory-kib", "--passes",        "--min-iterations", "--prefer"};
+constexpr std::array<std::string_view, 13> kValueOptions = {
+    "--machine-root", "--keystore", "--password-file",  "--password-env", "--keystore-config", "--algorithm",
+    "--memory-kib",   "--passes",   "--min-iterations", "--prefer",       "--holders",         "--threshold",
+    "--out"};
+constexpr std::array<std::string_view, 1> kRepeatableOptions = {"--passphrase-file"};
 constexpr std::array<std::string_view, 13> kFlags = {
     "--force", "--binary", "--password-prompt", "--demo-key",       "--help", "--version", "--verbose", "--argon2id",
     "--lines", "--json",   "--in-place",        "--unless-used-in", "--bind"};
@@ -25,6 +27,11 @@ bool Contains(const auto& list, std::string_view name) {
 const std::string* Invocation::Value(std::string_view option) const {
   const auto found = values.find(option);
   return found == values.end() ? nullptr : &found->second;
+}
+
+std::vector<std::string> Invocation::Values(std::string_view option) const {
+  const auto found = lists.find(option);
+  return found == lists.end() ? std::vector<std::string>{} : found->second;
 }
 
 Invocation ParseArguments(int argc, const char* const* argv) {
@@ -49,7 +56,8 @@ Invocation ParseArguments(int argc, const char* const* argv) {
       invocation.flags.emplace(name);
       continue;
     }
-    if (!Contains(kValueOptions, name)) {
+    const bool repeatable = Contains(kRepeatableOptions, name);
+    if (!repeatable && !Contains(kValueOptions, name)) {
       if (name == "--password") {
         Usage(
             "passwords are never taken from the command line; use --password-file, --password-env or "
@@ -68,7 +76,9 @@ Invocation ParseArguments(int argc, const char* const* argv) {
     if (value.empty()) {
       Usage("option " + std::string(name) + " needs a non-empty value");
     }
-    if (!invocation.values.emplace(name, std::move(value)).second) {
+    if (repeatable) {
+      invocation.lists[std::string(name)].push_back(std::move(value));
+    } else if (!invocation.values.emplace(name, std::move(value)).second) {
       Usage("option " + std::string(name) + " given twice");
     }
   }

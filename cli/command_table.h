@@ -24,6 +24,9 @@ struct Command {
   int (*run)(const Invocation&);
 };
 
+// SsvKitCommands returns the "ssv backup" and "ssv restore" commands.
+const std::vector<Command>& SsvKitCommands();
+
 // KeyCommands returns the "key ..." commands: empty in a build without the database keystore.
 const std::vector<Command>& KeyCommands();
 

@@ -211,6 +211,8 @@ std::vector<Command> BaseCommands() {
 const std::vector<Command>& Commands() {
   static const std::vector<Command> commands = [] {
     std::vector<Command> all = BaseCommands();
+    const std::vector<Command>& kits = SsvKitCommands();
+    all.insert(all.begin() + 2, kits.begin(), kits.end());
     const std::vector<Command>& keys = KeyCommands();
     all.insert(all.end(), keys.begin(), keys.end());
     return all;
@@ -295,6 +297,11 @@ void CheckOptions(const Invocation& invocation, const Command& command) {
     if (!allowed(name)) {
       Usage("option " + name + " does not apply to '" +
             std::string(command.synopsis.substr(0, command.synopsis.find(" ["))) + "'");
+    }
+  }
+  for (const auto& [name, list] : invocation.lists) {
+    if (!allowed(name)) {
+      Usage("option " + name + " does not apply to this command");
     }
   }
   for (const std::string& name : invocation.flags) {

@@ -22,6 +22,16 @@ struct FileCloser {
   void operator()(std::FILE* file) const { (void)std::fclose(file); }
 };
 
+SecureBlock ReadPasswordVariable(const std::string& name) {
+  const char* value = std::getenv(name.c_str());
+  if (value == nullptr) {
+    Usage("environment variable " + name + " is not set");
+  }
+  return SecureBlock(value, value + std::strlen(value));
+}
+
+}  // namespace
+
 SecureBlock ReadPasswordFile(const std::string& path) {
   const std::unique_ptr<std::FILE, FileCloser> file(std::fopen(path.c_str(), "rb"));
   if (file == nullptr) {
@@ -47,16 +57,6 @@ SecureBlock ReadPasswordFile(const std::string& path) {
   }
   return password;
 }
-
-SecureBlock ReadPasswordVariable(const std::string& name) {
-  const char* value = std::getenv(name.c_str());
-  if (value == nullptr) {
-    Usage("environment variable " + name + " is not set");
-  }
-  return SecureBlock(value, value + std::strlen(value));
-}
-
-}  // namespace
 
 bool HasPasswordOption(const Invocation& invocation) {
   return invocation.Value("--password-file") != nullptr || invocation.Value("--password-env") != nullptr ||

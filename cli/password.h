@@ -6,6 +6,10 @@
 
 namespace qvcrypto {
 
+// ReadPasswordFile returns the first line of the file at `path` (without its line end), read
+// straight into locked memory. Usage error when the file cannot be read.
+QVCryptoService::SecureBlock ReadPasswordFile(const std::string& path);
+
 // HasPasswordOption is true when the command line names a password source.
 bool HasPasswordOption(const Invocation& invocation);
 

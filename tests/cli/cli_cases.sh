@@ -66,7 +66,7 @@ case_usage_errors() {
 case_help_and_version() {
   expect_success "$empty" --version
   grep -q '^qvcrypto [0-9]' "$work/out" || fail "--version printed '$(cat "$work/out")'"
-  for command in "" "ssv init" "ssv status" "ssv rebind" "ssv encrypt" "ssv decrypt" encrypt decrypt rewrap "hash digest" \
+  for command in "" "ssv init" "ssv status" "ssv rebind" "ssv backup" "ssv restore" "ssv encrypt" "ssv decrypt" encrypt decrypt rewrap "hash digest" \
     "hash checksum" "hash password" "hash derive" "verify digest" "verify checksum" "verify password" "hmac sign" \
     "hmac verify" inspect explain selftest audit; do
     expect_success "$empty" $command --help
@@ -134,6 +134,45 @@ case_ssv_other_machine() {
   install_record "$work/damaged"
   expect_failure 3 "ssv status: .*(does not recombine|no readable SSV record)" "$empty" ssv status
   expect_failure 3 "ssv decrypt: SSV file not found or corrupted" "$data/ssv_text_machine_b.txt" ssv decrypt
+}
+
+# Backup and restore through the tool; what restores take and refuse is tested with the library.
+case_ssv_kits() {
+  local id pass=()
+  for i in 1 2 3; do
+    printf 'holder %s passphrase\n' "$i" >"$work/pass$i"
+    pass+=(--passphrase-file "$work/pass$i")
+  done
+  local backup=(ssv backup --holders 3 --threshold 2 --out "$work/kits")
+  expect_failure 3 "ssv backup: no readable SSV record on this machine" "$empty" "${backup[@]}" "${pass[@]}"
+  expect_success "$empty" ssv init
+  id=$(sed -En 's/^SSV ready, component id ([0-9a-f]{32})$/\1/p' "$work/out")
+  expect_success "$(text "made before the backup")" ssv encrypt
+  cp "$work/out" "$work/old"
+  expect_failure 2 "give --passphrase-file once for each of the 3 kits, in order \(2 given\)" "$empty" \
+    "${backup[@]}" "${pass[@]:0:4}"
+  expect_failure 2 "a backup needs 2 <= threshold <= holders <= 16 \(threshold 4, holders 3\)" "$empty" \
+    ssv backup --holders 3 --threshold 4 --out "$work/kits" "${pass[@]}"
+  expect_success "$empty" "${backup[@]}" "${pass[@]}"
+  expect_output "backup $(sed -n 's/.*"backup":"\([0-9a-f]*\)".*/\1/p' "$work/kits/holder-1.qvkit"): 3 kits, any 2 restore the SSV, component id $id"
+  expect_output "  holder 3: $work/kits/holder-3.qvkit"
+  [[ -n ${QVCS_WINE_TOOL:-} || $(stat -c %a "$work/kits" "$work/kits/holder-2.qvkit" | tr '\n' ' ') == "700 600 " ]] ||
+    fail "kit directory and file modes: $(stat -c %a "$work/kits" "$work/kits/holder-2.qvkit")"
+  expect_failure 2 "kit directory $work/kits exists already" "$empty" "${backup[@]}" "${pass[@]}"
+  # Another SSV in its place: kept without --force; kits named when they do not do.
+  expect_success "$empty" ssv init --force
+  local restore=(ssv restore --passphrase-file "$work/pass3" --passphrase-file "$work/pass1")
+  local kits=("$work/kits/holder-3.qvkit" "$work/kits/holder-1.qvkit")
+  expect_failure 3 "ssv restore: this machine already has a different SSV \(component id [0-9a-f]{32}\); force" \
+    "$empty" "${restore[@]}" "${kits[@]}"
+  expect_failure 3 "ssv restore: $work/kits/holder-1.qvkit: holder 1: wrong passphrase" "$empty" \
+    ssv restore --passphrase-file "$work/pass3" --passphrase-file "$work/pass2" "${kits[@]}"
+  expect_failure 3 "ssv restore: backup [0-9a-f]{32} needs 2 kits, 1 given" "$empty" \
+    ssv restore --passphrase-file "$work/pass3" "${kits[0]}"
+  expect_success "$empty" "${restore[@]}" --force "${kits[@]}"
+  expect_output "SSV restored, component id $id"
+  expect_success "$work/old" ssv decrypt
+  [[ $(cat "$work/out") == "made before the backup" ]] || fail "the restored SSV decrypted '$(cat "$work/out")'"
 }
 
 case_machine_root_problems() {
