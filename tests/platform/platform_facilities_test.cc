@@ -1,11 +1,15 @@
-// The system random source and the logger, the same on every platform.
+// The system random source, the logger and replacement files, the same on every platform.
 
 #include <qvcryptoservice/logger.h>
 
+#include "platform/replacement_file.h"
 #include "platform/system_random.h"
 #include "tests/platform/machine_root_fixture.h"
 
 #include <gtest/gtest.h>
+
+#include <filesystem>
+#include <optional>
 
 namespace QVCryptoService {
 namespace {
@@ -21,6 +25,47 @@ TEST(SystemRandom, FillsBuffersOfEverySizeToTheirEnd) {
     EXPECT_NE(std::vector<std::uint8_t>(a.end() - 16, a.end()), std::vector<std::uint8_t>(16, 0)) << size;
   }
   EXPECT_TRUE(platform::FillSystemRandom(nullptr, 0));
+}
+
+// The path changes only on a successful Commit(), and no other file stays in the directory.
+TEST(ReplacementFile, TakesThePlaceOfThePathOnlyWhenCommitted) {
+  namespace fs = std::filesystem;
+  using Bytes = std::vector<std::uint8_t>;
+  const Bytes kOld{1, 2, 3};
+  const Bytes kNew{4, 5, 6, 7};
+  const testsupport::TempMachineRoot root;
+  for (const bool existing : {false, true}) {
+    for (const bool commit : {false, true}) {
+      SCOPED_TRACE(testing::Message() << "existing " << existing << ", commit " << commit);
+      const fs::path directory = root.path() / "replacement";
+      const fs::path path = directory / "out";
+      fs::create_directories(directory);
+      if (existing) {
+        testsupport::WriteBytes(path, kOld);
+      }
+      {
+        platform::ReplacementFile file(path.string());
+        ASSERT_TRUE(file.valid());
+        EXPECT_TRUE(file.Write(kNew));
+        EXPECT_EQ(fs::exists(path), existing);
+        if (commit) {
+          EXPECT_TRUE(file.Commit());
+        }
+      }
+      const std::optional<Bytes> expected = commit ? kNew : existing ? std::optional(kOld) : std::nullopt;
+      EXPECT_EQ(fs::exists(path), expected.has_value());
+      if (expected) {
+        EXPECT_EQ(testsupport::ReadBytes(path), *expected);
+      }
+      EXPECT_EQ(std::distance(fs::directory_iterator(directory), fs::directory_iterator()), expected ? 1 : 0);
+      fs::remove_all(directory);
+    }
+  }
+  platform::ReplacementFile missing((root.path() / "missing" / "out").string());
+  EXPECT_FALSE(missing.valid());
+  EXPECT_FALSE(missing.Write(kNew));
+  EXPECT_FALSE(missing.Commit());
+  EXPECT_FALSE(fs::exists(root.path() / "missing"));
 }
 
 TEST(Logger, EntriesReachTheInstalledSinkUncutAndTheBuiltInOneWritesALineEach) {

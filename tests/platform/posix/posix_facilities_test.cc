@@ -4,6 +4,7 @@
 #include "platform/machine_store.h"
 #include "platform/machine_trust.h"
 #include "platform/private_file.h"
+#include "platform/replacement_file.h"
 #include "platform/system_directory.h"
 #include "tests/platform/machine_root_fixture.h"
 
@@ -79,6 +80,50 @@ TEST(PrivateFile, OnlyAStaleFileOfOursMakesWayAndTheNewFileIsExclusiveAndPrivate
     }
   }
   EXPECT_FALSE(platform::WritePrivateFile("/nonexistent-qvcs-directory/file", data));
+}
+
+// A replacement is private unless asked to keep the mode of what it replaces, and a link at the
+// path is replaced itself, never written through.
+TEST(ReplacementFile, IsPrivateOrKeepsTheReplacedModeAndNeverFollowsALink) {
+  constexpr auto kShared =
+      fs::perms::owner_read | fs::perms::owner_write | fs::perms::group_read | fs::perms::others_read;
+  constexpr auto kOwnerOnly = fs::perms::owner_read | fs::perms::owner_write;
+  const struct {
+    const char* name;
+    bool existingShared;  // a file of mode 0644 at the path, else nothing
+    platform::ReplacementMode mode;
+    fs::perms expected;
+  } cases[] = {
+      {"new, private", false, platform::ReplacementMode::kPrivate, kOwnerOnly},
+      {"new, keeping", false, platform::ReplacementMode::kKeepExisting, kOwnerOnly},
+      {"replacing, private", true, platform::ReplacementMode::kPrivate, kOwnerOnly},
+      {"replacing, keeping", true, platform::ReplacementMode::kKeepExisting, kShared},
+  };
+  const std::vector<std::uint8_t> data = {5, 6, 7};
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.name);
+    const testsupport::TempMachineRoot root;
+    const fs::path path = root.path() / "out";
+    if (c.existingShared) {
+      WriteBytes(path, kForeign);
+      fs::permissions(path, kShared);
+    }
+    platform::ReplacementFile file(path.string(), c.mode);
+    EXPECT_TRUE(file.Write(data));
+    EXPECT_TRUE(file.Commit());
+    EXPECT_EQ(fs::status(path).permissions(), c.expected);
+    EXPECT_EQ(ReadBytes(path), data);
+  }
+  const testsupport::TempMachineRoot root;
+  const fs::path target = root.path() / "target";
+  WriteBytes(target, kForeign);
+  fs::create_symlink(target, root.path() / "link");
+  platform::ReplacementFile file((root.path() / "link").string());
+  EXPECT_TRUE(file.Write(data));
+  EXPECT_TRUE(file.Commit());
+  EXPECT_FALSE(fs::is_symlink(root.path() / "link"));
+  EXPECT_EQ(ReadBytes(root.path() / "link"), data);
+  EXPECT_EQ(ReadBytes(target), kForeign);
 }
 
 // In the machine root `root`, inside the fresh directory `parent`, with a value stored at `value`.
