@@ -1,0 +1,158 @@
+#include <qvcryptoservice/hashing_streams.h>
+#include <qvcryptoservice/qvpax.h>
+
+#include "frame/fixed_names.h"
+#include "frame/result_compose.h"
+#include "hashing/hashing_steps.h"
+#include "primitives/openssl_int.h"
+#include "primitives/ossl_ptr.h"
+
+#include <openssl/core_names.h>
+#include <openssl/evp.h>
+#include <openssl/rand.h>
+
+#include <array>
+#include <functional>
+#include <memory>
+#include <vector>
+
+namespace QVCryptoService {
+namespace {
+
+constexpr std::size_t kPieceSize = std::size_t{1} << 20;
+
+using MacPtr = std::unique_ptr<EVP_MAC, OpenSslDeleter<EVP_MAC_free>>;
+using MacCtxPtr = std::unique_ptr<EVP_MAC_CTX, OpenSslDeleter<EVP_MAC_CTX_free>>;
+
+// EachPiece hands every piece of `data` to `take` (false from it: an OpenSSL failure). The data
+// must stay within the one-call functions' int counts.
+PxaResult EachPiece(ByteSource& data, const std::function<bool(const std::uint8_t*, std::size_t)>& take) {
+  std::vector<std::uint8_t> piece(kPieceSize);
+  std::uint64_t total = 0;
+  while (true) {
+    std::size_t count = 0;
+    if (!data.Read(piece, count) || count > piece.size()) {
+      return PXA_ERR_UNSPECIFIED;
+    }
+    if (count == 0) {
+      return PXA_OK;
+    }
+    total += count;
+    if (!NarrowToOpenSslInt(total)) {
+      return PXA_ERR_INVALID_ARGUMENTS;
+    }
+    if (!take(piece.data(), count)) {
+      return LastOpenSslResult();
+    }
+  }
+}
+
+// DigestStream gives the digest of everything `data` holds.
+PxaResult DigestStream(const EVP_MD* digest, ByteSource& data, std::vector<std::uint8_t>& value) {
+  MdCtxPtr ctx(EVP_MD_CTX_new());
+  if (!ctx || EVP_DigestInit_ex(ctx.get(), digest, nullptr) != 1) {
+    return LastOpenSslResult();
+  }
+  if (const PxaResult result = EachPiece(
+          data,
+          [&](const std::uint8_t* bytes, std::size_t size) { return EVP_DigestUpdate(ctx.get(), bytes, size) == 1; });
+      result != PXA_OK) {
+    return result;
+  }
+  std::array<std::uint8_t, EVP_MAX_MD_SIZE> out{};
+  unsigned int written = 0;
+  if (EVP_DigestFinal_ex(ctx.get(), out.data(), &written) != 1) {
+    return LastOpenSslResult();
+  }
+  value.assign(out.begin(), out.begin() + written);
+  return PXA_OK;
+}
+
+template <typename Body>
+PxaResult Guarded(const Body& body) noexcept {
+  try {
+    return body();
+  } catch (...) {
+    return PXA_ERR_UNSPECIFIED;
+  }
+}
+
+}  // namespace
+
+PxaResult CreateChecksumStream(ByteSource& data, std::string& checksum) {
+  return Guarded([&] {
+    const EVP_MD* digest = EVP_get_digestbyname(kFixedDigest);
+    if (digest == nullptr) {
+      return PXA_ERR_UNSUPPORTED_DIGEST;
+    }
+    std::vector<std::uint8_t> value;
+    if (const PxaResult result = DigestStream(digest, data, value); result != PXA_OK) {
+      return result;
+    }
+    HashingData_t record;
+    FillChecksumRecord(kFixedDigest, std::move(value), record);
+    checksum = SerializeHashingData(record);
+    return PXA_OK;
+  });
+}
+
+PxaResult CreateDigestStream(ByteSource& data, std::string& digestText) {
+  return Guarded([&] {
+    const EVP_MD* digest = EVP_get_digestbyname(kFixedDigest);
+    if (digest == nullptr) {
+      return PXA_ERR_UNSUPPORTED_DIGEST;
+    }
+    std::vector<std::uint8_t> inner;
+    if (const PxaResult result = DigestStream(digest, data, inner); result != PXA_OK) {
+      return result;
+    }
+    std::array<std::uint8_t, kSaltLength> salt{};
+    (void)RAND_bytes(salt.data(), kSaltLength);
+    HashingData_t record;
+    if (const PxaResult result = SaltedDigestRecord(kFixedDigest, salt, inner, record); result != PXA_OK) {
+      return result;
+    }
+    digestText = SerializeHashingData(record);
+    return PXA_OK;
+  });
+}
+
+PxaResult CreateHMACStream(ByteSource& data, std::string& hmac) {
+  return Guarded([&] {
+    SecureBlock key;
+    QVKeyControlData ctl;
+    if (const PxaResult fetched =
+            FetchSigningKey(*QVpax::getInstance()->GetKeystoreMgr(), kFixedDigest, kFixedIntegrityKey, key, ctl);
+        fetched != PXA_OK) {
+      return fetched;
+    }
+    const MacPtr mac(EVP_MAC_fetch(nullptr, OSSL_MAC_NAME_HMAC, nullptr));
+    const MacCtxPtr ctx(mac ? EVP_MAC_CTX_new(mac.get()) : nullptr);
+    std::array<char, 16> digestName{};
+    std::copy_n(kFixedDigest, std::char_traits<char>::length(kFixedDigest), digestName.begin());
+    const std::array<OSSL_PARAM, 2> parameters = {
+        OSSL_PARAM_construct_utf8_string(OSSL_MAC_PARAM_DIGEST, digestName.data(), 0), OSSL_PARAM_construct_end()};
+    static const std::uint8_t kEmptyKey = 0;
+    if (!ctx || EVP_MAC_init(ctx.get(), key.empty() ? &kEmptyKey : key.data(), key.size(), parameters.data()) != 1) {
+      return LastOpenSslResult();
+    }
+    if (const PxaResult result = EachPiece(
+            data,
+            [&](const std::uint8_t* bytes, std::size_t size) { return EVP_MAC_update(ctx.get(), bytes, size) == 1; });
+        result != PXA_OK) {
+      return result;
+    }
+    std::vector<std::uint8_t> value(EVP_MAX_MD_SIZE);
+    std::size_t written = 0;
+    if (EVP_MAC_final(ctx.get(), value.data(), &written, value.size()) != 1) {
+      return LastOpenSslResult();
+    }
+    value.resize(written);
+    SigningData_t record;
+    FillSigningRecord(kFixedDigest, kFixedIntegrityKey, ctl.version, std::move(value), record);
+    hmac = SerializeSigningData(record);
+    return PXA_OK;
+  });
+}
+
+}  // namespace QVCryptoService
