@@ -9,8 +9,9 @@ namespace qvcrypto {
 
 namespace {
 
-constexpr std::array<std::string_view, 6> kValueOptions = {"--machine-root", "--keystore",        "--password-file",
-                                                           "--password-env", "--keystore-config", "--algorithm"};
+constexpr std::array<std::string_view, 7> kValueOptions = {"--machine-root",   "--keystore",  "--password-file",
+                                                           "--password-env",   "--algorithm", "--output",
+                                                           "--keystore-config"};
 constexpr std::array<std::string_view, 7> kFlags = {"--force", "--binary",  "--password-prompt", "--demo-key",
                                                     "--help",  "--version", "--verbose"};
 

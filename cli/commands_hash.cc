@@ -1,9 +1,11 @@
 #include "cli/commands.h"
 #include "cli/io.h"
+#include "cli/output.h"
 #include "cli/password.h"
 #include "cli/tool.h"
 
 #include <qvcryptoservice/hashing_functions.h>
+#include <qvcryptoservice/hashing_streams.h>
 
 #include <cstdint>
 #include <cstdio>
@@ -16,20 +18,36 @@ using namespace QVCryptoService;
 
 namespace {
 
+constexpr const char* kTooLarge = "input too large: the library digests at most 2 GiB - 1 bytes";
+
 // The digest functions count bytes in a signed 32-bit length.
 std::int32_t DigestLength(const SecureBlock& data) {
   if (data.size() > static_cast<std::size_t>(std::numeric_limits<std::int32_t>::max())) {
-    Failed("input too large: the library digests at most 2 GiB - 1 bytes");
+    Failed(kTooLarge);
   }
   return static_cast<std::int32_t>(data.size());
 }
 
-int PrintRecord(const std::string& operation, PxaResult result, const std::string& record) {
+int PrintRecord(const Invocation& invocation, const std::string& operation, PxaResult result,
+                const std::string& record) {
   if (result != PXA_OK) {
     FailedResult(operation, result);
   }
-  WriteStandardOutput(record + "\n");
+  WriteCommandOutput(invocation, record + "\n");
   return kExitOk;
+}
+
+// StreamRecord makes a record of standard input, read in pieces, with a streaming function.
+int StreamRecord(const Invocation& invocation, const std::string& operation,
+                 PxaResult (*create)(ByteSource& data, std::string& record)) {
+  StandardInputSource data;
+  std::string record;
+  const PxaResult result = create(data, record);
+  data.Check();
+  if (result == PXA_ERR_INVALID_ARGUMENTS) {
+    Failed(kTooLarge);
+  }
+  return PrintRecord(invocation, operation, result, record);
 }
 
 int Answer(const std::string& operation, bool verified) {
@@ -55,29 +73,23 @@ std::string RecordArgument(const Invocation& invocation) {
 
 }  // namespace
 
-int RunHashDigest(const Invocation& /*invocation*/) {
-  const SecureBlock data = ReadStandardInput();
-  std::string record;
-  return PrintRecord("hash digest", CreateDigest(data.data(), DigestLength(data), record), record);
-}
+int RunHashDigest(const Invocation& invocation) { return StreamRecord(invocation, "hash digest", CreateDigestStream); }
 
-int RunHashChecksum(const Invocation& /*invocation*/) {
-  const SecureBlock data = ReadStandardInput();
-  std::string record;
-  return PrintRecord("hash checksum", CreateChecksum(data.data(), DigestLength(data), record), record);
+int RunHashChecksum(const Invocation& invocation) {
+  return StreamRecord(invocation, "hash checksum", CreateChecksumStream);
 }
 
 int RunHashPassword(const Invocation& invocation) {
   const SecretString password(ReadPassword(invocation));
   std::string record;
-  return PrintRecord("hash password", CreatePasswordHash(password.str(), record), record);
+  return PrintRecord(invocation, "hash password", CreatePasswordHash(password.str(), record), record);
 }
 
 int RunHashDerive(const Invocation& invocation) {
   const SecretString password(ReadPassword(invocation));
   std::string key;
   const PxaResult result = CreateDerivedKey(password.str(), key);
-  const int code = PrintRecord("hash derive", result, key);
+  const int code = PrintRecord(invocation, "hash derive", result, key);
   WipeString(key);
   return code;
 }
@@ -100,11 +112,7 @@ int RunVerifyPassword(const Invocation& invocation) {
   return Answer("verify password", VerifyPasswordHash(password.str(), record));
 }
 
-int RunHmacSign(const Invocation& /*invocation*/) {
-  const SecureBlock data = ReadStandardInput();
-  std::string record;
-  return PrintRecord("hmac sign", CreateHMAC(data.data(), data.size(), record), record);
-}
+int RunHmacSign(const Invocation& invocation) { return StreamRecord(invocation, "hmac sign", CreateHMACStream); }
 
 int RunHmacVerify(const Invocation& invocation) {
   const std::string record = RecordArgument(invocation);
