@@ -11,6 +11,7 @@
 #include "encryption/key_retrieval.h"
 #include "encryption/stream_steps.h"
 #include "frame/fixed_names.h"
+#include "primitives/c_boundary.h"
 #include "primitives/openssl_int.h"
 
 #include <algorithm>
@@ -66,16 +67,6 @@ PxaResult DecryptPieces(const SecureBlock& key, const CipherMeta_t& meta, Cipher
     return result;
   }
   return plain.Write({out.data(), written}) ? PXA_OK : PXA_ERR_UNSPECIFIED;
-}
-
-// Guarded runs a public function's body: no exception leaves the library.
-template <typename Body>
-PxaResult Guarded(const Body& body) noexcept {
-  try {
-    return body();
-  } catch (...) {
-    return PXA_ERR_UNSPECIFIED;
-  }
 }
 
 }  // namespace
@@ -151,7 +142,7 @@ PxaResult DecryptStreamWith(ByteSource& text, ByteSink& plain, const RecordKey& 
 }
 
 PxaResult EncryptDataStream(ByteSource& plain, ByteSink& cipherText, const std::string& keystoreName) {
-  return Guarded([&] {
+  return RunForC(PXA_ERR_UNSPECIFIED, [&] {
     SecureBlock key;
     QVKeyControlData ctl;
     if (const PxaResult fetched = FetchKeyToEncrypt(*QVpax::getInstance()->GetKeystoreMgr(), keystoreName, kFixedCipher,
@@ -170,7 +161,7 @@ PxaResult EncryptDataStream(ByteSource& plain, ByteSink& cipherText, const std::
 }
 
 PxaResult DecryptDataStream(ByteSource& cipherText, ByteSink& plain, const std::string& keystoreName) {
-  return Guarded([&] {
+  return RunForC(PXA_ERR_UNSPECIFIED, [&] {
     return DecryptStreamWith(
         cipherText, plain,
         [](const CipherMeta_t& meta, SecureBlock& key) {
@@ -184,7 +175,7 @@ PxaResult DecryptDataStream(ByteSource& cipherText, ByteSink& plain, const std::
 }
 
 PxaResult EncryptWithPasswordStream(ByteSource& plain, const std::string& password, ByteSink& cipherText) {
-  return Guarded([&] {
+  return RunForC(PXA_ERR_UNSPECIFIED, [&] {
     SecureBlock key;
     CipherMeta_t meta;
     if (const PxaResult derived = NewPasswordKey(kFixedCipher, password, key, meta); derived != PXA_OK) {
@@ -198,7 +189,7 @@ PxaResult EncryptWithPasswordStream(ByteSource& plain, const std::string& passwo
 }
 
 PxaResult DecryptWithPasswordStream(ByteSource& cipherText, const std::string& password, ByteSink& plain) {
-  return Guarded([&] {
+  return RunForC(PXA_ERR_UNSPECIFIED, [&] {
     return DecryptStreamWith(
         cipherText, plain,
         [&password](const CipherMeta_t& meta, SecureBlock& key) {

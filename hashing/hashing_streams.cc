@@ -4,6 +4,7 @@
 #include "frame/fixed_names.h"
 #include "frame/result_compose.h"
 #include "hashing/hashing_steps.h"
+#include "primitives/c_boundary.h"
 #include "primitives/openssl_int.h"
 #include "primitives/ossl_ptr.h"
 
@@ -68,19 +69,10 @@ PxaResult DigestStream(const EVP_MD* digest, ByteSource& data, std::vector<std::
   return PXA_OK;
 }
 
-template <typename Body>
-PxaResult Guarded(const Body& body) noexcept {
-  try {
-    return body();
-  } catch (...) {
-    return PXA_ERR_UNSPECIFIED;
-  }
-}
-
 }  // namespace
 
 PxaResult CreateChecksumStream(ByteSource& data, std::string& checksum) {
-  return Guarded([&] {
+  return RunForC(PXA_ERR_UNSPECIFIED, [&] {
     const EVP_MD* digest = EVP_get_digestbyname(kFixedDigest);
     if (digest == nullptr) {
       return PXA_ERR_UNSUPPORTED_DIGEST;
@@ -97,7 +89,7 @@ PxaResult CreateChecksumStream(ByteSource& data, std::string& checksum) {
 }
 
 PxaResult CreateDigestStream(ByteSource& data, std::string& digestText) {
-  return Guarded([&] {
+  return RunForC(PXA_ERR_UNSPECIFIED, [&] {
     const EVP_MD* digest = EVP_get_digestbyname(kFixedDigest);
     if (digest == nullptr) {
       return PXA_ERR_UNSUPPORTED_DIGEST;
@@ -118,7 +110,7 @@ PxaResult CreateDigestStream(ByteSource& data, std::string& digestText) {
 }
 
 PxaResult CreateHMACStream(ByteSource& data, std::string& hmac) {
-  return Guarded([&] {
+  return RunForC(PXA_ERR_UNSPECIFIED, [&] {
     SecureBlock key;
     QVKeyControlData ctl;
     if (const PxaResult fetched =
