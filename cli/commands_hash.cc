@@ -21,11 +21,10 @@ namespace {
 constexpr const char* kTooLarge = "input too large: the library digests at most 2 GiB - 1 bytes";
 
 // The digest functions count bytes in a signed 32-bit length.
-std::int32_t DigestLength(const SecureBlock& data) {
-  if (data.size() > static_cast<std::size_t>(std::numeric_limits<std::int32_t>::max())) {
+void RefuseTooLarge(const StandardInputSource& data) {
+  if (data.total() > static_cast<std::uint64_t>(std::numeric_limits<std::int32_t>::max())) {
     Failed(kTooLarge);
   }
-  return static_cast<std::int32_t>(data.size());
 }
 
 int PrintRecord(const Invocation& invocation, const std::string& operation, PxaResult result,
@@ -44,9 +43,7 @@ int StreamRecord(const Invocation& invocation, const std::string& operation,
   std::string record;
   const PxaResult result = create(data, record);
   data.Check();
-  if (result == PXA_ERR_INVALID_ARGUMENTS) {
-    Failed(kTooLarge);
-  }
+  RefuseTooLarge(data);
   return PrintRecord(invocation, operation, result, record);
 }
 
@@ -94,16 +91,25 @@ int RunHashDerive(const Invocation& invocation) {
   return code;
 }
 
-int RunVerifyDigest(const Invocation& invocation) {
+// StreamVerification checks standard input, read in pieces, against a record.
+int StreamVerification(const Invocation& invocation, const std::string& operation,
+                       bool (*verify)(ByteSource& data, const std::string& record), bool refuseTooLarge) {
   const std::string record = RecordArgument(invocation);
-  const SecureBlock data = ReadStandardInput();
-  return Answer("verify digest", VerifyDigest(data.data(), DigestLength(data), record));
+  StandardInputSource data;
+  const bool verified = verify(data, record);
+  data.Check();
+  if (refuseTooLarge) {
+    RefuseTooLarge(data);
+  }
+  return Answer(operation, verified);
+}
+
+int RunVerifyDigest(const Invocation& invocation) {
+  return StreamVerification(invocation, "verify digest", VerifyDigestStream, true);
 }
 
 int RunVerifyChecksum(const Invocation& invocation) {
-  const std::string record = RecordArgument(invocation);
-  const SecureBlock data = ReadStandardInput();
-  return Answer("verify checksum", VerifyChecksum(data.data(), DigestLength(data), record));
+  return StreamVerification(invocation, "verify checksum", VerifyChecksumStream, true);
 }
 
 int RunVerifyPassword(const Invocation& invocation) {
@@ -115,9 +121,7 @@ int RunVerifyPassword(const Invocation& invocation) {
 int RunHmacSign(const Invocation& invocation) { return StreamRecord(invocation, "hmac sign", CreateHMACStream); }
 
 int RunHmacVerify(const Invocation& invocation) {
-  const std::string record = RecordArgument(invocation);
-  const SecureBlock data = ReadStandardInput();
-  return Answer("hmac verify", VerifyHMAC(data.data(), data.size(), record));
+  return StreamVerification(invocation, "hmac verify", VerifyHMACStream, false);
 }
 
 }  // namespace qvcrypto

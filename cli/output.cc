@@ -95,6 +95,7 @@ void WriteCommandOutput(const Invocation& invocation, std::string_view text) {
 
 bool StandardInputSource::Read(std::span<std::uint8_t> out, std::size_t& count) {
   count = std::fread(out.data(), 1, out.size(), stdin);
+  total_ += count;
   failed_ = failed_ || std::ferror(stdin) != 0;
   return !failed_;
 }

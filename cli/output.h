@@ -65,9 +65,11 @@ class StandardInputSource : public QVCryptoService::ByteSource {
   bool Read(std::span<std::uint8_t> out, std::size_t& count) override;
   void Check() const;
   bool failed() const { return failed_; }
+  std::uint64_t total() const { return total_; }
 
  private:
   bool failed_ = false;
+  std::uint64_t total_ = 0;
 };
 
 // TrimmedTextSource gives a text on standard input without the white space around it, as

@@ -3,6 +3,8 @@
 #include "frame/result_compose.h"
 #include "primitives/ossl_ptr.h"
 
+#include <openssl/crypto.h>
+
 #include <array>
 
 namespace QVCryptoService {
@@ -24,6 +26,11 @@ DigestOutcome DigestOf(const EVP_MD* digest, std::initializer_list<std::pair<con
   }
   outcome.value.assign(out.begin(), out.begin() + written);
   return outcome;
+}
+
+bool SameBytes(const std::vector<std::uint8_t>& computed, const std::vector<std::uint8_t>& recorded) {
+  return computed.size() == recorded.size() &&
+         (computed.empty() || CRYPTO_memcmp(computed.data(), recorded.data(), computed.size()) == 0);
 }
 
 PxaResult SaltedDigestRecord(const std::string& digestName, std::span<const std::uint8_t> salt,

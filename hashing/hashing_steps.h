@@ -26,6 +26,9 @@ struct DigestOutcome {
 };
 DigestOutcome DigestOf(const EVP_MD* digest, std::initializer_list<std::pair<const std::uint8_t*, std::size_t>> parts);
 
+// SameBytes compares without an early exit; the answers are those of an ordinary comparison.
+bool SameBytes(const std::vector<std::uint8_t>& computed, const std::vector<std::uint8_t>& recorded);
+
 // SaltedDigestRecord fills a salted digest's record from the digest of the data (`inner`): the
 // digest of the salt followed by it. PXA_ERR_UNSUPPORTED_DIGEST for an unknown name; `record` is
 // untouched on failure.

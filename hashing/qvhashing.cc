@@ -23,12 +23,6 @@ using Bytes = std::vector<std::uint8_t>;
 
 bool LengthSupported(std::uint64_t length) { return NarrowToOpenSslInt(length).has_value(); }
 
-// Values are compared without an early exit; the answers are those of an ordinary comparison.
-bool SameBytes(const Bytes& computed, const Bytes& recorded) {
-  return computed.size() == recorded.size() &&
-         (computed.empty() || CRYPTO_memcmp(computed.data(), recorded.data(), computed.size()) == 0);
-}
-
 }  // namespace
 
 QVHashing::QVHashing() = default;

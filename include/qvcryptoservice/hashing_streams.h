@@ -19,4 +19,10 @@ QVCS_EXPORT PxaResult CreateChecksumStream(ByteSource& data, std::string& checks
 QVCS_EXPORT PxaResult CreateDigestStream(ByteSource& data, std::string& digest);
 QVCS_EXPORT PxaResult CreateHMACStream(ByteSource& data, std::string& hmac);
 
+// The verifications answer as VerifyChecksum, VerifyDigest and VerifyHMAC do for the same data
+// and record; false also when the source fails. The record is read before the data.
+QVCS_EXPORT bool VerifyChecksumStream(ByteSource& data, const std::string& checksum);
+QVCS_EXPORT bool VerifyDigestStream(ByteSource& data, const std::string& digest);
+QVCS_EXPORT bool VerifyHMACStream(ByteSource& data, const std::string& hmac);
+
 }  // namespace QVCryptoService

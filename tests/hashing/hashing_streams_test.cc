@@ -41,14 +41,25 @@ TEST(HashingStreams, GiveTheOneCallRecordsForDataInAnyPieces) {
     SCOPED_TRACE(data.size());
     std::string expected;
     std::string streamed;
+    // Each record verifies the data it was made of and not a byte more, with either form.
+    const auto verifies = [&](bool (*verify)(ByteSource&, const std::string&), const std::string& record) {
+      PieceSource same(data, 4000);
+      const std::string longer = data + "x";
+      PieceSource other(longer, 4000);
+      return verify(same, record) && !verify(other, record);
+    };
     ASSERT_EQ(CreateChecksum(data, expected), PXA_OK);
     PieceSource checksumSource(data, 4000);
     ASSERT_EQ(CreateChecksumStream(checksumSource, streamed), PXA_OK);
     EXPECT_EQ(streamed, expected);
+    EXPECT_TRUE(verifies(VerifyChecksumStream, expected));
     ASSERT_EQ(CreateHMAC(data, expected), PXA_OK);
     PieceSource hmacSource(data, 7);
     ASSERT_EQ(CreateHMACStream(hmacSource, streamed), PXA_OK);
     EXPECT_EQ(streamed, expected);
+    EXPECT_TRUE(verifies(VerifyHMACStream, expected));
+    ASSERT_EQ(CreateDigest(data, expected), PXA_OK);
+    EXPECT_TRUE(verifies(VerifyDigestStream, expected));
     PieceSource digestSource(data, 1 << 20);
     ASSERT_EQ(CreateDigestStream(digestSource, streamed), PXA_OK);
     EXPECT_TRUE(VerifyDigest(data, streamed));
@@ -60,6 +71,7 @@ TEST(HashingStreams, GiveTheOneCallRecordsForDataInAnyPieces) {
   std::string untouched = "untouched";
   EXPECT_EQ(CreateDigestStream(failing, untouched), PXA_ERR_UNSPECIFIED);
   EXPECT_EQ(untouched, "untouched");
+  EXPECT_FALSE(VerifyChecksumStream(failing, untouched)) << "not a record";
 }
 
 }  // namespace
