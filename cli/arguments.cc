@@ -9,10 +9,10 @@ namespace qvcrypto {
 
 namespace {
 
-constexpr std::array<std::string_view, 13> kValueOptions = {
-    "--machine-root", "--keystore", "--password-file",  "--password-env", "--keystore-config", "--algorithm",
-    "--memory-kib",   "--passes",   "--min-iterations", "--prefer",       "--holders",         "--threshold",
-    "--out"};
+constexpr std::array<std::string_view, 14> kValueOptions = {
+    "--machine-root", "--keystore",   "--password-file", "--password-env",   "--keystore-config",
+    "--algorithm",    "--memory-kib", "--passes",        "--min-iterations", "--prefer",
+    "--holders",      "--threshold",  "--out",           "--output"};
 constexpr std::array<std::string_view, 1> kRepeatableOptions = {"--passphrase-file"};
 constexpr std::array<std::string_view, 13> kFlags = {
     "--force", "--binary", "--password-prompt", "--demo-key",       "--help", "--version", "--verbose", "--argon2id",

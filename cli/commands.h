@@ -22,7 +22,8 @@ int RunRewrap(const Invocation& invocation);
 
 // rewrap's synopsis: one text as RunRewrap does it, or files of texts re-made in place.
 inline constexpr std::string_view kRewrapSynopsis =
-    "rewrap --keystore-config FILE | --demo-key [TEXT] > text, or rewrap --in-place --keystore-config FILE PATH...";
+    "rewrap --keystore-config FILE | --demo-key [--output FILE] [TEXT] > text, or rewrap --in-place --keystore-config "
+    "FILE PATH...";
 // RunRewrapCommand is rewrap: RunRewrap, or with --in-place every outdated keystore text in the
 // files of PATH... re-made under the active version of its key, each file replaced whole.
 int RunRewrapCommand(const Invocation& invocation);

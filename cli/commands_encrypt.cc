@@ -1,11 +1,13 @@
 #include "cli/commands.h"
 #include "cli/io.h"
 #include "cli/key_source.h"
+#include "cli/output.h"
 #include "cli/password.h"
 #include "cli/tool.h"
 
 #include <qvcryptoservice/cipher_meta.h>
 #include <qvcryptoservice/encryption_functions.h>
+#include <qvcryptoservice/encryption_streams.h>
 #include <qvcryptoservice/keystore_mgr.h>
 #include <qvcryptoservice/qvcrypto.h>
 #include <qvcryptoservice/qvpax.h>
@@ -25,42 +27,46 @@ const std::string kKeystore(kDefaultKeystoreName);
 
 }  // namespace
 
+// Encryption and decryption stream: the plain text and the text pass through in pieces.
 int RunEncrypt(const Invocation& invocation) {
   const bool withPassword = HasPasswordOption(invocation);
   // The password is asked before the data is read, so a missing source fails fast.
   const SecureBlock password = withPassword ? ReadPassword(invocation) : SecureBlock();
-  const SecureBlock plain = ReadStandardInput();
-  std::string cipherText;
+  CommandOutput output(invocation, CommandOutput::Timing::kAsWritten);
+  StandardInputSource plain;
   PxaResult result = PXA_OK;
   if (withPassword) {
     const SecretString passwordText(password);
-    result = EncryptWithPassword(plain, passwordText.str(), cipherText);
+    result = EncryptWithPasswordStream(plain, passwordText.str(), output);
   } else {
-    result = EncryptData(plain, cipherText, kKeystore);
+    result = EncryptDataStream(plain, output, kKeystore);
   }
+  plain.Check();
   if (result != PXA_OK) {
     FailedResult(withPassword ? "encrypt" : "encrypt with keystore \"" + kKeystore + "\"", result);
   }
-  WriteStandardOutput(cipherText + "\n");
+  output.Write("\n");
+  output.Commit();
   return kExitOk;
 }
 
 int RunDecrypt(const Invocation& invocation) {
   const bool withPassword = HasPasswordOption(invocation);
   const SecureBlock password = withPassword ? ReadPassword(invocation) : SecureBlock();
-  const std::string cipherText = ReadTextArgument(nullptr, "cipher text");
-  SecureBlock plain;
+  TrimmedTextSource cipherText("cipher text");
+  CommandOutput output(invocation, CommandOutput::Timing::kWhenDone);
   PxaResult result = PXA_OK;
   if (withPassword) {
     const SecretString passwordText(password);
-    result = DecryptWithPassword(cipherText, passwordText.str(), plain);
+    result = DecryptWithPasswordStream(cipherText, passwordText.str(), output);
   } else {
-    result = DecryptData(cipherText, plain, kKeystore);
+    result = DecryptDataStream(cipherText, output, kKeystore);
   }
+  cipherText.Check();
   if (result != PXA_OK) {
     FailedResult(withPassword ? "decrypt" : "decrypt with keystore \"" + kKeystore + "\"", result);
   }
-  WriteStandardOutput(plain.data(), plain.size());
+  output.Commit();
   return kExitOk;
 }
 
@@ -89,7 +95,7 @@ int RunRewrap(const Invocation& invocation) {
   }
   CipherMeta_t newMeta;
   (void)DeserialzeCipherData(rewrapped, newMeta, bytes);
-  WriteStandardOutput(rewrapped + "\n");
+  WriteCommandOutput(invocation, rewrapped + "\n");
   std::fprintf(stderr, "qvcrypto: rewrap: %s -> version %d\n", oldVersion.c_str(), newMeta.keyVersion);
   return kExitOk;
 }

@@ -1,12 +1,15 @@
 #include "cli/commands.h"
 #include "cli/io.h"
+#include "cli/output.h"
 #include "cli/password.h"
 #include "cli/tool.h"
 
-#include "hashing/argon2_record.h"
-
 #include <qvcryptoservice/hashing_functions.h>
+#include <qvcryptoservice/hashing_streams.h>
+
 #include <qvcryptoservice/password_hash.h>
+
+#include "hashing/argon2_record.h"
 
 #include <charconv>
 #include <cstdint>
@@ -21,20 +24,33 @@ using namespace QVCryptoService;
 
 namespace {
 
+constexpr const char* kTooLarge = "input too large: the library digests at most 2 GiB - 1 bytes";
+
 // The digest functions count bytes in a signed 32-bit length.
-std::int32_t DigestLength(const SecureBlock& data) {
-  if (data.size() > static_cast<std::size_t>(std::numeric_limits<std::int32_t>::max())) {
-    Failed("input too large: the library digests at most 2 GiB - 1 bytes");
+void RefuseTooLarge(const StandardInputSource& data) {
+  if (data.total() > static_cast<std::uint64_t>(std::numeric_limits<std::int32_t>::max())) {
+    Failed(kTooLarge);
   }
-  return static_cast<std::int32_t>(data.size());
 }
 
-int PrintRecord(const std::string& operation, PxaResult result, const std::string& record) {
+int PrintRecord(const Invocation& invocation, const std::string& operation, PxaResult result,
+                const std::string& record) {
   if (result != PXA_OK) {
     FailedResult(operation, result);
   }
-  WriteStandardOutput(record + "\n");
+  WriteCommandOutput(invocation, record + "\n");
   return kExitOk;
+}
+
+// StreamRecord makes a record of standard input, read in pieces, with a streaming function.
+int StreamRecord(const Invocation& invocation, const std::string& operation,
+                 PxaResult (*create)(ByteSource& data, std::string& record)) {
+  StandardInputSource data;
+  std::string record;
+  const PxaResult result = create(data, record);
+  data.Check();
+  RefuseTooLarge(data);
+  return PrintRecord(invocation, operation, result, record);
 }
 
 int Answer(const std::string& operation, bool verified) {
@@ -92,21 +108,15 @@ int HashPasswordArgon2id(const Invocation& invocation) {
   if (result == PXA_ERR_INVALID_ARGUMENTS) {
     Usage("hash password: Argon2id costs out of bounds (" + Argon2idBounds() + ")");
   }
-  return PrintRecord("hash password", result, record);
+  return PrintRecord(invocation, "hash password", result, record);
 }
 
 }  // namespace
 
-int RunHashDigest(const Invocation& /*invocation*/) {
-  const SecureBlock data = ReadStandardInput();
-  std::string record;
-  return PrintRecord("hash digest", CreateDigest(data.data(), DigestLength(data), record), record);
-}
+int RunHashDigest(const Invocation& invocation) { return StreamRecord(invocation, "hash digest", CreateDigestStream); }
 
-int RunHashChecksum(const Invocation& /*invocation*/) {
-  const SecureBlock data = ReadStandardInput();
-  std::string record;
-  return PrintRecord("hash checksum", CreateChecksum(data.data(), DigestLength(data), record), record);
+int RunHashChecksum(const Invocation& invocation) {
+  return StreamRecord(invocation, "hash checksum", CreateChecksumStream);
 }
 
 int RunHashPassword(const Invocation& invocation) {
@@ -118,28 +128,37 @@ int RunHashPassword(const Invocation& invocation) {
   }
   const SecretString password(ReadPassword(invocation));
   std::string record;
-  return PrintRecord("hash password", CreatePasswordHash(password.str(), record), record);
+  return PrintRecord(invocation, "hash password", CreatePasswordHash(password.str(), record), record);
 }
 
 int RunHashDerive(const Invocation& invocation) {
   const SecretString password(ReadPassword(invocation));
   std::string key;
   const PxaResult result = CreateDerivedKey(password.str(), key);
-  const int code = PrintRecord("hash derive", result, key);
+  const int code = PrintRecord(invocation, "hash derive", result, key);
   WipeString(key);
   return code;
 }
 
-int RunVerifyDigest(const Invocation& invocation) {
+// StreamVerification checks standard input, read in pieces, against a record.
+int StreamVerification(const Invocation& invocation, const std::string& operation,
+                       bool (*verify)(ByteSource& data, const std::string& record), bool refuseTooLarge) {
   const std::string record = RecordArgument(invocation);
-  const SecureBlock data = ReadStandardInput();
-  return Answer("verify digest", VerifyDigest(data.data(), DigestLength(data), record));
+  StandardInputSource data;
+  const bool verified = verify(data, record);
+  data.Check();
+  if (refuseTooLarge) {
+    RefuseTooLarge(data);
+  }
+  return Answer(operation, verified);
+}
+
+int RunVerifyDigest(const Invocation& invocation) {
+  return StreamVerification(invocation, "verify digest", VerifyDigestStream, true);
 }
 
 int RunVerifyChecksum(const Invocation& invocation) {
-  const std::string record = RecordArgument(invocation);
-  const SecureBlock data = ReadStandardInput();
-  return Answer("verify checksum", VerifyChecksum(data.data(), DigestLength(data), record));
+  return StreamVerification(invocation, "verify checksum", VerifyChecksumStream, true);
 }
 
 int RunVerifyPassword(const Invocation& invocation) {
@@ -150,16 +169,10 @@ int RunVerifyPassword(const Invocation& invocation) {
                 VerifyPasswordHashArgon2id(password.str(), record) || VerifyPasswordHash(password.str(), record));
 }
 
-int RunHmacSign(const Invocation& /*invocation*/) {
-  const SecureBlock data = ReadStandardInput();
-  std::string record;
-  return PrintRecord("hmac sign", CreateHMAC(data.data(), data.size(), record), record);
-}
+int RunHmacSign(const Invocation& invocation) { return StreamRecord(invocation, "hmac sign", CreateHMACStream); }
 
 int RunHmacVerify(const Invocation& invocation) {
-  const std::string record = RecordArgument(invocation);
-  const SecureBlock data = ReadStandardInput();
-  return Answer("hmac verify", VerifyHMAC(data.data(), data.size(), record));
+  return StreamVerification(invocation, "hmac verify", VerifyHMACStream, false);
 }
 
 }  // namespace qvcrypto

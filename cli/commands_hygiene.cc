@@ -261,6 +261,9 @@ int RunRewrapCommand(const Invocation& invocation) {
   if (CommandArgument(invocation, 0) == nullptr) {
     Usage("rewrap --in-place: no PATH given");
   }
+  if (invocation.Value("--output") != nullptr) {
+    Usage("rewrap --in-place replaces the files themselves; --output is for one text");
+  }
   if (invocation.Has("--demo-key") || invocation.Value("--keystore") != nullptr) {
     Usage("rewrap --in-place needs --keystore-config FILE: the built-in demo key has no version to move texts to");
   }

@@ -1,6 +1,7 @@
 #include "cli/commands.h"
 #include "cli/io.h"
 #include "cli/machine_state.h"
+#include "cli/output.h"
 #include "cli/tool.h"
 
 #include <qvcryptoservice/qvpax.h>
@@ -140,7 +141,7 @@ int RunSsvEncrypt(const Invocation& invocation) {
   if (!invocation.Has("--binary")) {
     cipherText += '\n';
   }
-  WriteStandardOutput(cipherText);
+  WriteCommandOutput(invocation, cipherText);
   return kExitOk;
 }
 
@@ -162,7 +163,7 @@ int RunSsvDecrypt(const Invocation& invocation) {
     RefuseUntrustedRoot("ssv decrypt", "its SSV record is not used");
     FailedResult("ssv decrypt", result);
   }
-  WriteStandardOutput(plain.data(), plain.size());
+  WriteCommandOutput(invocation, plain);
   return kExitOk;
 }
 

@@ -6,6 +6,7 @@
 #include "cli/commands.h"
 #include "cli/console.h"
 #include "cli/key_source.h"
+#include "cli/output.h"
 #include "cli/tool.h"
 #include "platform/system_directory.h"
 
@@ -53,6 +54,12 @@ std::vector<std::string_view> WithPassword(std::vector<std::string_view> options
   return options;
 }
 
+// The commands that write a secret or a text take --output FILE.
+std::vector<std::string_view> WithOutput(std::vector<std::string_view> options) {
+  options.push_back(kOutputOption);
+  return options;
+}
+
 std::vector<Command> BaseCommands() {
   return {
       {{"ssv", "init"},
@@ -79,30 +86,30 @@ std::vector<Command> BaseCommands() {
        0,
        RunSsvRebind},
       {{"ssv", "encrypt"},
-       "ssv encrypt [--binary] < plain > text",
+       "ssv encrypt [--binary] [--output FILE] < plain > text",
        "encrypt under this machine's SSV key (base64 text, or IV and cipher bytes with --binary)",
-       {"--binary"},
+       {"--binary", kOutputOption},
        0,
        0,
        RunSsvEncrypt},
       {{"ssv", "decrypt"},
-       "ssv decrypt [--binary] < text > plain",
+       "ssv decrypt [--binary] [--output FILE] < text > plain",
        "decrypt what 'ssv encrypt' made here",
-       {"--binary"},
+       {"--binary", kOutputOption},
        0,
        0,
        RunSsvDecrypt},
       {{"encrypt"},
-       "encrypt --keystore-config FILE | PASSWORD OPTION | --demo-key < plain > text",
+       "encrypt --keystore-config FILE | PASSWORD OPTION | --demo-key [--output FILE] < plain > text",
        "encrypt with a keystore's key or with a password (aes-256-cbc)",
-       WithPassword(KeystoreOptions()),
+       WithOutput(WithPassword(KeystoreOptions())),
        0,
        0,
        RunEncrypt},
       {{"decrypt"},
-       "decrypt --keystore-config FILE | PASSWORD OPTION | --demo-key < text > plain",
+       "decrypt --keystore-config FILE | PASSWORD OPTION | --demo-key [--output FILE] < text > plain",
        "decrypt what 'encrypt' made",
-       WithPassword(KeystoreOptions()),
+       WithOutput(WithPassword(KeystoreOptions())),
        0,
        0,
        RunDecrypt},
@@ -112,7 +119,7 @@ std::vector<Command> BaseCommands() {
        "so that older versions can be retired; the text on stdin when not given. With --in-place, every "
        "outdated keystore text in the files of PATH (one per line; directories walked), demo-key texts "
        "included; each file is replaced whole or, when one of its texts fails, left as it was and named",
-       WithInPlace(KeystoreOptions()),
+       WithOutput(WithInPlace(KeystoreOptions())),
        0,
        kAnyNumber,
        RunRewrapCommand},
@@ -126,26 +133,32 @@ std::vector<Command> BaseCommands() {
        1,
        kAnyNumber,
        RunAudit},
-      {{"hash", "digest"}, "hash digest < data", "salted SHA-256 record of the data", {}, 0, 0, RunHashDigest},
+      {{"hash", "digest"},
+       "hash digest [--output FILE] < data",
+       "salted SHA-256 record of the data",
+       {kOutputOption},
+       0,
+       0,
+       RunHashDigest},
       {{"hash", "checksum"},
-       "hash checksum < data",
+       "hash checksum [--output FILE] < data",
        "plain SHA-256 record of the data (same data, same text)",
-       {},
+       {kOutputOption},
        0,
        0,
        RunHashChecksum},
       {{"hash", "password"},
-       "hash password [--argon2id [--memory-kib N] [--passes N]] [PASSWORD OPTION]",
+       "hash password [--argon2id [--memory-kib N] [--passes N]] [PASSWORD OPTION] [--output FILE]",
        "PBKDF2-HMAC-SHA256 password hash record; with --argon2id an Argon2id one, at the library's default "
        "costs unless given",
-       WithPassword({"--argon2id", "--memory-kib", "--passes"}),
+       WithOutput(WithPassword({"--argon2id", "--memory-kib", "--passes"})),
        0,
        0,
        RunHashPassword},
       {{"hash", "derive"},
-       "hash derive [PASSWORD OPTION]",
+       "hash derive [PASSWORD OPTION] [--output FILE]",
        "base64 of a 32-byte key derived from the password alone (same password, same key)",
-       kPasswordOptions,
+       WithOutput(kPasswordOptions),
        0,
        0,
        RunHashDerive},
@@ -171,9 +184,9 @@ std::vector<Command> BaseCommands() {
        1,
        RunVerifyPassword},
       {{"hmac", "sign"},
-       "hmac sign --keystore-config FILE | --demo-key < data",
+       "hmac sign --keystore-config FILE | --demo-key [--output FILE] < data",
        "HMAC-SHA256 record keyed by the keystore's integrity key",
-       KeystoreOptions(),
+       WithOutput(KeystoreOptions()),
        0,
        0,
        RunHmacSign},
@@ -236,6 +249,11 @@ void PrintHelp(const Command* only) {
               std::string(kDefaultKeystoreName) +
               "\"\n(JSON: {\"backend\": \"sqlite\", \"path\": F} or {\"backend\": \"postgresql\", \"connection\": S},\n"
               "with \"masterKey\": {\"source\": \"ssv\"} or {\"source\": \"host\", \"file\": F | \"env\": VAR}).\n";
+    }
+    if (std::find(only->options.begin(), only->options.end(), kOutputOption) != only->options.end()) {
+      text +=
+          "\n--output FILE: write the result to FILE instead of standard output. FILE is replaced only when the\n"
+          "command succeeds (a failed one leaves it as it was); a new FILE is readable by its owner only.\n";
     }
     if (std::find(only->options.begin(), only->options.end(), kDemoKeyOption) != only->options.end()) {
       text += "\n--demo-key (or --keystore " + std::string(kDefaultKeystoreName) +

@@ -4,6 +4,7 @@
 #include <qvcryptoservice/cipher_meta.h>
 #include <qvcryptoservice/zkjson.h>
 
+#include "encryption/cipher_text_writer.h"
 #include "encryption/compact_cipher_record.h"
 #include "json/record_text.h"
 
@@ -108,8 +109,10 @@ bool CipherFromJsonStr(std::string json, CipherMeta_t& meta, std::vector<std::ui
   }
 }
 
+// Written front to back by the same writer as the streaming forms: the text of the JSON record
+// CipherToJsonStr gives, without the tree and the two texts in between.
 std::string SeralizeCipherData(const CipherMeta_t& meta, const std::vector<std::uint8_t>& cipherText) {
-  return WrapRecordText(CipherToJsonStr(meta, cipherText));
+  return SerializedCipherText(meta, cipherText);
 }
 
 bool DeserialzeCipherData(std::string serialized, CipherMeta_t& meta, std::vector<std::uint8_t>& cipherText) {

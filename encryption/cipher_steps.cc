@@ -2,11 +2,13 @@
 
 #include <qvcryptoservice/primitives.h>
 
+#include "frame/fixed_names.h"
 #include "primitives/openssl_int.h"
 
 #include <openssl/rand.h>
 
 #include <algorithm>
+#include <array>
 #include <optional>
 
 namespace QVCryptoService {
@@ -25,10 +27,78 @@ PxaResult KeyFitsCipher(const std::string& cipherName, const SecureBlock& key, c
   return PXA_OK;
 }
 
-PxaResult EncryptWithFreshIv(const std::string& cipherName, const SecureBlock& key, const std::uint8_t* plain,
-                             std::size_t length, std::vector<std::uint8_t>& iv, std::vector<std::uint8_t>& cipherText) {
+PxaResult FreshIv(const std::string& cipherName, std::vector<std::uint8_t>& iv) {
   const int ivLength = EVPGetCipherIvLength(cipherName.c_str());
   if (ivLength < 0) {
+    return PXA_ERR_UNSPECIFIED;
+  }
+  iv.assign(static_cast<std::size_t>(ivLength), 0);
+  if (!iv.empty()) {
+    (void)RAND_bytes(iv.data(), ivLength);
+  }
+  return PXA_OK;
+}
+
+void FillKeystoreRecord(const std::string& cipherName, std::vector<std::uint8_t> iv, const std::string& keyName,
+                        std::int32_t keyVersion, CipherMeta_t& meta) {
+  meta.version = 1;
+  meta.cipherName = cipherName;
+  meta.iv = std::move(iv);
+  meta.keyName = keyName;
+  meta.keyVersion = keyVersion;
+}
+
+// Encryption always uses the fixed PBKDF2 parameters; decryption takes them from the record, so
+// records with other parameters still decrypt.
+PxaResult NewPasswordKey(const std::string& cipherName, const std::string& password, SecureBlock& key,
+                         CipherMeta_t& meta) {
+  const int keyLength = EVPGetCipherKeyLength(cipherName.c_str());
+  if (keyLength < 0) {
+    return PXA_ERR_UNSUPPORTED_CIPHER;
+  }
+  std::array<std::uint8_t, kSaltLength> salt{};
+  (void)RAND_bytes(salt.data(), kSaltLength);
+  SecureBlock derived(static_cast<std::size_t>(keyLength));
+  if (const PxaResult result = PBKDF2_HMAC(kPbkdf2Digest, password.c_str(), salt.data(), kSaltLength, kPbkdf2Iterations,
+                                           keyLength, derived.data());
+      result != PXA_OK) {
+    return result;
+  }
+  key = std::move(derived);
+  meta.version = 1;
+  meta.cipherName = cipherName;
+  meta.salt.assign(salt.begin(), salt.end());
+  meta.iterations = kPbkdf2Iterations;
+  meta.digestName = kPbkdf2Digest;
+  return PXA_OK;
+}
+
+PxaResult RecordPasswordKey(const std::string& cipherName, const std::string& password, const CipherMeta_t& meta,
+                            SecureBlock& key) {
+  if (meta.cipherName != cipherName || meta.iv.empty() || meta.iterations <= 0) {
+    return PXA_ERR_META_INCOMPATIBLE;
+  }
+  const int keyLength = EVPGetCipherKeyLength(cipherName.c_str());
+  if (keyLength < 0) {
+    return PXA_ERR_UNSUPPORTED_CIPHER;
+  }
+  const std::optional<int> saltLength = NarrowToOpenSslInt(meta.salt.size());
+  if (!saltLength) {
+    return PXA_ERR_INVALID_ARGUMENTS;
+  }
+  SecureBlock derived(static_cast<std::size_t>(keyLength));
+  if (const PxaResult result = PBKDF2_HMAC(meta.digestName.c_str(), password.c_str(), meta.salt.data(), *saltLength,
+                                           static_cast<std::uint32_t>(meta.iterations), keyLength, derived.data());
+      result != PXA_OK) {
+    return result;
+  }
+  key = std::move(derived);
+  return PXA_OK;
+}
+
+PxaResult EncryptWithFreshIv(const std::string& cipherName, const SecureBlock& key, const std::uint8_t* plain,
+                             std::size_t length, std::vector<std::uint8_t>& iv, std::vector<std::uint8_t>& cipherText) {
+  if (EVPGetCipherIvLength(cipherName.c_str()) < 0) {
     return PXA_ERR_UNSPECIFIED;
   }
   const std::optional<int> plainLength = NarrowToOpenSslInt(length, kCipherSlack);
@@ -36,10 +106,9 @@ PxaResult EncryptWithFreshIv(const std::string& cipherName, const SecureBlock& k
   if (!plainLength || !keyLength || (plain == nullptr && length != 0)) {
     return PXA_ERR_INVALID_ARGUMENTS;
   }
-  std::vector<std::uint8_t> freshIv(static_cast<std::size_t>(ivLength));
-  if (!freshIv.empty()) {
-    (void)RAND_bytes(freshIv.data(), ivLength);
-  }
+  std::vector<std::uint8_t> freshIv;
+  (void)FreshIv(cipherName, freshIv);
+  const int ivLength = static_cast<int>(freshIv.size());
   std::vector<std::uint8_t> output(length + kCipherSlack);
   int written = *plainLength + static_cast<int>(kCipherSlack);
   const PxaResult result = EVPEncrypt(cipherName.c_str(), key.data(), *keyLength, freshIv.data(), ivLength, plain,

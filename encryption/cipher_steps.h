@@ -20,6 +20,25 @@ namespace QVCryptoService {
 // must agree. Returns 0, PXA_ERR_MISMATCHED_KEY or PXA_ERR_UNSUPPORTED_CIPHER.
 PxaResult KeyFitsCipher(const std::string& cipherName, const SecureBlock& key, const QVKeyControlData& ctl);
 
+// FreshIv draws a random IV of the cipher's length; PXA_ERR_UNSPECIFIED when that length cannot
+// be had.
+PxaResult FreshIv(const std::string& cipherName, std::vector<std::uint8_t>& iv);
+
+// FillKeystoreRecord fills a keystore key's record: version 1, cipher, IV, key name and version.
+void FillKeystoreRecord(const std::string& cipherName, std::vector<std::uint8_t> iv, const std::string& keyName,
+                        std::int32_t keyVersion, CipherMeta_t& meta);
+
+// NewPasswordKey derives a key for `cipherName` from `password` (up to its first zero byte, as
+// for C callers) with the fixed PBKDF2 parameters and a fresh salt, and fills the version, cipher
+// name, salt, count and digest of `meta` (not its IV). Both are untouched on failure.
+PxaResult NewPasswordKey(const std::string& cipherName, const std::string& password, SecureBlock& key,
+                         CipherMeta_t& meta);
+
+// RecordPasswordKey derives the key a password record names: PXA_ERR_META_INCOMPATIBLE for a
+// record that is not for `cipherName` or lacks an IV or count.
+PxaResult RecordPasswordKey(const std::string& cipherName, const std::string& password, const CipherMeta_t& meta,
+                            SecureBlock& key);
+
 // EncryptWithFreshIv draws a random IV for the cipher and encrypts `length` bytes under `key`.
 // Returns 0 with `iv` and `cipherText` set; PXA_ERR_UNSPECIFIED when the cipher's IV length
 // cannot be had; PXA_ERR_INVALID_ARGUMENTS for input of 2 GiB or more or a null pointer; or what

@@ -5,7 +5,6 @@
 
 #include "encryption/cipher_steps.h"
 #include "encryption/key_retrieval.h"
-#include "frame/result_compose.h"
 #include "primitives/openssl_int.h"
 
 #include <openssl/rand.h>
@@ -14,11 +13,6 @@
 #include <optional>
 
 namespace QVCryptoService {
-namespace {
-
-constexpr std::int32_t kKeyStateActive = 2;
-
-}  // namespace
 
 IQVCryptoEngine::~IQVCryptoEngine() = default;
 
@@ -30,31 +24,17 @@ QVCrypto::~QVCrypto() = default;
 PxaResult QVCrypto::encrypt(std::string keystoreName, std::string cipherName, std::string keyName,
                             const std::uint8_t* plain, std::size_t length, CipherMeta_t& meta,
                             std::vector<std::uint8_t>& cipherText) const {
-  const std::shared_ptr<IQVKeyStore> store =
-      keystores_->GetKeystore(keystoreName.empty() ? std::string(kDefaultKeystoreName) : keystoreName);
-  if (!store) {
-    return kKeystoreMissingResult;
-  }
   SecureBlock key;
   QVKeyControlData ctl;
-  if (const std::int32_t code = FetchKeyWithRefresh(*store, keyName, key, ctl, 0); code != KS_SUCCESS) {
-    return KeystoreResult(code);
-  }
-  if (ctl.state != kKeyStateActive) {
-    return PXA_ERR_KEY_NOT_ACTIVE;
-  }
-  if (const PxaResult unfit = KeyFitsCipher(cipherName, key, ctl); unfit != PXA_OK) {
-    return unfit;
+  if (const PxaResult fetched = FetchKeyToEncrypt(*keystores_, keystoreName, cipherName, keyName, key, ctl);
+      fetched != PXA_OK) {
+    return fetched;
   }
   std::vector<std::uint8_t> iv;
   if (const PxaResult result = EncryptWithFreshIv(cipherName, key, plain, length, iv, cipherText); result != PXA_OK) {
     return result;
   }
-  meta.version = 1;
-  meta.cipherName = cipherName;
-  meta.iv = std::move(iv);
-  meta.keyName = keyName;
-  meta.keyVersion = ctl.version;
+  FillKeystoreRecord(cipherName, std::move(iv), keyName, ctl.version, meta);
   return PXA_OK;
 }
 
@@ -82,42 +62,11 @@ PxaResult QVCrypto::decrypt(std::string keystoreName, std::string cipherName, st
 PxaResult QVCrypto::decrypt(std::string /*keystoreName*/, std::string cipherName, std::string keyName,
                             const CipherMeta_t& meta, const std::uint8_t* cipherText, std::size_t length,
                             std::uint8_t* out, std::size_t& outLength) const {
-  if (meta.cipherName != cipherName || meta.keyName != keyName || meta.iv.empty()) {
-    return PXA_ERR_META_INCOMPATIBLE;
-  }
   // Decryption does not use the caller's keystore name: it searches the keystores the manager
-  // lists, so data stays readable wherever its key has moved. Only "corrupted" from a keystore
-  // other than the default lets the search go on.
-  const std::vector<std::string> names = keystores_->GetKeystoreNames();
-  if (names.empty()) {
-    return kKeystoreMissingResult;
-  }
+  // lists, so data stays readable wherever its key has moved.
   SecureBlock key;
-  QVKeyControlData ctl;
-  PxaResult lastFailure = kKeystoreMissingResult;
-  bool found = false;
-  for (const std::string& name : names) {
-    const std::shared_ptr<IQVKeyStore> store = keystores_->GetKeystore(name);
-    if (!store) {
-      lastFailure = kKeystoreMissingResult;
-      continue;
-    }
-    const std::int32_t code = FetchKeyWithRefresh(*store, keyName, key, ctl, meta.keyVersion);
-    if (code == KS_SUCCESS) {
-      found = true;
-      break;
-    }
-    if (name == kDefaultKeystoreName || code != KS_ERR_CORRUPTED) {
-      return KeystoreResult(code);
-    }
-    lastFailure = KeystoreResult(code);
-  }
-  if (!found) {
-    return lastFailure;
-  }
-  // The key's state is not checked: retired keys still decrypt what they encrypted.
-  if (const PxaResult unfit = KeyFitsCipher(cipherName, key, ctl); unfit != PXA_OK) {
-    return unfit;
+  if (const PxaResult fetched = FetchKeyToDecrypt(*keystores_, cipherName, keyName, meta, key); fetched != PXA_OK) {
+    return fetched;
   }
   return DecryptWithRecordIv(cipherName, key, meta, cipherText, length, out, outLength);
 }

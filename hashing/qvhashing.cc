@@ -3,6 +3,7 @@
 
 #include "frame/fixed_names.h"
 #include "frame/result_compose.h"
+#include "hashing/hashing_steps.h"
 #include "primitives/openssl_int.h"
 #include "primitives/ossl_ptr.h"
 #include "primitives/secret_string.h"
@@ -21,37 +22,6 @@ namespace {
 using Bytes = std::vector<std::uint8_t>;
 
 bool LengthSupported(std::uint64_t length) { return NarrowToOpenSslInt(length).has_value(); }
-
-// Digest of `parts` concatenated, or the OpenSSL-family failure.
-struct DigestOutcome {
-  PxaResult result = PXA_OK;
-  Bytes value;
-};
-
-DigestOutcome DigestOf(const EVP_MD* digest, std::initializer_list<std::pair<const std::uint8_t*, std::size_t>> parts) {
-  DigestOutcome outcome;
-  MdCtxPtr ctx(EVP_MD_CTX_new());
-  std::array<std::uint8_t, EVP_MAX_MD_SIZE> out{};
-  unsigned int written = 0;
-  bool ok = ctx && EVP_MD_CTX_reset(ctx.get()) == 1 && EVP_DigestInit_ex(ctx.get(), digest, nullptr) == 1;
-  for (const auto& [data, size] : parts) {
-    static const std::uint8_t kNothing = 0;
-    ok = ok && EVP_DigestUpdate(ctx.get(), data != nullptr ? data : &kNothing, size) == 1;
-  }
-  ok = ok && EVP_DigestFinal_ex(ctx.get(), out.data(), &written) == 1;
-  if (!ok) {
-    outcome.result = LastOpenSslResult();
-    return outcome;
-  }
-  outcome.value.assign(out.begin(), out.begin() + written);
-  return outcome;
-}
-
-// Values are compared without an early exit; the answers are those of an ordinary comparison.
-bool SameBytes(const Bytes& computed, const Bytes& recorded) {
-  return computed.size() == recorded.size() &&
-         (computed.empty() || CRYPTO_memcmp(computed.data(), recorded.data(), computed.size()) == 0);
-}
 
 }  // namespace
 
@@ -76,20 +46,7 @@ PxaResult QVHashing::generateDigest(std::string digestName, const std::uint8_t* 
       result != PXA_OK) {
     return result;
   }
-  const EVP_MD* digest = EVP_get_digestbyname(digestName.c_str());
-  if (digest == nullptr) {
-    return PXA_ERR_UNSUPPORTED_DIGEST;
-  }
-  DigestOutcome outer =
-      DigestOf(digest, {{salt.data(), salt.size()}, {inner.data(), static_cast<std::size_t>(innerLength)}});
-  if (outer.result != PXA_OK) {
-    return outer.result;
-  }
-  record.version = 1;
-  record.digestName = digestName;
-  record.salt.assign(salt.begin(), salt.end());
-  record.digest = std::move(outer.value);
-  return PXA_OK;
+  return SaltedDigestRecord(digestName, salt, {inner.data(), static_cast<std::size_t>(innerLength)}, record);
 }
 
 bool QVHashing::validateDigest(std::string digestName, const std::uint8_t* data, std::uint64_t length,
@@ -126,9 +83,7 @@ PxaResult QVHashing::generateCheckSum(std::string digestName, const std::uint8_t
   if (sum.result != PXA_OK) {
     return sum.result;
   }
-  record.version = 1;
-  record.digestName = digestName;
-  record.digest = std::move(sum.value);
+  FillChecksumRecord(digestName, std::move(sum.value), record);
   return PXA_OK;
 }
 

@@ -2,6 +2,7 @@
 #include <qvcryptoservice/qvsigning.h>
 
 #include "frame/result_compose.h"
+#include "hashing/hashing_steps.h"
 #include "primitives/openssl_int.h"
 
 #include <openssl/crypto.h>
@@ -46,17 +47,10 @@ QVSigning::~QVSigning() = default;
 
 PxaResult QVSigning::generateHMAC(std::string digestName, std::string keyName, const std::uint8_t* data,
                                   std::uint64_t length, SigningData_t& record) const {
-  const std::shared_ptr<IQVKeyStore> store = keystores_->GetKeystore(kDefaultKeystoreName);
-  if (!store) {
-    return kKeystoreMissingResult;
-  }
   SecureBlock key;
   QVKeyControlData ctl;
-  if (const std::int32_t code = store->getKey(keyName, key, ctl, 0); code != KS_SUCCESS) {
-    return KeystoreResult(code);
-  }
-  if (EVP_get_digestbyname(digestName.c_str()) == nullptr) {
-    return PXA_ERR_UNSUPPORTED_DIGEST;
+  if (const PxaResult fetched = FetchSigningKey(*keystores_, digestName, keyName, key, ctl); fetched != PXA_OK) {
+    return fetched;
   }
   if (!NarrowToOpenSslInt(length)) {
     return PXA_ERR_INVALID_ARGUMENTS;
@@ -65,11 +59,7 @@ PxaResult QVSigning::generateHMAC(std::string digestName, std::string keyName, c
   if (hmac.result != PXA_OK) {
     return hmac.result;
   }
-  record.version = 1;
-  record.digestName = digestName;
-  record.keyName = keyName;
-  record.keyVersion = ctl.version;
-  record.hmac = std::move(hmac.value);
+  FillSigningRecord(digestName, keyName, ctl.version, std::move(hmac.value), record);
   return PXA_OK;
 }
 

@@ -215,6 +215,29 @@ case_password_round_trip() {
   WORD='correct horse' round_trip "$empty" encrypt --password-env WORD
 }
 
+# --output FILE takes FILE's place only when the whole command succeeded, private when new; data
+# of several read pieces streams through, and a checksum is sha256sum's digest in its record.
+case_output_files() {
+  head -c 3000000 /dev/urandom >"$work/plain"
+  expect_success "$work/plain" encrypt --password-file "$password_file" --output "$work/text"
+  [[ ! -s $work/out ]] || fail "encrypt --output also wrote to standard output"
+  [[ -n ${QVCS_WINE_TOOL:-} || $(stat -c %a "$work/text") == 600 ]] || fail "a new output file is not private"
+  expect_success "$work/text" decrypt --password-file "$password_file" --output "$work/back"
+  cmp -s "$work/plain" "$work/back" || fail "decrypt --output did not give the plain text back"
+  printf 'kept' >"$work/existing"
+  for target in existing new; do
+    WORD=wrong expect_failure 3 "decrypt: .*bad decrypt" "$work/text" decrypt --password-env WORD --output "$work/$target"
+  done
+  [[ $(cat "$work/existing") == kept && ! -e $work/new ]] || fail "a failed decryption changed or left an output file"
+  [[ -z $(find "$work" -maxdepth 1 -name '*.part') ]] || fail "a temporary file was left: $(ls "$work")"
+  expect_success "$work/plain" hash checksum --output "$work/sum"
+  local digest
+  digest=$(printf "$(sha256sum <"$work/plain" | cut -c1-64 | sed 's/../\\x&/g')" | base64 -w0)
+  [[ $(cat "$work/sum") == "$(printf '{"di":"%s","dn":"sha256","v":1}\n' "$digest" | base64 -w0)" ]] ||
+    fail "checksum record $(cat "$work/sum") is not of sha256sum's digest"
+  expect_failure 3 "cannot write $work/missing/out" "$empty" hash checksum --output "$work/missing/out"
+}
+
 case_password_prompt() {
   # script gives the tool a terminal; the password typed there must not be echoed back.
   (sleep 0.5; printf 'typed secret\n') | script -qec "'$tool' hash derive --password-prompt" /dev/null >"$work/session"

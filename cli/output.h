@@ -1,0 +1,92 @@
+#pragma once
+
+// Where a command's result goes: standard output, or with --output FILE a file that takes the
+// place of FILE only once the whole command has succeeded (a failed command leaves FILE as it
+// was, and nothing beside it). A new FILE is private to its owner from its creation on.
+
+#include <qvcryptoservice/byte_streams.h>
+#include <qvcryptoservice/secure_block.h>
+
+#include "cli/arguments.h"
+#include "platform/replacement_file.h"
+
+#include <cstdint>
+#include <memory>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace qvcrypto {
+
+// The option of every command that writes a secret or a text.
+inline constexpr std::string_view kOutputOption = "--output";
+
+// Read stdin in pieces of this size.
+inline constexpr std::size_t kStreamPieceSize = std::size_t{1} << 20;
+
+class CommandOutput final : public QVCryptoService::ByteSink {
+ public:
+  // How standard output is written: as the bytes come, or all at once when the command is done
+  // (a decryption's plain text, which must not be seen unless the whole decryption succeeded).
+  enum class Timing { kAsWritten, kWhenDone };
+
+  // Opens --output FILE when given (ToolError when the file beside it cannot be made).
+  CommandOutput(const Invocation& invocation, Timing timing);
+
+  // Write never throws: a failure is remembered and reported by Commit().
+  bool Write(std::span<const std::uint8_t> data) override;
+  void Write(std::string_view text);
+
+  // Commit delivers everything written; ToolError when any of it could not be.
+  void Commit();
+
+  // What a write failure is called in messages.
+  std::string failure() const;
+
+ private:
+  bool Flush();
+
+  std::string path_;
+  std::unique_ptr<QVCryptoService::platform::ReplacementFile> file_;
+  Timing timing_;
+  bool failed_ = false;
+  std::vector<QVCryptoService::SecureBlock> pending_;  // in pieces: never copied whole to grow
+};
+
+// WriteCommandOutput writes one result whole to the command's output.
+void WriteCommandOutput(const Invocation& invocation, std::span<const std::uint8_t> data);
+void WriteCommandOutput(const Invocation& invocation, std::string_view text);
+
+// StandardInputSource gives standard input in pieces; a read error is reported as a ToolError
+// by Check() once the library call is over.
+class StandardInputSource : public QVCryptoService::ByteSource {
+ public:
+  bool Read(std::span<std::uint8_t> out, std::size_t& count) override;
+  void Check() const;
+  bool failed() const { return failed_; }
+  std::uint64_t total() const { return total_; }
+
+ private:
+  bool failed_ = false;
+  std::uint64_t total_ = 0;
+};
+
+// TrimmedTextSource gives a text on standard input without the white space around it, as
+// ReadTextArgument would; the constructor gives a usage error naming `what` when there is none.
+class TrimmedTextSource : public QVCryptoService::ByteSource {
+ public:
+  explicit TrimmedTextSource(std::string_view what);
+  bool Read(std::span<std::uint8_t> out, std::size_t& count) override;
+  void Check() const { input_.Check(); }
+
+ private:
+  bool Fill();
+
+  StandardInputSource input_;
+  std::vector<std::uint8_t> buffer_;
+  std::size_t start_ = 0;
+  bool ended_ = false;
+};
+
+}  // namespace qvcrypto
