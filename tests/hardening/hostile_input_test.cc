@@ -6,6 +6,7 @@
 #include <qvcryptoservice/hashing_functions.h>
 #include <qvcryptoservice/hashing_records.h>
 #include <qvcryptoservice/keystore_static.h>
+#include <qvcryptoservice/password_hash.h>
 #include <qvcryptoservice/primitives.h>
 #include <qvcryptoservice/qvcrypto.h>
 #include <qvcryptoservice/qvcrypto_c.h>
@@ -59,6 +60,11 @@ TEST(HostileInput, GetsTheDocumentedAnswer) {
     EXPECT_FALSE(HashingDataFromJsonStr(hashing, json) || SigningDataFromJsonStr(signing, json));
     EXPECT_FALSE(VerifyDigest(std::string("data"), serialized) || VerifyChecksum(std::string("data"), serialized));
     EXPECT_FALSE(VerifyHMAC(std::string("data"), serialized) || VerifyPasswordHash("password", serialized));
+    bool verified = true;
+    std::string upgraded;
+    EXPECT_FALSE(VerifyPasswordHashArgon2id("password", serialized));
+    EXPECT_EQ(VerifyAndUpgradePasswordHash("password", serialized, verified, upgraded), PXA_ERR_CORRUPTED_DATA);
+    EXPECT_FALSE(verified || !upgraded.empty());
     char* untouched = reinterpret_cast<char*>(&untouched);
     char* text = untouched;
     EXPECT_EQ(QVPBDecrypt(serialized.c_str(), &text, "password"), 0);
