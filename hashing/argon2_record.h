@@ -39,8 +39,8 @@ struct Argon2idHashRecord {
   std::vector<std::uint8_t> digest;
 };
 
-// Argon2idParametersWithinBounds: memory, passes and lanes within the bounds above.
-bool Argon2idParametersWithinBounds(const Argon2idParameters& parameters);
+// Argon2idParametersWithinBounds (password_hash.h) checks memory, passes and lanes against the
+// bounds above.
 // Argon2idSaltLengthWithinBounds and Argon2idDigestLengthWithinBounds: the two byte fields.
 bool Argon2idSaltLengthWithinBounds(std::size_t length);
 bool Argon2idDigestLengthWithinBounds(std::size_t length);

@@ -25,6 +25,10 @@ struct Argon2idParameters {
 // kArgon2idPolicyDefault: 19 MiB, 2 passes, 1 lane.
 inline constexpr Argon2idParameters kArgon2idPolicyDefault{19456, 2, 1};
 
+// Argon2idParametersWithinBounds: true when the parameters are within the bounds above, the ones
+// every function here takes.
+QVCS_EXPORT bool Argon2idParametersWithinBounds(const Argon2idParameters& parameters);
+
 // CreatePasswordHashArgon2id makes a record of a 32-byte Argon2id digest of every byte of
 // `password` under a fresh 16-byte salt. Returns 0; PXA_ERR_INVALID_ARGUMENTS for parameters
 // outside the bounds or a password of 4 GiB or more; PXA_ERR_UNSPECIFIED when no salt or no
