@@ -34,7 +34,7 @@ inline constexpr std::size_t kArgon2idMaxDigestBytes = 64;
 inline constexpr std::int64_t kArgon2idRecordVersion = 2;
 
 struct Argon2idHashRecord {
-  Argon2idParameters parameters;
+  Argon2idParameters parameters{};
   std::vector<std::uint8_t> salt;
   std::vector<std::uint8_t> digest;
 };
