@@ -102,13 +102,12 @@ std::string Argon2idBounds() {
 
 int HashPasswordArgon2id(const Invocation& invocation) {
   const Argon2idParameters costs = Argon2idCosts(invocation);
-  const SecretString password(ReadPassword(invocation));
-  std::string record;
-  const PxaResult result = CreatePasswordHashArgon2id(password.str(), record, costs);
-  if (result == PXA_ERR_INVALID_ARGUMENTS) {
+  if (!Argon2idParametersWithinBounds(costs)) {
     Usage("hash password: Argon2id costs out of bounds (" + Argon2idBounds() + ")");
   }
-  return PrintRecord(invocation, "hash password", result, record);
+  const SecretString password(ReadPassword(invocation));
+  std::string record;
+  return PrintRecord(invocation, "hash password", CreatePasswordHashArgon2id(password.str(), record, costs), record);
 }
 
 }  // namespace

@@ -1,5 +1,6 @@
 #include "cli/kat.h"
 
+#include <qvcryptoservice/password_hash.h>
 #include <qvcryptoservice/primitives.h>
 #include <qvcryptoservice/result.h>
 
@@ -47,6 +48,12 @@ const std::array<Pbkdf2Vector, 2> kPbkdf2Vectors = {{
     {"PBKDF2-HMAC-SHA256 (1 iteration)", 1, "120fb6cffcf8b32c43e7225256c4f837a86548c92ccc35480805987cb70be17b"},
     {"PBKDF2-HMAC-SHA256 (4096 iterations)", 4096, "c5e478d59288c841aa530db6845c4c8d962893a001ce4e11a4963873aa98134a"},
 }};
+
+// An Argon2id password-hash record of "correct horse" (64 KiB, 2 passes, 1 lane) made by another
+// implementation (libsodium).
+constexpr std::string_view kArgon2idRecord =
+    "eyJhIjoiYXJnb24yaWQiLCJkaSI6InMyZVFLUElJRWgvU3dlQkEwVWw5NW5PSHhJU2htUzVGL1Y2eTN1eHR3WW89IiwibSI6NjQsInAiOjEsInNh"
+    "Ijoib0tHaW82U2xwcWVvcWFxcnJLMnVydz09IiwidCI6MiwidiI6Mn0K";
 
 std::vector<unsigned char> Bytes(std::string_view text) { return {text.begin(), text.end()}; }
 
@@ -105,6 +112,13 @@ KatResult Pbkdf2(const Pbkdf2Vector& vector) {
           Outcome(result)};
 }
 
+KatResult Argon2idRecord() {
+  const std::string record(kArgon2idRecord);
+  const bool passed =
+      VerifyPasswordHashArgon2id("correct horse", record) && !VerifyPasswordHashArgon2id("correct horsE", record);
+  return {"Argon2id password hash (a record made elsewhere)", passed, ""};
+}
+
 }  // namespace
 
 std::vector<unsigned char> HexToBytes(const std::string& hex) {
@@ -138,6 +152,7 @@ std::vector<KatResult> RunKnownAnswerTests() {
   for (const Pbkdf2Vector& vector : kPbkdf2Vectors) {
     results.push_back(Pbkdf2(vector));
   }
+  results.push_back(Argon2idRecord());
   return results;
 }
 

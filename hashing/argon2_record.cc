@@ -18,7 +18,7 @@ constexpr const char* kAlgorithmName = "argon2id";
 constexpr std::array<std::string_view, 7> kMemberNames{"a", "di", "m", "p", "sa", "t", "v"};
 
 std::optional<std::uint32_t> UnsignedMember(const zkJson::Value& member) {
-  if (!member.isIntegral() || !member.isUInt()) {
+  if (!member.isUInt()) {
     return std::nullopt;
   }
   return member.asUInt();
@@ -45,7 +45,7 @@ bool ReadFromJson(const zkJson::Value& root, Argon2idHashRecord& record) {
     return false;
   }
   const zkJson::Value& version = root["v"];
-  if (!version.isIntegral() || !version.isInt64() || version.asInt64() != kArgon2idRecordVersion) {
+  if (!version.isInt64() || version.asInt64() != kArgon2idRecordVersion) {
     return false;
   }
   if (!root["a"].isString() || root["a"].asString() != kAlgorithmName) {

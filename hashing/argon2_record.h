@@ -34,13 +34,13 @@ inline constexpr std::size_t kArgon2idMaxDigestBytes = 64;
 inline constexpr std::int64_t kArgon2idRecordVersion = 2;
 
 struct Argon2idHashRecord {
-  Argon2idParameters parameters;
+  Argon2idParameters parameters{};
   std::vector<std::uint8_t> salt;
   std::vector<std::uint8_t> digest;
 };
 
-// Argon2idParametersWithinBounds: memory, passes and lanes within the bounds above.
-bool Argon2idParametersWithinBounds(const Argon2idParameters& parameters);
+// Argon2idParametersWithinBounds (password_hash.h) checks memory, passes and lanes against the
+// bounds above.
 // Argon2idSaltLengthWithinBounds and Argon2idDigestLengthWithinBounds: the two byte fields.
 bool Argon2idSaltLengthWithinBounds(std::size_t length);
 bool Argon2idDigestLengthWithinBounds(std::size_t length);

@@ -25,6 +25,10 @@ struct Argon2idParameters {
 // kArgon2idPolicyDefault: 19 MiB, 2 passes, 1 lane.
 inline constexpr Argon2idParameters kArgon2idPolicyDefault{19456, 2, 1};
 
+// Argon2idParametersWithinBounds: true when the parameters are within the bounds above, the ones
+// every function here takes.
+QVCS_EXPORT bool Argon2idParametersWithinBounds(const Argon2idParameters& parameters);
+
 // CreatePasswordHashArgon2id makes a record of a 32-byte Argon2id digest of every byte of
 // `password` under a fresh 16-byte salt. Returns 0; PXA_ERR_INVALID_ARGUMENTS for parameters
 // outside the bounds or a password of 4 GiB or more; PXA_ERR_UNSPECIFIED when no salt or no
@@ -48,11 +52,11 @@ QVCS_EXPORT bool ReadPasswordHashArgon2idParameters(const std::string& record, A
 // instead; otherwise it is empty. Unlike the PBKDF2 validators, a digest name OpenSSL does not
 // know never verifies.
 // Returns 0 when the record was checked, whatever the answer; PXA_ERR_INVALID_ARGUMENTS for a
-// policy outside the bounds; PXA_ERR_CORRUPTED_DATA for a text that is neither kind of record,
-// or a PBKDF2 record with no positive count, a digest shorter than 16 or longer than 64 bytes or
-// more than 10000000 iterations; PXA_ERR_UNSUPPORTED_DIGEST for a PBKDF2 digest OpenSSL does not
-// know; PXA_ERR_UNSPECIFIED when a derivation could not be done. `verified` is false on every
-// non-zero result.
+// policy outside the bounds or a password of 4 GiB or more; PXA_ERR_CORRUPTED_DATA for a text
+// that is neither kind of record, or a PBKDF2 record with no positive count, a digest shorter
+// than 16 or longer than 64 bytes or more than 10000000 iterations; PXA_ERR_UNSUPPORTED_DIGEST
+// for a PBKDF2 digest OpenSSL does not know; PXA_ERR_UNSPECIFIED when a derivation could not be
+// done. `verified` is false on every non-zero result.
 QVCS_EXPORT PxaResult VerifyAndUpgradePasswordHash(const std::string& password, const std::string& record,
                                                    bool& verified, std::string& upgradedRecord,
                                                    const Argon2idParameters& policy = kArgon2idPolicyDefault);

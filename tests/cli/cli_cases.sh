@@ -332,7 +332,7 @@ case_selftest() {
   expect_success "$empty" selftest
   expect_output "selftest passed"
   grep -q "^FAIL" "$work/out" && fail "selftest reported a failing check"
-  for check in "AES-256-CBC" "SHA-256" "HMAC-SHA256" "PBKDF2" "SSV generation" "SSV recombination" \
+  for check in "AES-256-CBC" "SHA-256" "HMAC-SHA256" "PBKDF2" "Argon2id" "SSV generation" "SSV recombination" \
     "keystore encryption" "password encryption" "digest" "checksum" "password hash" "derived key" "HMAC create"; do
     grep -q "^pass  .*$check" "$work/out" || fail "selftest did not pass '$check'"
   done

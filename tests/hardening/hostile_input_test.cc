@@ -6,6 +6,7 @@
 #include <qvcryptoservice/hashing_functions.h>
 #include <qvcryptoservice/hashing_records.h>
 #include <qvcryptoservice/keystore_static.h>
+#include <qvcryptoservice/password_hash.h>
 #include <qvcryptoservice/primitives.h>
 #include <qvcryptoservice/qvcrypto.h>
 #include <qvcryptoservice/qvcrypto_c.h>
@@ -63,6 +64,11 @@ TEST(HostileInput, GetsTheDocumentedAnswer) {
     // The upgrade check finds no record in it (at most the shape of an SSV text).
     const RecordVerdict verdict = CheckRecord(serialized, RecordPolicy{}).verdict;
     EXPECT_TRUE(verdict == RecordVerdict::kNotARecord || verdict == RecordVerdict::kCannotJudge);
+    bool verified = true;
+    std::string upgraded;
+    EXPECT_FALSE(VerifyPasswordHashArgon2id("password", serialized));
+    EXPECT_EQ(VerifyAndUpgradePasswordHash("password", serialized, verified, upgraded), PXA_ERR_CORRUPTED_DATA);
+    EXPECT_FALSE(verified || !upgraded.empty());
     char* untouched = reinterpret_cast<char*>(&untouched);
     char* text = untouched;
     EXPECT_EQ(QVPBDecrypt(serialized.c_str(), &text, "password"), 0);
