@@ -2,6 +2,7 @@
 #include <qvcryptoservice/qvsigning.h>
 
 #include "frame/result_compose.h"
+#include "primitives/evp_algorithms.h"
 #include "primitives/openssl_int.h"
 
 #include <openssl/crypto.h>
@@ -55,7 +56,7 @@ PxaResult QVSigning::generateHMAC(std::string digestName, std::string keyName, c
   if (const std::int32_t code = store->getKey(keyName, key, ctl, 0); code != KS_SUCCESS) {
     return KeystoreResult(code);
   }
-  if (EVP_get_digestbyname(digestName.c_str()) == nullptr) {
+  if (FindDigest(digestName.c_str()) == nullptr) {
     return PXA_ERR_UNSUPPORTED_DIGEST;
   }
   if (!NarrowToOpenSslInt(length)) {
