@@ -22,4 +22,23 @@ void* TakePooledBlock(std::size_t size) noexcept;
 // and still holds 0xFF.
 void ReturnPooledBlock(void* block, std::size_t size) noexcept;
 
+// Larger blocks keep pages of their own, mapped in whole steps of kLargeBlockStep. Mapping and
+// locking a megabyte, fault by fault, and unmapping it again cost more than decrypting it, so
+// the pages of the last few released large blocks (kLargestKeptBlock at most, kKeptBlocks of
+// them) stay locked and wiped for the next block of the same mapping size.
+constexpr std::size_t kLargeBlockStep = std::size_t{64} << 10;
+constexpr std::size_t kLargestKeptBlock = std::size_t{4} << 20;
+constexpr std::size_t kKeptBlocks = 2;
+
+// LargeBlockMapping is the mapping size for a block of `size` bytes (above kLargestPooledBlock),
+// or 0 when no mapping can be that large.
+std::size_t LargeBlockMapping(std::size_t size) noexcept;
+
+// TakeKeptPages returns kept pages of exactly `mapping` bytes, all holding 0xFF, or null.
+void* TakeKeptPages(std::size_t mapping) noexcept;
+
+// KeepReleasedPages keeps `pages` (wiped by the caller to 0xFF wherever they were handed out)
+// for a later block, or returns false when they are not kept and go back to the system.
+bool KeepReleasedPages(void* pages, std::size_t mapping) noexcept;
+
 }  // namespace QVCryptoService

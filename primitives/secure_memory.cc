@@ -23,6 +23,24 @@ void FillReleasedBlock(void* data, std::size_t length) noexcept {
   std::memset(data, 0xFF, length);
   __asm__ __volatile__("" : : "r"(data) : "memory");
 }
+
+// Whether the first k bytes of a wiped block read back as 0xFF, k a fifth of the length clamped
+// to 1..100.
+bool ReadsBackWiped(const void* data, std::size_t length) noexcept {
+  const auto fifth = static_cast<std::size_t>(static_cast<double>(length) * 0.2);
+  const std::size_t checked = std::clamp<std::size_t>(fifth, 1, 100);
+  const volatile auto* bytes = static_cast<const volatile std::uint8_t*>(data);
+  bool allSet = true;
+  for (std::size_t i = 0; i < checked && i < length; ++i) {
+    allSet = allSet && bytes[i] == 0xFF;
+  }
+  return allSet;
+}
+
+bool FillAndCheck(void* data, std::size_t length) noexcept {
+  FillReleasedBlock(data, length);
+  return ReadsBackWiped(data, length);
+}
 }  // namespace
 
 void SetReleaseObserverForTesting(ReleaseObserver observer) noexcept { g_releaseObserver = observer; }
@@ -34,14 +52,7 @@ bool SecureWipe(void* data, std::size_t length) noexcept {
   // OPENSSL_cleanse cannot be optimised away; the 0xFF fill is read back below, so it stays too.
   OPENSSL_cleanse(data, length);
   std::memset(data, 0xFF, length);
-  const auto fifth = static_cast<std::size_t>(static_cast<double>(length) * 0.2);
-  const std::size_t checked = std::clamp<std::size_t>(fifth, 1, 100);
-  const volatile auto* bytes = static_cast<const volatile std::uint8_t*>(data);
-  bool allSet = true;
-  for (std::size_t i = 0; i < checked && i < length; ++i) {
-    allSet = allSet && bytes[i] == 0xFF;
-  }
-  return allSet;
+  return ReadsBackWiped(data, length);
 }
 
 void* LockedAllocatorBase::allocateBytes(std::size_t size) {
@@ -56,12 +67,20 @@ void* LockedAllocatorBase::allocateBytes(std::size_t size) {
     }
     return block;
   }
-  void* pages = platform::AllocateLockedPages(size);
-  // A block that does not hold what is written to it cannot be wiped either; refuse it rather
-  // than hand out storage whose secrets might survive release.
-  if (pages == nullptr || !SecureWipe(pages, size)) {
+  const std::size_t mapping = LargeBlockMapping(size);
+  if (mapping == 0) {
+    throw std::bad_alloc();
+  }
+  if (void* kept = TakeKeptPages(mapping)) {
+    return kept;
+  }
+  void* pages = platform::AllocateLockedPages(mapping);
+  // Fresh pages read as zeros and are filled once. A block that does not hold what is written to
+  // it cannot be wiped either; refuse it rather than hand out storage whose secrets might survive
+  // release.
+  if (pages == nullptr || !FillAndCheck(pages, mapping)) {
     if (pages != nullptr) {
-      platform::ReleaseLockedPages(pages, size);
+      platform::ReleaseLockedPages(pages, mapping);
     }
     throw std::bad_alloc();
   }
@@ -78,8 +97,11 @@ void LockedAllocatorBase::releaseBytes(void* data, std::size_t size) noexcept {
   }
   if (size <= kLargestPooledBlock) {
     ReturnPooledBlock(data, size);
-  } else {
-    platform::ReleaseLockedPages(data, size);
+    return;
+  }
+  const std::size_t mapping = LargeBlockMapping(size);
+  if (!KeepReleasedPages(data, mapping)) {
+    platform::ReleaseLockedPages(data, mapping);
   }
 }
 
