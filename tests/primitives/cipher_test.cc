@@ -10,6 +10,7 @@
 #include <cctype>
 #include <cstring>
 #include <string>
+#include <thread>
 #include <vector>
 
 namespace QVCryptoService {
@@ -58,6 +59,12 @@ TEST(AlgorithmNames, ResolveAsOpenSslDoesAndFetchOnce) {
     ASSERT_NE(FindCipher(spelling.c_str()), nullptr) << spelling;
     EXPECT_EQ(EVP_CIPHER_get_key_length(FindCipher(spelling.c_str())), 24) << spelling;
   }
+  // Two threads using a name for the first time at once get the one implementation kept for it.
+  std::array<const EVP_MD*, 2> firstUse{};
+  std::thread other([&firstUse] { firstUse[0] = FindDigest("sha3-384"); });
+  firstUse[1] = FindDigest("sha3-384");
+  other.join();
+  EXPECT_TRUE(firstUse[0] != nullptr && firstUse[0] == firstUse[1]);
 }
 
 TEST(CipherCore, RefusesInItsOrderWithoutWritingOutput) {
