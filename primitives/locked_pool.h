@@ -22,12 +22,15 @@ void* TakePooledBlock(std::size_t size) noexcept;
 // and still holds 0xFF.
 void ReturnPooledBlock(void* block, std::size_t size) noexcept;
 
-// Larger blocks keep pages of their own, mapped in whole steps of kLargeBlockStep. Mapping and
-// locking a megabyte, fault by fault, and unmapping it again cost more than decrypting it, so
-// the pages of the last few released large blocks (kLargestKeptBlock at most, kKeptBlocks of
-// them) stay locked and wiped for the next block of the same mapping size.
+// Larger blocks keep pages of their own, mapped in whole steps of kLargeBlockStep. Mapping a
+// megabyte, locking it (which faults it in page by page) and unmapping it again cost more than
+// decrypting it, so the pages of the last few released large blocks (kLargestKeptBlock at most,
+// kKeptBlocks of them) are kept, wiped and still locked, for the next block of the same mapping
+// size. Like the pool's chunks they stay set aside for secrets; the bound keeps what they hold
+// of the process's lock limit small (unlocking them while kept and locking them again costs as
+// much as fresh pages).
 constexpr std::size_t kLargeBlockStep = std::size_t{64} << 10;
-constexpr std::size_t kLargestKeptBlock = std::size_t{4} << 20;
+constexpr std::size_t kLargestKeptBlock = std::size_t{2} << 20;
 constexpr std::size_t kKeptBlocks = 2;
 
 // LargeBlockMapping is the mapping size for a block of `size` bytes (above kLargestPooledBlock),
