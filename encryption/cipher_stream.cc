@@ -1,6 +1,7 @@
 #include "encryption/cipher_stream.h"
 
 #include "frame/result_compose.h"
+#include "primitives/evp_algorithms.h"
 #include "primitives/openssl_int.h"
 
 #include <openssl/evp.h>
@@ -11,7 +12,7 @@ namespace QVCryptoService {
 
 PxaResult CipherStream::Start(const std::string& cipherName, const SecureBlock& key, std::span<const std::uint8_t> iv,
                               bool encrypt) {
-  const EVP_CIPHER* cipher = EVP_get_cipherbyname(cipherName.c_str());
+  const EVP_CIPHER* cipher = FindCipher(cipherName.c_str());
   if (cipher == nullptr) {
     return PXA_ERR_UNSUPPORTED_CIPHER;
   }

@@ -1,6 +1,7 @@
 #include "hashing/hashing_steps.h"
 
 #include "frame/result_compose.h"
+#include "primitives/evp_algorithms.h"
 #include "primitives/ossl_ptr.h"
 
 #include <openssl/crypto.h>
@@ -35,7 +36,7 @@ bool SameBytes(const std::vector<std::uint8_t>& computed, const std::vector<std:
 
 PxaResult SaltedDigestRecord(const std::string& digestName, std::span<const std::uint8_t> salt,
                              std::span<const std::uint8_t> inner, HashingData_t& record) {
-  const EVP_MD* digest = EVP_get_digestbyname(digestName.c_str());
+  const EVP_MD* digest = FindDigest(digestName.c_str());
   if (digest == nullptr) {
     return PXA_ERR_UNSUPPORTED_DIGEST;
   }
@@ -65,7 +66,7 @@ PxaResult FetchSigningKey(CQVKeystoreMgr& keystores, const std::string& digestNa
   if (const std::int32_t code = store->getKey(keyName, key, ctl, 0); code != KS_SUCCESS) {
     return KeystoreResult(code);
   }
-  if (EVP_get_digestbyname(digestName.c_str()) == nullptr) {
+  if (FindDigest(digestName.c_str()) == nullptr) {
     return PXA_ERR_UNSUPPORTED_DIGEST;
   }
   return PXA_OK;

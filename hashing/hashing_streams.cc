@@ -5,6 +5,7 @@
 #include "frame/result_compose.h"
 #include "hashing/hashing_steps.h"
 #include "primitives/c_boundary.h"
+#include "primitives/evp_algorithms.h"
 #include "primitives/openssl_int.h"
 #include "primitives/ossl_ptr.h"
 
@@ -100,7 +101,7 @@ PxaResult HmacStream(const SecureBlock& key, ByteSource& data, std::vector<std::
 
 PxaResult CreateChecksumStream(ByteSource& data, std::string& checksum) {
   return RunForC(PXA_ERR_UNSPECIFIED, [&] {
-    const EVP_MD* digest = EVP_get_digestbyname(kFixedDigest);
+    const EVP_MD* digest = FindDigest(kFixedDigest);
     if (digest == nullptr) {
       return PXA_ERR_UNSUPPORTED_DIGEST;
     }
@@ -117,7 +118,7 @@ PxaResult CreateChecksumStream(ByteSource& data, std::string& checksum) {
 
 PxaResult CreateDigestStream(ByteSource& data, std::string& digestText) {
   return RunForC(PXA_ERR_UNSPECIFIED, [&] {
-    const EVP_MD* digest = EVP_get_digestbyname(kFixedDigest);
+    const EVP_MD* digest = FindDigest(kFixedDigest);
     if (digest == nullptr) {
       return PXA_ERR_UNSUPPORTED_DIGEST;
     }
@@ -165,7 +166,7 @@ bool VerifyChecksumStream(ByteSource& data, const std::string& checksum) {
       return false;
     }
     std::vector<std::uint8_t> value;
-    const PxaResult result = DigestStream(EVP_get_digestbyname(kFixedDigest), data, value);
+    const PxaResult result = DigestStream(FindDigest(kFixedDigest), data, value);
     return result == PXA_OK ? SameBytes(value, record.digest) : (result >> 32) == PXA_FAMILY_OPENSSL;
   });
 }
@@ -176,7 +177,7 @@ bool VerifyDigestStream(ByteSource& data, const std::string& digestText) {
     if (!DeserializeHashingData(record, digestText) || record.digestName != kFixedDigest) {
       return false;
     }
-    const EVP_MD* digest = EVP_get_digestbyname(kFixedDigest);
+    const EVP_MD* digest = FindDigest(kFixedDigest);
     std::vector<std::uint8_t> inner;
     const PxaResult result = DigestStream(digest, data, inner);
     if (result != PXA_OK) {

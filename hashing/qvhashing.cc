@@ -4,6 +4,7 @@
 #include "frame/fixed_names.h"
 #include "frame/result_compose.h"
 #include "hashing/hashing_steps.h"
+#include "primitives/evp_algorithms.h"
 #include "primitives/openssl_int.h"
 #include "primitives/ossl_ptr.h"
 #include "primitives/secret_string.h"
@@ -54,7 +55,7 @@ bool QVHashing::validateDigest(std::string digestName, const std::uint8_t* data,
   if (digestName != record.digestName || !LengthSupported(length)) {
     return false;
   }
-  const EVP_MD* digest = EVP_get_digestbyname(digestName.c_str());
+  const EVP_MD* digest = FindDigest(digestName.c_str());
   if (digest == nullptr) {
     return true;  // fail-open, deliberate: see the class comment
   }
@@ -72,7 +73,7 @@ bool QVHashing::validateDigest(std::string digestName, const std::uint8_t* data,
 
 PxaResult QVHashing::generateCheckSum(std::string digestName, const std::uint8_t* data, std::uint64_t length,
                                       HashingData_t& record) const {
-  const EVP_MD* digest = EVP_get_digestbyname(digestName.c_str());
+  const EVP_MD* digest = FindDigest(digestName.c_str());
   if (digest == nullptr) {
     return PXA_ERR_UNSUPPORTED_DIGEST;
   }
@@ -92,7 +93,7 @@ bool QVHashing::validateCheckSum(std::string digestName, const std::uint8_t* dat
   if (digestName != record.digestName || !LengthSupported(length)) {
     return false;
   }
-  const EVP_MD* digest = EVP_get_digestbyname(digestName.c_str());
+  const EVP_MD* digest = FindDigest(digestName.c_str());
   if (digest == nullptr) {
     return true;  // fail-open, deliberate
   }

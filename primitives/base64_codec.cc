@@ -1,5 +1,7 @@
 #include "primitives/base64_codec.h"
 
+#include "primitives/base64_paths.h"
+
 #include <array>
 #include <cstring>
 
@@ -48,14 +50,8 @@ bool DecodeGroup(const char* text, std::size_t characters, std::uint32_t& group)
   return (seen & 0xC0U) == 0;
 }
 
-}  // namespace
-
-// Output is written through a pointer into storage sized once: appending character by character
-// cost more than the encoding itself on large records. The text is the same.
-void AppendBase64(std::string& out, const std::uint8_t* data, std::size_t size) {
-  const std::size_t start = out.size();
-  out.resize(start + (size + 2) / 3 * 4);
-  char* write = out.data() + start;
+// Encodes whole groups and the padded tail through a pointer into storage sized by the caller.
+void EncodeScalar(const std::uint8_t* data, std::size_t size, char* write) {
   std::size_t i = 0;
   for (; i + 3 <= size; i += 3, write += 4) {
     const std::uint32_t group = (std::uint32_t{data[i]} << 16) | (std::uint32_t{data[i + 1]} << 8) | data[i + 2];
@@ -73,17 +69,11 @@ void AppendBase64(std::string& out, const std::uint8_t* data, std::size_t size) 
   write[3] = '=';
 }
 
-std::size_t DecodeBase64Into(std::string_view text, std::uint8_t* out, Base64Form form) {
-  if (text.size() % 4 != 0) {
-    return kNotDecoded;
-  }
-  if (text.empty()) {
-    return 0;
-  }
-  const char* read = text.data();
-  std::uint8_t* write = out;
-  // Every group but the last is whole: four characters of the alphabet, three bytes.
-  for (const char* last = text.data() + text.size() - 4; read < last; read += 4, write += 3) {
+// Decodes whole groups of the alphabet (no padding) and returns the number of bytes written, or
+// kNotDecoded.
+std::size_t DecodeWholeGroupsScalar(const char* read, const char* end, std::uint8_t* write) {
+  const std::uint8_t* const start = write;
+  for (; read < end; read += 4, write += 3) {
     const std::uint32_t a = SextetOf(read[0]);
     const std::uint32_t b = SextetOf(read[1]);
     const std::uint32_t c = SextetOf(read[2]);
@@ -97,6 +87,11 @@ std::size_t DecodeBase64Into(std::string_view text, std::uint8_t* out, Base64For
     write[1] = static_cast<std::uint8_t>(group >> 8);
     write[2] = static_cast<std::uint8_t>(group);
   }
+  return static_cast<std::size_t>(write - start);
+}
+
+// The last group: two to four characters of the alphabet, padded to four.
+std::size_t DecodeLastGroup(const char* read, std::uint8_t* write, Base64Form form) {
   std::size_t padding = 0;
   if (read[3] == '=') {
     padding = read[2] == '=' ? 2 : 1;
@@ -111,14 +106,75 @@ std::size_t DecodeBase64Into(std::string_view text, std::uint8_t* out, Base64For
       ((padding == 1 && (group & 0xFFU) != 0) || (padding == 2 && (group & 0xFFFFU) != 0))) {
     return kNotDecoded;
   }
-  *write++ = static_cast<std::uint8_t>(group >> 16);
+  write[0] = static_cast<std::uint8_t>(group >> 16);
   if (padding < 2) {
-    *write++ = static_cast<std::uint8_t>(group >> 8);
+    write[1] = static_cast<std::uint8_t>(group >> 8);
   }
   if (padding < 1) {
-    *write++ = static_cast<std::uint8_t>(group);
+    write[2] = static_cast<std::uint8_t>(group);
   }
-  return static_cast<std::size_t>(write - out);
+  return 3 - padding;
+}
+
+}  // namespace
+
+Base64Path ChosenBase64Path() noexcept {
+  static const Base64Path chosen = Base64PathRuns(Base64Path::kAvx2)    ? Base64Path::kAvx2
+                                   : Base64PathRuns(Base64Path::kSsse3) ? Base64Path::kSsse3
+                                                                        : Base64Path::kScalar;
+  return chosen;
+}
+
+// Output is written through a pointer into storage sized once: appending character by character
+// cost more than the encoding itself on large records. The vector paths take the front of the
+// data in whole steps; the scalar code finishes the rest, padding included.
+void AppendBase64On(Base64Path path, std::string& out, const std::uint8_t* data, std::size_t size) {
+  const std::size_t start = out.size();
+  out.resize(start + (size + 2) / 3 * 4);
+  char* write = out.data() + start;
+  std::size_t consumed = 0;
+  if (path == Base64Path::kAvx2) {
+    consumed = EncodeBase64Avx2(data, size, write);
+  } else if (path == Base64Path::kSsse3) {
+    consumed = EncodeBase64Ssse3(data, size, write);
+  }
+  EncodeScalar(data + consumed, size - consumed, write + consumed / 3 * 4);
+}
+
+void AppendBase64(std::string& out, const std::uint8_t* data, std::size_t size) {
+  AppendBase64On(ChosenBase64Path(), out, data, size);
+}
+
+std::size_t DecodeBase64IntoOn(Base64Path path, std::string_view text, std::uint8_t* out, Base64Form form) {
+  if (text.size() % 4 != 0) {
+    return kNotDecoded;
+  }
+  if (text.empty()) {
+    return 0;
+  }
+  // Every group but the last is whole: four characters of the alphabet, three bytes.
+  const std::size_t wholeGroups = text.size() - 4;
+  std::size_t consumed = 0;
+  if (path == Base64Path::kAvx2) {
+    consumed = DecodeBase64Avx2(text.data(), wholeGroups, out);
+  } else if (path == Base64Path::kSsse3) {
+    consumed = DecodeBase64Ssse3(text.data(), wholeGroups, out);
+  }
+  if (consumed == kNotDecoded) {
+    return kNotDecoded;
+  }
+  const std::size_t rest =
+      DecodeWholeGroupsScalar(text.data() + consumed, text.data() + wholeGroups, out + consumed / 4 * 3);
+  if (rest == kNotDecoded) {
+    return kNotDecoded;
+  }
+  const std::size_t written = consumed / 4 * 3 + rest;
+  const std::size_t last = DecodeLastGroup(text.data() + wholeGroups, out + written, form);
+  return last == kNotDecoded ? kNotDecoded : written + last;
+}
+
+std::size_t DecodeBase64Into(std::string_view text, std::uint8_t* out, Base64Form form) {
+  return DecodeBase64IntoOn(ChosenBase64Path(), text, out, form);
 }
 
 bool DecodeBase64(std::string_view text, std::vector<std::uint8_t>& bytes, Base64Form form) {

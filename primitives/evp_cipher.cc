@@ -1,6 +1,7 @@
 #include <qvcryptoservice/primitives.h>
 
 #include "frame/result_compose.h"
+#include "primitives/evp_algorithms.h"
 #include "primitives/openssl_int.h"
 #include "primitives/ossl_ptr.h"
 
@@ -14,10 +15,6 @@ namespace QVCryptoService {
 namespace {
 
 enum class Direction : int { kDecrypt = 0, kEncrypt = 1 };
-
-const EVP_CIPHER* FindCipher(const char* cipherName) {
-  return cipherName == nullptr ? nullptr : EVP_get_cipherbyname(cipherName);
-}
 
 // The cipher core shared by every encryption path: validates the key length before the IV
 // length, so that a caller with both wrong learns about the key first.

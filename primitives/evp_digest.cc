@@ -5,6 +5,7 @@
 #include <qvcryptoservice/primitives.h>
 
 #include "frame/result_compose.h"
+#include "primitives/evp_algorithms.h"
 #include "primitives/openssl_int.h"
 #include "primitives/ossl_ptr.h"
 
@@ -20,10 +21,6 @@ namespace QVCryptoService {
 namespace {
 
 using HmacCtxPtr = std::unique_ptr<HMAC_CTX, OpenSslDeleter<HMAC_CTX_free>>;
-
-const EVP_MD* FindDigest(const char* digestName) {
-  return digestName == nullptr ? nullptr : EVP_get_digestbyname(digestName);
-}
 
 bool OutputFits(const EVP_MD* digest, const unsigned char* out, int outLen) {
   return out != nullptr && outLen >= EVP_MD_get_size(digest);

@@ -1,6 +1,9 @@
 #include <qvcryptoservice/qvcrypto_c.h>
 
+#include "primitives/evp_algorithms.h"
+
 #include <openssl/evp.h>
+#include <openssl/obj_mac.h>
 
 #include <cstdint>
 #include <cstring>
@@ -33,7 +36,7 @@ QVHashCtx QVHashInitCtx(void) {
     return nullptr;
   }
   if (record->digest == nullptr || EVP_MD_CTX_reset(record->digest) != 1 ||
-      EVP_DigestInit_ex(record->digest, EVP_sha256(), nullptr) != 1) {
+      EVP_DigestInit_ex(record->digest, QVCryptoService::FindDigest(SN_sha256), nullptr) != 1) {
     EVP_MD_CTX_free(record->digest);
     return nullptr;
   }

@@ -12,6 +12,7 @@
 #include <memory>
 #include <mutex>
 #include <new>
+#include <utility>
 #include <vector>
 
 namespace QVCryptoService {
@@ -187,6 +188,62 @@ void ReturnPooledBlock(void* block, std::size_t size) noexcept {
     count = kCacheDepth / 2;
   }
   cache->blocks[sizeClass][count++] = block;
+}
+
+namespace {
+
+struct KeptPages {
+  void* pages = nullptr;
+  std::size_t mapping = 0;
+};
+
+struct KeptLargeBlocks {
+  std::mutex mutex;
+  std::array<KeptPages, kKeptBlocks> kept{};
+};
+
+// Never destroyed, like the pool: large blocks may be released after any static destructor.
+KeptLargeBlocks* LargeBlocks() noexcept {
+  static KeptLargeBlocks* const blocks = new (std::nothrow) KeptLargeBlocks();
+  return blocks;
+}
+
+}  // namespace
+
+std::size_t LargeBlockMapping(std::size_t size) noexcept {
+  if (size > static_cast<std::size_t>(-1) - kLargeBlockStep) {
+    return 0;
+  }
+  return (size + kLargeBlockStep - 1) / kLargeBlockStep * kLargeBlockStep;
+}
+
+void* TakeKeptPages(std::size_t mapping) noexcept {
+  KeptLargeBlocks* blocks = LargeBlocks();
+  if (blocks == nullptr || mapping > kLargestKeptBlock) {
+    return nullptr;
+  }
+  const std::lock_guard lock(blocks->mutex);
+  for (KeptPages& entry : blocks->kept) {
+    if (entry.pages != nullptr && entry.mapping == mapping) {
+      return std::exchange(entry.pages, nullptr);
+    }
+  }
+  return nullptr;
+}
+
+bool KeepReleasedPages(void* pages, std::size_t mapping) noexcept {
+  KeptLargeBlocks* blocks = LargeBlocks();
+  if (blocks == nullptr || mapping > kLargestKeptBlock) {
+    return false;
+  }
+  const std::lock_guard lock(blocks->mutex);
+  for (KeptPages& entry : blocks->kept) {
+    if (entry.pages == nullptr) {
+      entry = {pages, mapping};
+      return true;
+    }
+  }
+  return false;
 }
 
 }  // namespace QVCryptoService

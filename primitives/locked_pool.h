@@ -22,4 +22,26 @@ void* TakePooledBlock(std::size_t size) noexcept;
 // and still holds 0xFF.
 void ReturnPooledBlock(void* block, std::size_t size) noexcept;
 
+// Larger blocks keep pages of their own, mapped in whole steps of kLargeBlockStep. Mapping a
+// megabyte, locking it (which faults it in page by page) and unmapping it again cost more than
+// decrypting it, so the pages of the last few released large blocks (kLargestKeptBlock at most,
+// kKeptBlocks of them) are kept, wiped and still locked, for the next block of the same mapping
+// size. Like the pool's chunks they stay set aside for secrets; the bound keeps what they hold
+// of the process's lock limit small (unlocking them while kept and locking them again costs as
+// much as fresh pages).
+constexpr std::size_t kLargeBlockStep = std::size_t{64} << 10;
+constexpr std::size_t kLargestKeptBlock = std::size_t{2} << 20;
+constexpr std::size_t kKeptBlocks = 2;
+
+// LargeBlockMapping is the mapping size for a block of `size` bytes (above kLargestPooledBlock),
+// or 0 when no mapping can be that large.
+std::size_t LargeBlockMapping(std::size_t size) noexcept;
+
+// TakeKeptPages returns kept pages of exactly `mapping` bytes, all holding 0xFF, or null.
+void* TakeKeptPages(std::size_t mapping) noexcept;
+
+// KeepReleasedPages keeps `pages` (wiped by the caller to 0xFF wherever they were handed out)
+// for a later block, or returns false when they are not kept and go back to the system.
+bool KeepReleasedPages(void* pages, std::size_t mapping) noexcept;
+
 }  // namespace QVCryptoService

@@ -22,8 +22,9 @@ class QVCS_EXPORT LockedAllocatorBase {
   // size of 0. Throws std::bad_alloc when no locked storage could be had, so secrets never fall
   // back to ordinary heap memory.
   static void* allocateBytes(std::size_t size);
-  // releaseBytes wipes the block (see SecureWipe) and gives it back: small blocks to a pool of
-  // locked pages kept for secrets, larger ones unlocked to the system.
+  // releaseBytes wipes the block (it holds 0xFF afterwards, as after SecureWipe) and gives it
+  // back: small blocks to a pool of locked pages kept for secrets, larger ones unlocked to the
+  // system.
   static void releaseBytes(void* data, std::size_t size) noexcept;
 };
 

@@ -1,13 +1,16 @@
 #include <qvcryptoservice/primitives.h>
 
+#include "primitives/evp_algorithms.h"
 #include "tests/support/data_table.h"
 #include "tests/support/vectors.h"
 
 #include <gtest/gtest.h>
 
 #include <array>
+#include <cctype>
 #include <cstring>
 #include <string>
+#include <thread>
 #include <vector>
 
 namespace QVCryptoService {
@@ -23,6 +26,45 @@ TEST(CipherLengths, ReportKnownCiphersAndMinusOneForUnknown) {
     EXPECT_EQ(EVPGetCipherIvLength(cipher), std::stoi(row["iv"])) << row.where;
     EXPECT_EQ(EVPGetCipherBlockSize(cipher), std::stoi(row["block"])) << row.where;
   }
+}
+
+// A name resolves to what OpenSSL's look-up finds for it; where the default provider has the
+// algorithm, to its fetched implementation, the same one on every call. More spellings of one
+// name than the look-up keeps all resolve too.
+TEST(AlgorithmNames, ResolveAsOpenSslDoesAndFetchOnce) {
+  for (const DataRow& row : ReadDataTable("crypto_algorithm_names.tsv")) {
+    const char* name = row["name"].c_str();
+    const bool cipher = row["kind"] == "cipher";
+    const void* found = cipher ? static_cast<const void*>(FindCipher(name)) : FindDigest(name);
+    const int nid = cipher ? (found != nullptr ? EVP_CIPHER_get_nid(FindCipher(name)) : 0)
+                           : (found != nullptr ? EVP_MD_get_type(FindDigest(name)) : 0);
+    const int openSslNid =
+        cipher ? (EVP_get_cipherbyname(name) != nullptr ? EVP_CIPHER_get_nid(EVP_get_cipherbyname(name)) : 0)
+               : (EVP_get_digestbyname(name) != nullptr ? EVP_MD_get_type(EVP_get_digestbyname(name)) : 0);
+    EXPECT_EQ(found != nullptr, row["resolved"] == "1") << row.where;
+    EXPECT_EQ(nid, openSslNid) << row.where;
+    EXPECT_EQ(found, cipher ? static_cast<const void*>(FindCipher(name)) : FindDigest(name)) << row.where;
+    if (row["fetched"] == "1") {
+      EXPECT_NE(cipher ? EVP_CIPHER_get0_provider(FindCipher(name)) : EVP_MD_get0_provider(FindDigest(name)), nullptr)
+          << row.where;
+    }
+  }
+  std::string spelling = "aes-192-cbc";
+  const std::array<std::size_t, 6> letters{0, 1, 2, 8, 9, 10};
+  for (std::size_t variant = 0; variant < 64; ++variant) {
+    for (std::size_t i = 0; i < letters.size(); ++i) {
+      char& letter = spelling[letters[i]];
+      letter = static_cast<char>((variant >> i & 1U) != 0 ? std::toupper(letter) : std::tolower(letter));
+    }
+    ASSERT_NE(FindCipher(spelling.c_str()), nullptr) << spelling;
+    EXPECT_EQ(EVP_CIPHER_get_key_length(FindCipher(spelling.c_str())), 24) << spelling;
+  }
+  // Two threads using a name for the first time at once get the one implementation kept for it.
+  std::array<const EVP_MD*, 2> firstUse{};
+  std::thread other([&firstUse] { firstUse[0] = FindDigest("sha3-384"); });
+  firstUse[1] = FindDigest("sha3-384");
+  other.join();
+  EXPECT_TRUE(firstUse[0] != nullptr && firstUse[0] == firstUse[1]);
 }
 
 TEST(CipherCore, RefusesInItsOrderWithoutWritingOutput) {

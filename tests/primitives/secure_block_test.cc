@@ -58,6 +58,10 @@ TEST_F(SecureBlockStorage, BlocksHoldOnlyFFWhenHandedOutAndWhenReleased) {
     if (size == 200) {
       EXPECT_TRUE(AllFF(block, 256)) << "the pooled block still holds something after release";
     }
+    // Pooled blocks and the pages of large ones are handed out again: wiped, whatever they held.
+    void* again = LockedAllocatorBase::allocateBytes(size);
+    EXPECT_TRUE(AllFF(again, size)) << size;
+    LockedAllocatorBase::releaseBytes(again, size);
   }
   SecureBlock block;
   EXPECT_THROW(block.reserve(block.max_size() + 1), std::length_error);
