@@ -8,8 +8,8 @@ namespace QVCryptoService::platform {
 
 // How the file that replaces `path` is admitted to others.
 enum class ReplacementMode {
-  kPrivate,       // mode 0600 from its creation on (on Windows, the directory's inherited ACL)
-  kKeepExisting,  // the permission bits of the regular file now at `path`; 0600 when there is none
+  kPrivate,       // mode 0600 from its creation on (on Windows, a DACL that admits this account alone)
+  kKeepExisting,  // the permission bits (the DACL) of the regular file now at `path`; as kPrivate when there is none
 };
 
 // ReplacementFile takes the place of `path` only when the whole operation succeeded. The bytes go
@@ -26,7 +26,7 @@ class ReplacementFile {
   ReplacementFile& operator=(const ReplacementFile&) = delete;
 
   // False when the file beside `path` could not be created; every later call then fails.
-  bool valid() const noexcept { return m_handle != kNoHandle; }
+  bool valid() const noexcept { return handle_ != kNoHandle; }
 
   // Write appends `data`. False when this or any earlier write failed.
   bool Write(std::span<const std::uint8_t> data) noexcept;
@@ -44,10 +44,10 @@ class ReplacementFile {
   static std::string TemporaryPathBeside(const std::string& path);
   void Discard() noexcept;
 
-  std::string m_path;
-  std::string m_temporaryPath;
-  std::intptr_t m_handle = kNoHandle;  // a descriptor, or a HANDLE on Windows
-  bool m_failed = false;
+  std::string path_;
+  std::string temporaryPath_;
+  std::intptr_t handle_ = kNoHandle;  // a descriptor, or a HANDLE on Windows
+  bool failed_ = false;
 };
 
 }  // namespace QVCryptoService::platform

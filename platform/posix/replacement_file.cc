@@ -35,24 +35,24 @@ void SyncDirectoryOf(const std::string& path) noexcept {
 
 }  // namespace
 
-ReplacementFile::ReplacementFile(std::string path, ReplacementMode mode) noexcept : m_path(std::move(path)) {
+ReplacementFile::ReplacementFile(std::string path, ReplacementMode mode) noexcept : path_(std::move(path)) {
   try {
-    m_temporaryPath = TemporaryPathBeside(m_path);
+    temporaryPath_ = TemporaryPathBeside(path_);
   } catch (...) {
-    m_temporaryPath.clear();
+    temporaryPath_.clear();
   }
-  if (m_temporaryPath.empty()) {
+  if (temporaryPath_.empty()) {
     return;
   }
-  const mode_t permissions = ModeFor(m_path, mode);
+  const mode_t permissions = ModeFor(path_, mode);
   // Created with at most 0600, so the bytes are never more open than they end up; fchmod then
   // sets the kept mode exactly, whatever the umask.
   const int descriptor =
-      ::open(m_temporaryPath.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, kPrivateMode);
+      ::open(temporaryPath_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, kPrivateMode);
   if (descriptor < 0) {
     return;
   }
-  m_handle = descriptor;
+  handle_ = descriptor;
   if (permissions != kPrivateMode && ::fchmod(descriptor, permissions) != 0) {
     Discard();
   }
@@ -61,33 +61,33 @@ ReplacementFile::ReplacementFile(std::string path, ReplacementMode mode) noexcep
 ReplacementFile::~ReplacementFile() { Discard(); }
 
 bool ReplacementFile::Write(std::span<const std::uint8_t> data) noexcept {
-  if (!valid() || m_failed) {
+  if (!valid() || failed_) {
     return false;
   }
-  m_failed = WriteAllToDescriptor(static_cast<int>(m_handle), data.data(), data.size()) != 0;
-  return !m_failed;
+  failed_ = WriteAllToDescriptor(static_cast<int>(handle_), data.data(), data.size()) != 0;
+  return !failed_;
 }
 
 bool ReplacementFile::Commit() noexcept {
-  if (!valid() || m_failed) {
+  if (!valid() || failed_) {
     Discard();
     return false;
   }
-  const int descriptor = static_cast<int>(std::exchange(m_handle, kNoHandle));
+  const int descriptor = static_cast<int>(std::exchange(handle_, kNoHandle));
   const bool synced = ::fsync(descriptor) == 0;
   const bool closed = ::close(descriptor) == 0;
-  if (!synced || !closed || ::rename(m_temporaryPath.c_str(), m_path.c_str()) != 0) {
-    (void)::unlink(m_temporaryPath.c_str());
+  if (!synced || !closed || ::rename(temporaryPath_.c_str(), path_.c_str()) != 0) {
+    (void)::unlink(temporaryPath_.c_str());
     return false;
   }
-  SyncDirectoryOf(m_path);
+  SyncDirectoryOf(path_);
   return true;
 }
 
 void ReplacementFile::Discard() noexcept {
   if (valid()) {
-    (void)::close(static_cast<int>(std::exchange(m_handle, kNoHandle)));
-    (void)::unlink(m_temporaryPath.c_str());
+    (void)::close(static_cast<int>(std::exchange(handle_, kNoHandle)));
+    (void)::unlink(temporaryPath_.c_str());
   }
 }
 

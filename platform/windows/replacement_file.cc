@@ -1,4 +1,5 @@
 #include "platform/replacement_file.h"
+#include "platform/windows/security_descriptor.h"
 
 #include <windows.h>
 
@@ -28,19 +29,25 @@ HANDLE AsHandle(std::intptr_t handle) noexcept { return reinterpret_cast<HANDLE>
 
 }  // namespace
 
-// Windows files have no mode bits: the new file inherits its directory's ACL whichever mode is
-// asked for, as a file written there in place would.
-ReplacementFile::ReplacementFile(std::string path, ReplacementMode /*mode*/) noexcept : m_path(std::move(path)) {
+// Windows files have no mode bits: a private file gets a DACL that admits the calling account
+// alone, and a file that keeps the existing one's admission gets that file's DACL. Either is set
+// when the file is created, never afterwards.
+ReplacementFile::ReplacementFile(std::string path, ReplacementMode mode) noexcept : path_(std::move(path)) {
   try {
-    m_temporaryPath = TemporaryPathBeside(m_path);
-    if (m_temporaryPath.empty()) {
+    temporaryPath_ = TemporaryPathBeside(path_);
+    if (temporaryPath_.empty()) {
+      return;
+    }
+    const std::wstring existing = mode == ReplacementMode::kKeepExisting ? WidePath(path_) : std::wstring();
+    OwnerOnlyFileDescriptor descriptor(existing.empty() ? nullptr : existing.c_str());
+    if (!descriptor.valid()) {
       return;
     }
     // CREATE_NEW fails on anything already there, a link included.
-    const HANDLE file = CreateFileW(WidePath(m_temporaryPath).c_str(), GENERIC_WRITE, 0, nullptr, CREATE_NEW,
-                                    FILE_ATTRIBUTE_NORMAL, nullptr);
+    const HANDLE file = CreateFileW(WidePath(temporaryPath_).c_str(), GENERIC_WRITE, 0, descriptor.attributes(),
+                                    CREATE_NEW, FILE_ATTRIBUTE_NORMAL, nullptr);
     if (file != INVALID_HANDLE_VALUE) {
-      m_handle = reinterpret_cast<std::intptr_t>(file);
+      handle_ = reinterpret_cast<std::intptr_t>(file);
     }
   } catch (...) {
     Discard();
@@ -51,41 +58,41 @@ ReplacementFile::~ReplacementFile() { Discard(); }
 
 bool ReplacementFile::Write(std::span<const std::uint8_t> data) noexcept {
   std::size_t written = 0;
-  while (valid() && !m_failed && written < data.size()) {
+  while (valid() && !failed_ && written < data.size()) {
     const DWORD chunk = static_cast<DWORD>(std::min<std::size_t>(data.size() - written, 0x10000000));
     DWORD count = 0;
-    m_failed = !WriteFile(AsHandle(m_handle), data.data() + written, chunk, &count, nullptr) || count == 0;
+    failed_ = !WriteFile(AsHandle(handle_), data.data() + written, chunk, &count, nullptr) || count == 0;
     written += count;
   }
-  return valid() && !m_failed;
+  return valid() && !failed_;
 }
 
 bool ReplacementFile::Commit() noexcept {
-  if (!valid() || m_failed) {
+  if (!valid() || failed_) {
     Discard();
     return false;
   }
   try {
-    const HANDLE file = AsHandle(std::exchange(m_handle, kNoHandle));
+    const HANDLE file = AsHandle(std::exchange(handle_, kNoHandle));
     const bool flushed = FlushFileBuffers(file) != 0;
     const bool closed = CloseHandle(file) != 0;
-    const std::wstring temporary = WidePath(m_temporaryPath);
+    const std::wstring temporary = WidePath(temporaryPath_);
     // MOVEFILE_WRITE_THROUGH returns only once the rename is on disk: the directory flush of POSIX.
     if (flushed && closed &&
-        MoveFileExW(temporary.c_str(), WidePath(m_path).c_str(), MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH)) {
+        MoveFileExW(temporary.c_str(), WidePath(path_).c_str(), MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH)) {
       return true;
     }
     (void)DeleteFileW(temporary.c_str());
   } catch (...) {
-    (void)DeleteFileA(m_temporaryPath.c_str());
+    (void)DeleteFileA(temporaryPath_.c_str());
   }
   return false;
 }
 
 void ReplacementFile::Discard() noexcept {
   if (valid()) {
-    (void)CloseHandle(AsHandle(std::exchange(m_handle, kNoHandle)));
-    (void)DeleteFileA(m_temporaryPath.c_str());
+    (void)CloseHandle(AsHandle(std::exchange(handle_, kNoHandle)));
+    (void)DeleteFileA(temporaryPath_.c_str());
   }
 }
 

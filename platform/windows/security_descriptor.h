@@ -32,4 +32,23 @@ class AdministratorsOnlyDescriptor {
   SECURITY_ATTRIBUTES attributes_{};
 };
 
+// OwnerOnlyFileDescriptor is the descriptor of a file that only the calling account may open, as
+// mode 0600 is elsewhere: a protected DACL with one entry, full control for the account the
+// process runs as. With `like` set to an existing file, that file's DACL is taken instead, so a
+// file that replaces it is admitted to the same accounts.
+class OwnerOnlyFileDescriptor {
+ public:
+  explicit OwnerOnlyFileDescriptor(const wchar_t* like = nullptr) noexcept;
+  ~OwnerOnlyFileDescriptor();
+  OwnerOnlyFileDescriptor(const OwnerOnlyFileDescriptor&) = delete;
+  OwnerOnlyFileDescriptor& operator=(const OwnerOnlyFileDescriptor&) = delete;
+
+  bool valid() const noexcept { return descriptor_ != nullptr; }
+  SECURITY_ATTRIBUTES* attributes() noexcept { return &attributes_; }
+
+ private:
+  PSECURITY_DESCRIPTOR descriptor_ = nullptr;
+  SECURITY_ATTRIBUTES attributes_{};
+};
+
 }  // namespace QVCryptoService::platform

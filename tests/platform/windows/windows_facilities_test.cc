@@ -2,6 +2,7 @@
 
 #include "platform/machine_store.h"
 #include "platform/private_file.h"
+#include "platform/replacement_file.h"
 #include "platform/task_memory.h"
 #include "tests/platform/machine_root_fixture.h"
 
@@ -91,6 +92,26 @@ TEST_F(WindowsPrivateFile, IsCreatedAdmittingSystemAndAdministratorsOnly) {
   EXPECT_EQ(DaclText(descriptor.get), "D:(A;;FA;;;SY)(A;;FA;;;" + std::string(ownerText.get) + ")");
   GTEST_SKIP() << "Wine reports a file's DACL from its Unix mode, so neither the Administrators entry nor the "
                   "protection against inheritance can be read back";
+}
+
+// What --output and the in-place rewrites leave admits the account that made it and nobody else.
+TEST_F(WindowsPrivateFile, AReplacementFileAdmitsThisAccountAlone) {
+  const fs::path path = m_directory / "replaced";
+  testsupport::WriteBytes(path, Bytes{1});
+  ReplacementFile file(path.string());
+  ASSERT_TRUE(file.Write(Bytes{2}) && file.Commit());
+  EXPECT_EQ(testsupport::ReadBytes(path), Bytes{2});
+  LocalMemory<PSECURITY_DESCRIPTOR> descriptor;
+  PSID owner = nullptr;
+  ASSERT_EQ(GetNamedSecurityInfoA(path.string().c_str(), SE_FILE_OBJECT,
+                                  OWNER_SECURITY_INFORMATION | DACL_SECURITY_INFORMATION, &owner, nullptr, nullptr,
+                                  nullptr, &descriptor.get),
+            static_cast<DWORD>(ERROR_SUCCESS));
+  LocalMemory<LPSTR> ownerText;
+  ASSERT_TRUE(ConvertSidToStringSidA(owner, &ownerText.get));
+  const bool wine = GetProcAddress(GetModuleHandleA("ntdll.dll"), "wine_get_version") != nullptr;
+  EXPECT_EQ(DaclText(descriptor.get),
+            std::string(wine ? "D:(A;;FA;;;SY)(A;;FA;;;" : "D:P(A;;FA;;;") + ownerText.get + ")");
 }
 
 TEST_F(WindowsPrivateFile, RefusesAnythingThereAndOnlyAStaleFileMakesWay) {
