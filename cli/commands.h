@@ -6,7 +6,9 @@
 #include "cli/arguments.h"
 
 #include <cstddef>
+#include <string>
 #include <string_view>
+#include <vector>
 
 namespace qvcrypto {
 
@@ -46,5 +48,7 @@ int RunSelftest(const Invocation& invocation);
 
 // CommandArgument returns the command's `index`th own argument, or null when it has fewer.
 const std::string* CommandArgument(const Invocation& invocation, std::size_t index);
+// CommandArguments returns the command's own arguments from the `first`th on.
+std::vector<std::string> CommandArguments(const Invocation& invocation, std::size_t first);
 
 }  // namespace qvcrypto

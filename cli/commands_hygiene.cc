@@ -32,14 +32,6 @@ namespace {
 
 const std::string kKeystore(kDefaultKeystoreName);
 
-std::vector<std::string> PathArguments(const Invocation& invocation) {
-  std::vector<std::string> paths;
-  for (std::size_t index = 0; const std::string* path = CommandArgument(invocation, index); ++index) {
-    paths.push_back(*path);
-  }
-  return paths;
-}
-
 RecordPolicy PolicyOf(const Invocation& invocation) {
   RecordPolicy policy;
   if (const std::string* text = invocation.Value("--min-iterations")) {
@@ -233,7 +225,7 @@ std::optional<std::string> RewrapFile(const std::string& file, std::size_t& coun
 
 int RunAudit(const Invocation& invocation) {
   const RecordPolicy policy = PolicyOf(invocation);
-  const std::vector<std::string> paths = PathArguments(invocation);
+  const std::vector<std::string> paths = CommandArguments(invocation, 0);
   // Everything is read before anything is printed: an unreadable input ends the command alone.
   std::vector<FileText> texts;
   for (const std::string& file : ListFiles(paths)) {
@@ -267,7 +259,7 @@ int RunRewrapCommand(const Invocation& invocation) {
   if (invocation.Has("--demo-key") || invocation.Value("--keystore") != nullptr) {
     Usage("rewrap --in-place needs --keystore-config FILE: the built-in demo key has no version to move texts to");
   }
-  const std::vector<std::string> files = ListFiles(PathArguments(invocation));
+  const std::vector<std::string> files = ListFiles(CommandArguments(invocation, 0));
   std::vector<std::string> failed;
   for (const std::string& file : files) {
     std::size_t count = 0;

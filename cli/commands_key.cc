@@ -145,10 +145,7 @@ int RunKeyList(const Invocation& invocation) {
 // those files was made with the version, unless --force, which goes on and says what it overrode.
 void UnlessUsed(const Invocation& invocation, const std::string& operation, const std::string& name,
                 std::int32_t version) {
-  std::vector<std::string> paths;
-  for (std::size_t index = 2; const std::string* path = CommandArgument(invocation, index); ++index) {
-    paths.push_back(*path);
-  }
+  const std::vector<std::string> paths = CommandArguments(invocation, 2);
   if (!invocation.Has("--unless-used-in")) {
     if (!paths.empty()) {
       Usage("unexpected argument \"" + paths.front() + "\" (paths go after --unless-used-in)");

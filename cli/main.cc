@@ -39,7 +39,7 @@ const std::vector<std::string_view> kPasswordOptions = {"--password-file", "--pa
 std::vector<std::string_view> KeystoreOptions() { return {"--keystore-config", kDemoKeyOption, "--keystore"}; }
 
 std::vector<std::string_view> WithInPlace(std::vector<std::string_view> options) {
-  options.push_back("--in-place");
+  options.emplace_back("--in-place");
   return options;
 }
 
@@ -399,6 +399,15 @@ const std::string* CommandArgument(const Invocation& invocation, std::size_t ind
   const Command* command = FindCommand(invocation.words);
   const std::size_t position = (command != nullptr ? command->path.size() : 0) + index;
   return position < invocation.words.size() ? &invocation.words[position] : nullptr;
+}
+
+std::vector<std::string> CommandArguments(const Invocation& invocation, std::size_t first) {
+  std::vector<std::string> arguments;
+  for (const std::string* argument = CommandArgument(invocation, first); argument != nullptr;
+       argument = CommandArgument(invocation, first + arguments.size())) {
+    arguments.push_back(*argument);
+  }
+  return arguments;
 }
 
 }  // namespace qvcrypto

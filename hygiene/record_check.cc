@@ -44,7 +44,7 @@ std::string Trimmed(const std::string& text) {
 
 void Remake(RecordCheck& check, std::string reason) {
   check.verdict = RecordVerdict::kRemake;
-  check.reasons.push_back(std::move(reason));
+  check.reasons.emplace_back(std::move(reason));
 }
 
 // Keystore texts and HMAC records: the version that made them must be the key's active one.
@@ -55,7 +55,7 @@ void JudgeKeyVersion(RecordCheck& check, IQVKeyStore* keystore, const std::strin
   }
   if (keystore == nullptr) {
     check.verdict = RecordVerdict::kCannotJudge;
-    check.reasons.push_back("keystore \"" + keystoreName + "\" is not registered");
+    check.reasons.emplace_back("keystore \"" + keystoreName + "\" is not registered");
     return;
   }
   SecureBlock key;
@@ -63,8 +63,8 @@ void JudgeKeyVersion(RecordCheck& check, IQVKeyStore* keystore, const std::strin
   if (keystore->getKey(check.keyName, key, active, 0) == KS_SUCCESS) {
     if (active.version == kDemoKeyVersion) {
       check.verdict = RecordVerdict::kCannotJudge;
-      check.reasons.push_back("keystore \"" + keystoreName + "\" has no key versions to judge version " +
-                              std::to_string(check.keyVersion) + " by");
+      check.reasons.emplace_back("keystore \"" + keystoreName + "\" has no key versions to judge version " +
+                                 std::to_string(check.keyVersion) + " by");
       return;
     }
     if (active.state == kStateActive) {
@@ -103,7 +103,7 @@ RecordCheck Judge(const std::string& text, const RecordPolicy& policy, IQVKeySto
   switch (record.kind) {
     case RecordKind::kNotARecord:
       check.verdict = RecordVerdict::kNotARecord;
-      check.reasons.push_back("not a record this library writes");
+      check.reasons.emplace_back("not a record this library writes");
       break;
     case RecordKind::kKeystoreCipherText:
     case RecordKind::kHmac:
@@ -135,7 +135,7 @@ RecordCheck Judge(const std::string& text, const RecordPolicy& policy, IQVKeySto
       break;
     case RecordKind::kSsvText:
       check.verdict = RecordVerdict::kCannotJudge;
-      check.reasons.push_back(
+      check.reasons.emplace_back(
           "looks like an SSV text (IV and cipher blocks): its key is a machine's and "
           "nothing in it can be judged");
       break;

@@ -133,9 +133,9 @@ bool Base64PathRuns(Base64Path path) noexcept {
     case Base64Path::kScalar:
       return true;
     case Base64Path::kSsse3:
-      return __builtin_cpu_supports("ssse3") != 0;
+      return __builtin_cpu_supports("ssse3");
     case Base64Path::kAvx2:
-      return __builtin_cpu_supports("avx2") != 0;
+      return __builtin_cpu_supports("avx2");
   }
   return false;
 }
