@@ -4,6 +4,7 @@
 #include <qvcryptoservice/qvcrypto_c.h>
 #include <qvcryptoservice/ssv_crypto.h>
 
+#include "platform/task_memory.h"
 #include "ssv/record.h"
 #include "ssv/recovery_kit/kit_seal.h"
 #include "ssv/recovery_kit/recovery_kit.h"
@@ -202,7 +203,7 @@ TEST_F(MachineKits, RestoredRecordDecryptsTextsMadeBeforeTheBackup) {
   EXPECT_EQ(QVSSVRestore(2, given, theirPassphrases, 0, message, sizeof message), 0) << message;
   EXPECT_STREQ(message, "this SSV is already stored");
   for (char* kit : kits) {
-    std::free(kit);
+    platform::FreeCallerMemory(kit);
   }
   SecureBlock plain;
   ASSERT_EQ(QVSSVCrypto().QVDecrypt(text, plain), 0);
