@@ -89,7 +89,7 @@ class KitSet : public testing::Test {
         const std::string member = "\"" + token.substr(at + 1, equals - at - 1) + "\":";
         std::size_t first = text.find(member) + member.size();
         first += text[first] == '"' ? 1 : 0;
-        text[first] = equals < token.size() ? token[equals + 1] : text[first] == '0' ? '1' : '0';
+        text.replace(first, 1, equals < token.size() ? token.substr(equals + 1) : text[first] == '0' ? "1" : "0");
       }
       if (token.back() == '~') {
         text.pop_back();
