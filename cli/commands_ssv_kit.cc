@@ -128,8 +128,16 @@ int RunSsvBackup(const Invocation& invocation) {
   if (outcome.status != SsvKitStatus::kOk) {
     throw ToolError(ExitCodeOf(outcome.status), "ssv backup: " + outcome.message);
   }
-  if (!platform::MakePrivateDirectories(*out)) {
-    Failed("ssv backup: cannot create the kit directory " + *out);
+  // The directory is made only now, afresh: one that appeared since the check above, or a link
+  // put in its place, is refused rather than written into.
+  std::filesystem::path directory(*out);
+  if (!directory.has_filename()) {
+    directory = directory.parent_path();
+  }
+  if ((directory.has_parent_path() && !platform::MakePrivateDirectories(directory.parent_path().string())) ||
+      !platform::MakePrivateDirectory(directory.string())) {
+    Failed("ssv backup: cannot create the kit directory " + *out +
+           " as a new directory of this account (nothing may be there yet); no kit was written");
   }
   std::string report = outcome.message + ", component id " + outcome.componentId + "\n";
   for (std::size_t i = 0; i < kits.size(); ++i) {
