@@ -12,6 +12,7 @@
 #include "primitives/secret_string.h"
 #include "ssv/key_deduction.h"
 #include "ssv/machine_binding.h"
+#include "ssv/record_sources.h"
 
 #include <string>
 #include <vector>
@@ -41,6 +42,11 @@ bool GatherFacts(BindingFacts& facts, std::string& reason) {
     return false;
   }
   facts.identity = std::move(identity.value);
+  // Asked silently first: the engine logs its failure to load a record, which here is an answer.
+  if (!SsvExists()) {
+    reason = "no readable SSV record";
+    return false;
+  }
   QVSSVCrypto engine;
   facts.componentId = engine.getComponentId();
   if (facts.componentId.empty()) {

@@ -108,8 +108,9 @@ case_ssv_round_trip() {
 # The binding of the record to this machine as the machine's identity changes under it.
 case_ssv_binding() {
   set_identity 11111111-2222-4333-8444-555555555555
-  expect_success "$empty" ssv init
+  expect_success "$empty" --verbose ssv init
   expect_output "binding:      bound to this machine (written now)"
+  [[ ! -s $work/err ]] || fail "ssv init on a machine without an SSV logged: $(cat "$work/err")"
   set_identity 66666666-7777-4888-9999-aaaaaaaaaaaa
   expect_success "$empty" ssv status --bind
   expect_output "binding:      copied from another machine (run 'qvcrypto ssv rebind' after an intended move)"

@@ -56,7 +56,7 @@ TEST(SsvBindingRecord, MatchesOnlyItsOwnRecordKeyAndIdentity) {
 TEST(SsvBinding, FollowsTheMachineIdentityAndTheStoredBinding) {
   const testsupport::TempMachineRoot root;
   const testsupport::TempMachineIdentity identity;
-  const testsupport::CapturedLog quiet;
+  const testsupport::CapturedLog log;
   identity.Set("11111111-2222-4333-8444-555555555555");
   std::string reason;
   EXPECT_EQ(CheckSsvBinding(&reason), State::kCannotTell);
@@ -65,6 +65,7 @@ TEST(SsvBinding, FollowsTheMachineIdentityAndTheStoredBinding) {
   EXPECT_EQ(CheckSsvBinding(), State::kNoBindingYet) << "a record made without a binding";
   State replaced = State::kCannotTell;
   ASSERT_TRUE(BindSsvToMachine(&replaced));
+  EXPECT_TRUE(log.entries().empty()) << "no SSV is an answer here, not a failure to log";
   EXPECT_EQ(replaced, State::kNoBindingYet);
   EXPECT_EQ(SSVBindingState(), 0);
   identity.Set("66666666-7777-4888-9999-aaaaaaaaaaaa");
