@@ -57,6 +57,12 @@ std::string BindingReport(Binding bind) {
 
 }  // namespace
 
+std::string RestoredBindingLine(bool written) {
+  std::string reason;
+  const SsvBindingState state = CheckSsvBinding(&reason);
+  return BindingLine(state, written && state == SsvBindingState::kBoundToThisMachine ? "written now" : reason);
+}
+
 int RunSsvInit(const Invocation& invocation) {
   const bool force = invocation.Has("--force");
   // A record made now is bound whatever binding an earlier one left behind; one kept is bound only

@@ -1,6 +1,7 @@
 // ssv backup and ssv restore: this machine's SSV as recovery kits held by several people.
 
 #include "cli/command_table.h"
+#include "cli/commands.h"
 #include "cli/console.h"
 #include "cli/io.h"
 #include "cli/password.h"
@@ -167,7 +168,8 @@ int RunSsvRestore(const Invocation& invocation) {
     const std::string about = outcome.kit < paths.size() ? paths[outcome.kit] + ": " : "";
     throw ToolError(ExitCodeOf(outcome.status), "ssv restore: " + about + outcome.message);
   }
-  WriteStandardOutput(outcome.message + ", component id " + outcome.componentId + "\n");
+  WriteStandardOutput(outcome.message + ", component id " + outcome.componentId + "\n" +
+                      RestoredBindingLine(outcome.bindingWritten));
   return kExitOk;
 }
 
