@@ -82,7 +82,8 @@ SsvBindingAnswer JudgeSsvBinding(std::span<const std::uint8_t> binding, std::str
 
 bool SsvBindingNamesAnotherRecord(std::span<const std::uint8_t> binding, std::string_view componentId) {
   return binding.size() == kSsvBindingSize && binding[0] == kSsvBindingVersion &&
-         !std::equal(componentId.begin(), componentId.end(), binding.begin() + 1, binding.begin() + 1 + kComponentIdSize);
+         !std::equal(componentId.begin(), componentId.end(), binding.begin() + 1,
+                     binding.begin() + 1 + kComponentIdSize);
 }
 
 }  // namespace QVCryptoService

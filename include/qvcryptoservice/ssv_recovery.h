@@ -63,10 +63,10 @@ QVCS_EXPORT SsvKitOutcome BackUpSsv(std::size_t threshold, const std::vector<Sec
 // machine lock. An SSV already there that is the same record is success; a different one is
 // replaced only when `force` is true. The record stored (or found) is then bound to this machine
 // (ssv_binding.h) where there is no binding yet or the binding names another record; a binding
-// of this record is left as it is, whether it matches this machine or not. A kit whose Argon2id cost is below that of the password
-// hashes (19 MiB, 2 passes) is refused as one that does not open; one that asks for more than
-// 256 MiB or 16 passes, more than any kit this library writes, is refused as unreadable before
-// any key is derived.
+// of this record is left as it is, whether it matches this machine or not. A kit whose Argon2id
+// cost is below that of the password hashes (19 MiB, 2 passes) is refused as one that does not
+// open; one that asks for more than 256 MiB or 16 passes, more than any kit this library writes,
+// is refused as unreadable before any key is derived.
 QVCS_EXPORT SsvKitOutcome RestoreSsv(const std::vector<std::string>& kits, const std::vector<SecureBlock>& passphrases,
                                      bool force) noexcept;
 
