@@ -43,13 +43,14 @@ class Descriptor {
   int descriptor_;
 };
 
+std::string NotIdentityFile(const std::string& path) { return path + " is not a machine identity file"; }
+
 // ReadIdentityFile reads at most kReadLimit + 1 bytes of `path` into `content`. The file is
 // believed only as the library believes what it finds in the machine's state: a regular file
 // owned by this account or root and not writable by group or others. A link to it is followed
 // (some systems keep the identity behind one) when the link, too, is this account's or root's.
 // Returns the problem in one line that starts with the path, or an empty string.
 std::string ReadIdentityFile(const std::string& path, std::string& content) {
-  const std::string notIdentityFile = path + " is not a machine identity file";
   struct stat link {};
   if (::lstat(path.c_str(), &link) == 0 && S_ISLNK(link.st_mode) && !IsTrustedOwner(link.st_uid)) {
     return TrustProblem("link " + path, link);
@@ -61,7 +62,7 @@ std::string ReadIdentityFile(const std::string& path, std::string& content) {
     return path + " cannot be read: " + std::strerror(errno);
   }
   if (!S_ISREG(status.st_mode)) {
-    return notIdentityFile;
+    return NotIdentityFile(path);
   }
   if (std::string problem = TrustProblem(path, status); !problem.empty()) {
     return problem;
@@ -82,7 +83,7 @@ std::string ReadIdentityFile(const std::string& path, std::string& content) {
     filled += static_cast<std::size_t>(count);
   }
   if (filled > kReadLimit) {
-    return notIdentityFile;
+    return NotIdentityFile(path);
   }
   content.assign(buffer.data(), filled);
   return {};

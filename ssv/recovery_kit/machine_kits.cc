@@ -111,7 +111,7 @@ SsvKitOutcome RestoreSsv(const std::vector<std::string>& kits, const std::vector
                          bool force) noexcept {
   return Guarded([&] {
     SecureBlock record;
-    const SsvKitOutcome rebuilt = RebuildRecord(kits, passphrases, kArgon2idPolicyDefault, record);
+    SsvKitOutcome rebuilt = RebuildRecord(kits, passphrases, kArgon2idPolicyDefault, record);
     if (rebuilt.status != SsvKitStatus::kOk) {
       return rebuilt;
     }
