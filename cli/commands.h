@@ -17,6 +17,9 @@ int RunSsvStatus(const Invocation& invocation);
 int RunSsvRebind(const Invocation& invocation);
 int RunSsvEncrypt(const Invocation& invocation);
 int RunSsvDecrypt(const Invocation& invocation);
+// RestoredBindingLine is the "binding:" line after a restore: the record's binding as it now
+// stands, "written now" when the restore bound it (`written`).
+std::string RestoredBindingLine(bool written);
 
 int RunEncrypt(const Invocation& invocation);
 int RunDecrypt(const Invocation& invocation);

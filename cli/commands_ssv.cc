@@ -57,13 +57,17 @@ std::string BindingReport(Binding bind) {
 
 }  // namespace
 
+std::string RestoredBindingLine(bool written) {
+  std::string reason;
+  const SsvBindingState state = CheckSsvBinding(&reason);
+  return BindingLine(state, written && state == SsvBindingState::kBoundToThisMachine ? "written now" : reason);
+}
+
 int RunSsvInit(const Invocation& invocation) {
   const bool force = invocation.Has("--force");
   // A record made now is bound whatever binding an earlier one left behind; one kept is bound only
-  // when it has none (a moved record is rebound on purpose). Asked of an engine of its own, so that
-  // the shared one loads the record only once it is stored.
-  QVSSVCrypto earlier;
-  const bool newRecord = force || earlier.getComponentId().empty();
+  // when it has none (a moved record is rebound on purpose).
+  const bool newRecord = force || !machine::SsvPresent();
   // The staging file passes through the machine root, which only this account and root may write.
   const EQVKeystoreCode code = QVSSVCrypto::generateSSV(machine::SsvStagingDirectory(), force);
   if (code != KS_SUCCESS) {

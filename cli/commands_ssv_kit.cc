@@ -1,6 +1,7 @@
 // ssv backup and ssv restore: this machine's SSV as recovery kits held by several people.
 
 #include "cli/command_table.h"
+#include "cli/commands.h"
 #include "cli/console.h"
 #include "cli/io.h"
 #include "cli/password.h"
@@ -128,8 +129,16 @@ int RunSsvBackup(const Invocation& invocation) {
   if (outcome.status != SsvKitStatus::kOk) {
     throw ToolError(ExitCodeOf(outcome.status), "ssv backup: " + outcome.message);
   }
-  if (!platform::MakePrivateDirectories(*out)) {
-    Failed("ssv backup: cannot create the kit directory " + *out);
+  // The directory is made only now, afresh: one that appeared since the check above, or a link
+  // put in its place, is refused rather than written into.
+  std::filesystem::path directory(*out);
+  if (!directory.has_filename()) {
+    directory = directory.parent_path();
+  }
+  if ((directory.has_parent_path() && !platform::MakePrivateDirectories(directory.parent_path().string())) ||
+      !platform::MakePrivateDirectory(directory.string())) {
+    Failed("ssv backup: cannot create the kit directory " + *out +
+           " as a new directory of this account (nothing may be there yet); no kit was written");
   }
   std::string report = outcome.message + ", component id " + outcome.componentId + "\n";
   for (std::size_t i = 0; i < kits.size(); ++i) {
@@ -159,7 +168,8 @@ int RunSsvRestore(const Invocation& invocation) {
     const std::string about = outcome.kit < paths.size() ? paths[outcome.kit] + ": " : "";
     throw ToolError(ExitCodeOf(outcome.status), "ssv restore: " + about + outcome.message);
   }
-  WriteStandardOutput(outcome.message + ", component id " + outcome.componentId + "\n");
+  WriteStandardOutput(outcome.message + ", component id " + outcome.componentId + "\n" +
+                      RestoredBindingLine(outcome.bindingWritten));
   return kExitOk;
 }
 

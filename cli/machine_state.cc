@@ -3,6 +3,7 @@
 #include "platform/machine_trust.h"
 #include "platform/system_directory.h"
 #include "ssv/record_layout.h"
+#include "ssv/record_sources.h"
 
 #include <algorithm>
 
@@ -27,6 +28,8 @@ std::string MachineRootProblem() {
   }
   return problem;
 }
+
+bool SsvPresent() { return SsvExists(); }
 
 bool StagingFileHolds(const std::string& componentId) {
   SecureBlock record;

@@ -24,6 +24,11 @@ std::string SsvRecordLocation();
 // writable by group or others").
 std::string MachineRootProblem();
 
+// SsvPresent is true when there is an SSV to keep: a staging file of this account or a value in
+// one of the store's locations, whether or not it loads. Unlike asking the library's engine, it
+// logs nothing.
+bool SsvPresent();
+
 // StagingFileHolds is true when the staging file holds exactly one record with `componentId`:
 // the record the library loaded came from there and not from the store.
 bool StagingFileHolds(const std::string& componentId);

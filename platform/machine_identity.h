@@ -6,7 +6,8 @@
 //
 //   POSIX:   the contents of /etc/machine-id, 32 hex digits (a final line break and surrounding
 //            blanks are not part of it); QVCRYPTO_MACHINE_ID_FILE, when set and not empty, names
-//            another file to read instead (for tests and containers).
+//            another file to read instead (for tests and containers). Either file is believed
+//            only when it is owned by this account or root and not writable by group or others.
 //   Windows: the string value MachineGuid of HKLM\SOFTWARE\Microsoft\Cryptography, read from
 //            the 64-bit registry view, a GUID such as 047a0c6f-c6e8-4f92-867d-0af8c4ac0339.
 

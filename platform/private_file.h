@@ -20,4 +20,12 @@ bool WritePrivateFile(const std::string& path, std::span<const std::uint8_t> dat
 // it is left in place and the caller refuses to go on.
 bool RemoveOwnStaleFile(const std::string& path);
 
+// MakePrivateDirectory creates the directory `path`, whose parent must exist and which must not:
+// nothing at all may be there, not even a link. The directory is private from its creation on
+// (mode 0700; on Windows a DACL that admits this account alone), and what is at `path` afterwards
+// is checked to be it: a directory, not a link (nor a junction), and where the system has file
+// modes this account's with mode 0700. Returns false when anything was there already or the
+// check fails; what is there is then left as it is.
+bool MakePrivateDirectory(const std::string& path);
+
 }  // namespace QVCryptoService::platform

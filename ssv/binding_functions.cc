@@ -12,6 +12,7 @@
 #include "primitives/secret_string.h"
 #include "ssv/key_deduction.h"
 #include "ssv/machine_binding.h"
+#include "ssv/record_sources.h"
 
 #include <string>
 #include <vector>
@@ -41,6 +42,11 @@ bool GatherFacts(BindingFacts& facts, std::string& reason) {
     return false;
   }
   facts.identity = std::move(identity.value);
+  // Asked silently first: the engine logs its failure to load a record, which here is an answer.
+  if (!SsvExists()) {
+    reason = "no readable SSV record";
+    return false;
+  }
   QVSSVCrypto engine;
   facts.componentId = engine.getComponentId();
   if (facts.componentId.empty()) {
@@ -61,11 +67,21 @@ bool GatherFacts(BindingFacts& facts, std::string& reason) {
   return recovered;
 }
 
-SsvBindingAnswer InspectBinding(const BindingFacts& facts) {
-  SecureBlock binding;
-  const platform::StoreStatus status = platform::ReadMachineValue(
-      kSsvBindingLocation.key, kSsvBindingLocation.value, kSsvBindingSize, platform::RegistryView::kNative64, binding);
-  switch (status) {
+// The binding as stored, or why there is none to be had.
+struct StoredBinding {
+  platform::StoreStatus status = platform::StoreStatus::kOtherError;
+  SecureBlock bytes;
+};
+
+StoredBinding ReadBinding() {
+  StoredBinding stored;
+  stored.status = platform::ReadMachineValue(kSsvBindingLocation.key, kSsvBindingLocation.value, kSsvBindingSize,
+                                             platform::RegistryView::kNative64, stored.bytes);
+  return stored;
+}
+
+SsvBindingAnswer JudgeStoredBinding(const StoredBinding& stored, const BindingFacts& facts) {
+  switch (stored.status) {
     case platform::StoreStatus::kOk:
       break;
     case platform::StoreStatus::kNotFound:
@@ -78,7 +94,7 @@ SsvBindingAnswer InspectBinding(const BindingFacts& facts) {
               "the binding at " + BindingLocation() + " cannot be read" + (problem.empty() ? "" : ": " + problem)};
     }
   }
-  SsvBindingAnswer answer = JudgeSsvBinding(binding, facts.componentId, facts.ssvKey, facts.identity);
+  SsvBindingAnswer answer = JudgeSsvBinding(stored.bytes, facts.componentId, facts.ssvKey, facts.identity);
   if (answer.state == SsvBindingState::kCannotTell) {
     answer.reason += " (" + BindingLocation() + ")";
   }
@@ -91,12 +107,18 @@ SsvBindingAnswer CheckBinding() {
   if (!GatherFacts(facts, reason)) {
     return {SsvBindingState::kCannotTell, reason};
   }
-  return InspectBinding(facts);
+  return JudgeStoredBinding(ReadBinding(), facts);
 }
 
+// Which binding a new one replaces: any, or only a missing one or one of another record.
+enum class Replacing { kAny, kNoneOrAnotherRecords };
+
 // WriteBinding binds the current record to this machine under the machine lock, so that a
-// record replaced meanwhile does not get the binding of the one before it.
-bool WriteBinding(SsvBindingState& replaced, std::string& reason) {
+// record replaced meanwhile does not get the binding of the one before it. `written` says
+// whether a binding was stored; with kNoneOrAnotherRecords a binding that names this record (or
+// one this library cannot read) is kept, and that is success too.
+bool WriteBinding(Replacing replacing, SsvBindingState& replaced, bool& written, std::string& reason) {
+  written = false;
   const platform::MachineLock lock;
   if (lock.status() != platform::StoreStatus::kOk) {
     reason = "cannot take the machine lock";
@@ -106,19 +128,25 @@ bool WriteBinding(SsvBindingState& replaced, std::string& reason) {
   if (!GatherFacts(facts, reason)) {
     return false;
   }
-  replaced = InspectBinding(facts).state;
+  const StoredBinding stored = ReadBinding();
+  replaced = JudgeStoredBinding(stored, facts).state;
+  if (replacing == Replacing::kNoneOrAnotherRecords && stored.status != platform::StoreStatus::kNotFound &&
+      !(stored.status == platform::StoreStatus::kOk && SsvBindingNamesAnotherRecord(stored.bytes, facts.componentId))) {
+    return true;
+  }
   std::vector<std::uint8_t> binding;
   if (!SealSsvBinding(facts.componentId, facts.ssvKey, facts.identity, binding)) {
     reason = "the binding of this record to this machine cannot be computed";
     return false;
   }
-  const platform::StoreStatus stored =
+  const platform::StoreStatus status =
       platform::WriteMachineValue(kSsvBindingLocation.key, kSsvBindingLocation.value, binding);
-  if (stored != platform::StoreStatus::kOk) {
+  if (status != platform::StoreStatus::kOk) {
     reason = "cannot store the binding at " + BindingLocation() +
-             (stored == platform::StoreStatus::kAccessDenied ? " (access denied)" : "");
+             (status == platform::StoreStatus::kAccessDenied ? " (access denied)" : "");
     return false;
   }
+  written = true;
   return true;
 }
 
@@ -148,12 +176,22 @@ bool BindSsvToMachine(SsvBindingState* replaced, std::string* reason) {
   return RunForC(false, [&] {
     SsvBindingState previous = SsvBindingState::kCannotTell;
     std::string why;
-    const bool bound = WriteBinding(previous, why);
+    bool written = false;
+    const bool bound = WriteBinding(Replacing::kAny, previous, written, why);
     if (bound && replaced != nullptr) {
       *replaced = previous;
     }
     Deliver(reason, std::move(why));
     return bound;
+  });
+}
+
+bool BindSsvWhereUnbound() noexcept {
+  return RunForC(false, [] {
+    SsvBindingState previous = SsvBindingState::kCannotTell;
+    std::string reason;
+    bool written = false;
+    return WriteBinding(Replacing::kNoneOrAnotherRecords, previous, written, reason) && written;
   });
 }
 

@@ -10,6 +10,7 @@
 #include <openssl/kdf.h>
 #include <openssl/params.h>
 
+#include <algorithm>
 #include <array>
 
 namespace QVCryptoService {
@@ -77,6 +78,12 @@ SsvBindingAnswer JudgeSsvBinding(std::span<const std::uint8_t> binding, std::str
   }
   const bool same = CRYPTO_memcmp(expected.data(), binding.data(), kSsvBindingSize) == 0;
   return {same ? SsvBindingState::kBoundToThisMachine : SsvBindingState::kCopiedFromAnotherMachine, {}};
+}
+
+bool SsvBindingNamesAnotherRecord(std::span<const std::uint8_t> binding, std::string_view componentId) {
+  return binding.size() == kSsvBindingSize && binding[0] == kSsvBindingVersion &&
+         !std::equal(componentId.begin(), componentId.end(), binding.begin() + 1,
+                     binding.begin() + 1 + kComponentIdSize);
 }
 
 }  // namespace QVCryptoService

@@ -49,4 +49,14 @@ bool SealSsvBinding(std::string_view componentId, std::span<const std::uint8_t> 
 SsvBindingAnswer JudgeSsvBinding(std::span<const std::uint8_t> binding, std::string_view componentId,
                                  std::span<const std::uint8_t> ssvKey, std::string_view identity);
 
+// SsvBindingNamesAnotherRecord is true for a binding of this version and size whose component id
+// is not `componentId`: the binding of a record that is no longer there.
+bool SsvBindingNamesAnotherRecord(std::span<const std::uint8_t> binding, std::string_view componentId);
+
+// BindSsvWhereUnbound binds the current record to this machine, as BindSsvToMachine does, where
+// there is no binding or the binding names another record (a record restored over another one);
+// a binding of this record is kept whether it matches this machine or not, as is one this
+// library cannot read. True when it wrote a binding.
+bool BindSsvWhereUnbound() noexcept;
+
 }  // namespace QVCryptoService

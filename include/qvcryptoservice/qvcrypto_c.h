@@ -97,12 +97,13 @@ QVCS_EXPORT uint8_t QVPasswordHashUpgrade(const char* password, const char* reco
 /* The SSV's recovery kits (ssv_recovery.h in C++). QVSSVBackUp makes `holders` kits of this
    machine's SSV, any `threshold` of which restore it; kit i is sealed under the zero-terminated
    passphrases[i] and on success kits[i] receives its zero-terminated text, which the caller frees
-   with free. QVSSVRestore rebuilds the SSV from `count` kit texts, each with the passphrase at the
-   same position, and stores it; a different SSV already there is replaced only when `force` is
-   non-zero; more than 16 kits are refused unread. Both return 0 on success, else the SsvKitStatus
-   value of the refusal (1 for a holder count or threshold out of range, checked before the
-   arrays are read), and write a one-line message into `message` (cut to `messageSize` bytes with
-   its terminator) unless it is null. */
+   as QVPBEncrypt's text is. QVSSVRestore rebuilds the SSV from `count` kit texts, each with the
+   passphrase at the same position, and stores it; a different SSV already there is replaced only
+   when `force` is non-zero; more than 16 kits are refused unread. The stored record is bound to
+   this machine as RestoreSsv binds it. Both return 0 on success, else the SsvKitStatus value of
+   the refusal (1 for a holder count or threshold out of range, checked before the arrays are
+   read), and write a one-line message into `message` (cut to `messageSize` bytes with its
+   terminator) unless it is null. */
 QVCS_EXPORT int QVSSVBackUp(size_t holders, size_t threshold, const char* const* passphrases, char** kits,
                             char* message, size_t messageSize);
 QVCS_EXPORT int QVSSVRestore(size_t count, const char* const* kits, const char* const* passphrases, int force,

@@ -36,13 +36,15 @@ enum class SsvKitStatus : int {
 
 // SsvKitOutcome says how a backup or restore ended. `kit` is the position in the caller's list
 // of the kit (or passphrase) the status is about, or kNoKit; `message` is one line for people;
-// `componentId` is the SSV's component id once known.
+// `componentId` is the SSV's component id once known; `bindingWritten` is true when a restore
+// bound the record to this machine (see RestoreSsv).
 struct SsvKitOutcome {
   static constexpr std::size_t kNoKit = static_cast<std::size_t>(-1);
   SsvKitStatus status = SsvKitStatus::kOk;
   std::size_t kit = kNoKit;
   std::string message;
   std::string componentId;
+  bool bindingWritten = false;
 };
 
 // SsvKitShapeProblem says in one line what is wrong with a backup of `holders` kits and a
@@ -59,8 +61,12 @@ QVCS_EXPORT SsvKitOutcome BackUpSsv(std::size_t threshold, const std::vector<Sec
 // RestoreSsv rebuilds the record from `kits` (at least the backup's threshold of them, each
 // with its passphrase at the same position) and stores it as this machine's SSV under the
 // machine lock. An SSV already there that is the same record is success; a different one is
-// replaced only when `force` is true. A kit whose Argon2id cost is below that of the password
-// hashes (19 MiB, 2 passes) is refused as one that does not open.
+// replaced only when `force` is true. The record stored (or found) is then bound to this machine
+// (ssv_binding.h) where there is no binding yet or the binding names another record; a binding
+// of this record is left as it is, whether it matches this machine or not. A kit whose Argon2id
+// cost is below that of the password hashes (19 MiB, 2 passes) is refused as one that does not
+// open; one that asks for more than 256 MiB or 16 passes, more than any kit this library writes,
+// is refused as unreadable before any key is derived.
 QVCS_EXPORT SsvKitOutcome RestoreSsv(const std::vector<std::string>& kits, const std::vector<SecureBlock>& passphrases,
                                      bool force) noexcept;
 

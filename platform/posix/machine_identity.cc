@@ -1,5 +1,6 @@
 #include "platform/machine_identity.h"
 
+#include "platform/posix/path_trust.h"
 #include "platform/system_directory.h"
 
 #include <fcntl.h>
@@ -42,21 +43,29 @@ class Descriptor {
   int descriptor_;
 };
 
-// ReadSmallFile reads at most kReadLimit + 1 bytes of the regular file `path` (a link to one is
-// followed: some systems keep the identity behind one). Returns 0 or an errno value; EFBIG for a
-// file over the limit and EINVAL for something that is not a regular file.
-int ReadSmallFile(const std::string& path, std::string& content) {
+std::string NotIdentityFile(const std::string& path) { return path + " is not a machine identity file"; }
+
+// ReadIdentityFile reads at most kReadLimit + 1 bytes of `path` into `content`. The file is
+// believed only as the library believes what it finds in the machine's state: a regular file
+// owned by this account or root and not writable by group or others. A link to it is followed
+// (some systems keep the identity behind one) when the link, too, is this account's or root's.
+// Returns the problem in one line that starts with the path, or an empty string.
+std::string ReadIdentityFile(const std::string& path, std::string& content) {
+  struct stat link {};
+  if (::lstat(path.c_str(), &link) == 0 && S_ISLNK(link.st_mode) && !IsTrustedOwner(link.st_uid)) {
+    return TrustProblem("link " + path, link);
+  }
   // O_NONBLOCK keeps a FIFO in the file's place from stalling the open; it is refused below.
   const Descriptor file(::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
-  if (file.get() < 0) {
-    return errno;
-  }
   struct stat status {};
-  if (::fstat(file.get(), &status) != 0) {
-    return errno;
+  if (file.get() < 0 || ::fstat(file.get(), &status) != 0) {
+    return path + " cannot be read: " + std::strerror(errno);
   }
   if (!S_ISREG(status.st_mode)) {
-    return EINVAL;
+    return NotIdentityFile(path);
+  }
+  if (std::string problem = TrustProblem(path, status); !problem.empty()) {
+    return problem;
   }
   std::array<char, kReadLimit + 1> buffer{};
   std::size_t filled = 0;
@@ -66,7 +75,7 @@ int ReadSmallFile(const std::string& path, std::string& content) {
       continue;
     }
     if (count < 0) {
-      return errno;
+      return path + " cannot be read: " + std::strerror(errno);
     }
     if (count == 0) {
       break;
@@ -74,10 +83,10 @@ int ReadSmallFile(const std::string& path, std::string& content) {
     filled += static_cast<std::size_t>(count);
   }
   if (filled > kReadLimit) {
-    return EFBIG;
+    return NotIdentityFile(path);
   }
   content.assign(buffer.data(), filled);
-  return 0;
+  return {};
 }
 
 std::string_view Trimmed(std::string_view text) {
@@ -100,12 +109,8 @@ bool IsIdentity(std::string_view text) {
 MachineIdentity ReadMachineIdentity() {
   const std::string path = IdentityFile();
   std::string content;
-  const int error = ReadSmallFile(path, content);
-  if (error == EINVAL || error == EFBIG) {
-    return {{}, path + " is not a machine identity file"};
-  }
-  if (error != 0) {
-    return {{}, path + " cannot be read: " + std::strerror(error)};
+  if (std::string problem = ReadIdentityFile(path, content); !problem.empty()) {
+    return {{}, std::move(problem)};
   }
   const std::string_view identity = Trimmed(content);
   if (!IsIdentity(identity)) {

@@ -19,8 +19,6 @@ namespace {
 
 constexpr mode_t kWritableByOthers = S_IWGRP | S_IWOTH;
 
-bool IsTrustedOwner(uid_t owner) noexcept { return owner == 0 || owner == ::geteuid(); }
-
 std::string OwnerProblem(const std::string& what, const struct stat& status) {
   return what + " is owned by uid " + std::to_string(status.st_uid) + ", neither this account nor root";
 }
@@ -82,13 +80,7 @@ std::string EntryProblem(const std::string& what, const std::string& path, bool&
   if (S_ISLNK(status.st_mode)) {
     return what + " is a symbolic link";
   }
-  if (!IsTrustedOwner(status.st_uid)) {
-    return OwnerProblem(what, status);
-  }
-  if ((status.st_mode & kWritableByOthers) != 0) {
-    return what + " is writable by group or others";
-  }
-  return {};
+  return TrustProblem(what, status);
 }
 
 // The value's file relative to the machine root: "registry/SOFTWARE/Classes/SSV/SSV_Data".
@@ -100,8 +92,20 @@ std::string ValuePathBelowRoot(const std::string& keyPath, const std::string& va
 
 }  // namespace
 
+bool IsTrustedOwner(uid_t owner) noexcept { return owner == 0 || owner == ::geteuid(); }
+
 bool IsTrustedStatus(const struct stat& status) noexcept {
   return IsTrustedOwner(status.st_uid) && (status.st_mode & kWritableByOthers) == 0;
+}
+
+std::string TrustProblem(const std::string& what, const struct stat& status) {
+  if (!IsTrustedOwner(status.st_uid)) {
+    return OwnerProblem(what, status);
+  }
+  if ((status.st_mode & kWritableByOthers) != 0) {
+    return what + " is writable by group or others";
+  }
+  return {};
 }
 
 std::string MachinePathProblem(const std::string& below) {

@@ -36,4 +36,16 @@ bool RemoveOwnStaleFile(const std::string& path) {
   return ::unlink(path.c_str()) == 0 || errno == ENOENT;
 }
 
+bool MakePrivateDirectory(const std::string& path) {
+  // mkdir fails on anything already there, a dangling link included, and never follows a link.
+  if (::mkdir(path.c_str(), 0700) != 0) {
+    return false;
+  }
+  // A umask may have taken bits away, or the directory may have been replaced since: only our own
+  // directory as asked for is taken.
+  struct stat status {};
+  return ::lstat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode) && status.st_uid == ::geteuid() &&
+         (status.st_mode & 07777) == 0700;
+}
+
 }  // namespace QVCryptoService::platform

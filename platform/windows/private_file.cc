@@ -98,4 +98,16 @@ bool RemoveOwnStaleFile(const std::string& path) {
   return MarkForDeletion(file.get()) && file.close();
 }
 
+bool MakePrivateDirectory(const std::string& path) {
+  OwnerOnlyFileDescriptor descriptor;
+  // CreateDirectory fails on anything already at the path, a link or junction included, so the
+  // directory, and with it its descriptor, is the one made here.
+  if (!descriptor.valid() || CreateDirectoryA(path.c_str(), descriptor.attributes()) == 0) {
+    return false;
+  }
+  const DWORD attributes = GetFileAttributesA(path.c_str());
+  return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0 &&
+         (attributes & FILE_ATTRIBUTE_REPARSE_POINT) == 0;
+}
+
 }  // namespace QVCryptoService::platform

@@ -3,10 +3,11 @@
 #include <qvcryptoservice/qvcrypto_c.h>
 #include <qvcryptoservice/ssv_recovery.h>
 
+#include "platform/task_memory.h"
 #include "primitives/c_boundary.h"
+#include "primitives/caller_text.h"
 
 #include <algorithm>
-#include <cstdlib>
 #include <cstring>
 #include <string>
 #include <vector>
@@ -55,18 +56,15 @@ int QVSSVBackUp(size_t holders, size_t threshold, const char* const* passphrases
     }
     std::vector<std::string> texts;
     const SsvKitOutcome outcome = QVCryptoService::BackUpSsv(threshold, Passphrases(passphrases, holders), texts);
-    std::vector<char*> copies;
-    for (const std::string& text : texts) {
-      char* copy = static_cast<char*>(std::malloc(text.size() + 1));  // NOLINT(cppcoreguidelines-no-malloc)
-      if (copy == nullptr) {
+    std::vector<char*> copies(texts.size(), nullptr);
+    for (std::size_t i = 0; i < texts.size(); ++i) {
+      if (!QVCryptoService::HandTextToCaller(texts[i], &copies[i])) {
         for (char* made : copies) {
-          std::free(made);  // NOLINT(cppcoreguidelines-no-malloc)
+          QVCryptoService::platform::FreeCallerMemory(made);
         }
         return Report(SsvKitOutcome{SsvKitStatus::kInternalError, SsvKitOutcome::kNoKit, "out of memory", {}}, message,
                       messageSize);
       }
-      std::memcpy(copy, text.c_str(), text.size() + 1);
-      copies.push_back(copy);
     }
     std::copy(copies.begin(), copies.end(), kits);
     return Report(outcome, message, messageSize);

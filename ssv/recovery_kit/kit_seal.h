@@ -12,17 +12,14 @@
 
 namespace QVCryptoService {
 
-// The cost new kits get: 64 MiB and 3 passes, more than a password hash, as a kit is opened
-// only when a machine is restored.
-inline constexpr Argon2idParameters kKitArgon2id{65536, 3, 1};
-
 // SealKitShare fills kit.sealed with `share` sealed under `passphrase`; the header (salt and nonce
 // included) must be complete. Returns false when the key cannot be derived or OpenSSL fails.
 bool SealKitShare(std::span<const std::uint8_t> passphrase, std::span<const std::uint8_t> share, KitText& kit);
 
 // OpenKitShare opens kit.sealed into `share`. Returns false, with `share` empty, for a wrong
 // passphrase, a kit changed since it was sealed, or KDF parameters outside Argon2id's bounds or
-// below `minimum` in memory or passes.
+// below `minimum` in memory or passes (a kit above the ceiling of kit_text.h is refused when its
+// text is read, before any key is derived).
 bool OpenKitShare(std::span<const std::uint8_t> passphrase, const KitText& kit, const Argon2idParameters& minimum,
                   SecureBlock& share);
 

@@ -108,6 +108,11 @@ bool ReadFields(const zkJson::Value& object, KitText& kit, std::string& problem)
     problem = "key derivation unknown or its parameters malformed";
     return false;
   }
+  if (header.kdf.parameters.memoryKiB > kKitMaxMemoryKiB || header.kdf.parameters.passes > kKitMaxPasses) {
+    problem = "not a kit this library writes: its key derivation asks for more than " +
+              std::to_string(kKitMaxMemoryKiB) + " KiB or " + std::to_string(kKitMaxPasses) + " passes";
+    return false;
+  }
   if (!ReadBytes(object, "nonce", kKitNonceSize, header.nonce) ||
       !ReadBytes(object, kSealedMember, kSsvRecordSize + kKitTagSize, kit.sealed)) {
     problem = "sealed share or its nonce malformed";

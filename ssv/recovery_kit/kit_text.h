@@ -32,6 +32,15 @@ inline constexpr std::size_t kKitTagSize = 16;
 // before they are parsed.
 inline constexpr std::size_t kMaxKitTextSize = 16384;
 
+// The cost new kits get: 64 MiB and 3 passes, more than a password hash, as a kit is opened
+// only when a machine is restored.
+inline constexpr Argon2idParameters kKitArgon2id{65536, 3, 1};
+// The most memory and passes a kit may ask for. Its cost is read from the clear header before
+// anything in it is authenticated, so a changed or made-up header could otherwise have a restore
+// spend up to Argon2id's own limits on every kit; this library writes none above these.
+inline constexpr std::uint32_t kKitMaxMemoryKiB = 4 * kKitArgon2id.memoryKiB;
+inline constexpr std::uint32_t kKitMaxPasses = 16;
+
 // The key derivation named in a kit: Argon2id with its parameters and salt.
 struct KitKdf {
   Argon2idParameters parameters{};
@@ -64,8 +73,9 @@ std::string KitAssociatedData(const KitHeader& header);
 // ReadKitText takes a kit's text apart. Returns false, with `problem` saying what is wrong in a
 // few words, for a text that is too long, is not a kit object, has a field of the wrong kind
 // or out of range (holder outside 1..holders, holders above 16, threshold outside 2..holders,
-// salt, nonce or seal of the wrong size), or differs in any byte from the way it is written.
-// The KDF's parameters are judged when the kit is opened.
+// salt, nonce or seal of the wrong size, memory or passes above kKitMaxMemoryKiB or
+// kKitMaxPasses), or differs in any byte from the way it is written. The rest of the KDF's
+// parameters are judged when the kit is opened.
 bool ReadKitText(std::string_view text, KitText& kit, std::string& problem);
 
 // UtcTimestamp gives the current time as "YYYY-MM-DDTHH:MM:SSZ".

@@ -8,6 +8,7 @@
 #include "platform/machine_trust.h"
 #include "platform/private_file.h"
 #include "platform/system_directory.h"
+#include "ssv/machine_binding.h"
 #include "ssv/record_layout.h"
 #include "ssv/record_sources.h"
 #include "ssv/recovery_kit/kit_seal.h"
@@ -110,8 +111,16 @@ SsvKitOutcome RestoreSsv(const std::vector<std::string>& kits, const std::vector
                          bool force) noexcept {
   return Guarded([&] {
     SecureBlock record;
-    const SsvKitOutcome rebuilt = RebuildRecord(kits, passphrases, kArgon2idPolicyDefault, record);
-    return rebuilt.status == SsvKitStatus::kOk ? StoreRebuiltRecord(record, force) : rebuilt;
+    SsvKitOutcome rebuilt = RebuildRecord(kits, passphrases, kArgon2idPolicyDefault, record);
+    if (rebuilt.status != SsvKitStatus::kOk) {
+      return rebuilt;
+    }
+    SsvKitOutcome stored = StoreRebuiltRecord(record, force);
+    // A binding left by the record this one replaced would call it copied from elsewhere.
+    if (stored.status == SsvKitStatus::kOk) {
+      stored.bindingWritten = BindSsvWhereUnbound();
+    }
+    return stored;
   });
 }
 

@@ -136,10 +136,8 @@ SsvKitOutcome MakeKits(const SecureBlock& record, std::size_t threshold, const s
                        const Argon2idParameters& cost, std::vector<std::string>& kits) {
   kits.clear();
   const std::size_t holders = passphrases.size();
-  if (threshold < kMinShareThreshold || threshold > holders || holders > kMaxShareHolders) {
-    return Refused(SsvKitStatus::kInvalidArguments, "a backup needs 2 <= threshold <= holders <= 16 (threshold " +
-                                                        std::to_string(threshold) + ", holders " +
-                                                        std::to_string(holders) + ")");
+  if (std::string problem = ShapeProblem(holders, threshold); !problem.empty()) {
+    return Refused(SsvKitStatus::kInvalidArguments, std::move(problem));
   }
   if (SsvKitOutcome checked = CheckPassphrases(holders, passphrases); checked.status != SsvKitStatus::kOk) {
     return checked;

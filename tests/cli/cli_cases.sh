@@ -108,8 +108,9 @@ case_ssv_round_trip() {
 # The binding of the record to this machine as the machine's identity changes under it.
 case_ssv_binding() {
   set_identity 11111111-2222-4333-8444-555555555555
-  expect_success "$empty" ssv init
+  expect_success "$empty" --verbose ssv init
   expect_output "binding:      bound to this machine (written now)"
+  [[ ! -s $work/err ]] || fail "ssv init on a machine without an SSV logged: $(cat "$work/err")"
   set_identity 66666666-7777-4888-9999-aaaaaaaaaaaa
   expect_success "$empty" ssv status --bind
   expect_output "binding:      copied from another machine (run 'qvcrypto ssv rebind' after an intended move)"
@@ -144,6 +145,7 @@ case_ssv_kits() {
     pass+=(--passphrase-file "$work/pass$i")
   done
   local backup=(ssv backup --holders 3 --threshold 2 --out "$work/kits")
+  set_identity 11111111-2222-4333-8444-555555555555
   expect_failure 3 "ssv backup: no readable SSV record on this machine" "$empty" "${backup[@]}" "${pass[@]}"
   expect_success "$empty" ssv init
   id=$(sed -En 's/^SSV ready, component id ([0-9a-f]{32})$/\1/p' "$work/out")
@@ -169,8 +171,13 @@ case_ssv_kits() {
     ssv restore --passphrase-file "$work/pass3" --passphrase-file "$work/pass2" "${kits[@]}"
   expect_failure 3 "ssv restore: backup [0-9a-f]{32} needs 2 kits, 1 given" "$empty" \
     ssv restore --passphrase-file "$work/pass3" "${kits[0]}"
+  # The binding the replaced record left is replaced too; this record's own is kept.
   expect_success "$empty" "${restore[@]}" --force "${kits[@]}"
   expect_output "SSV restored, component id $id"
+  expect_output "binding:      bound to this machine (written now)"
+  expect_success "$empty" "${restore[@]}" "${kits[@]}"
+  expect_output "this SSV is already stored, component id $id"
+  expect_output "binding:      bound to this machine"
   expect_success "$work/old" ssv decrypt
   [[ $(cat "$work/out") == "made before the backup" ]] || fail "the restored SSV decrypted '$(cat "$work/out")'"
 }

@@ -50,17 +50,22 @@ TEST(SsvBindingRecord, MatchesOnlyItsOwnRecordKeyAndIdentity) {
   EXPECT_EQ(judge(flipped(64), id, key, identity), State::kCopiedFromAnotherMachine);
   EXPECT_EQ(judge(flipped(0), id, key, identity), State::kCannotTell);
   EXPECT_EQ(judge(Bytes(stored.begin(), stored.end() - 1), id, key, identity), State::kCannotTell);
+  // What a restore replaces: only a binding that names another record.
+  EXPECT_FALSE(SsvBindingNamesAnotherRecord(stored, id));
+  EXPECT_TRUE(SsvBindingNamesAnotherRecord(stored, std::string(32, 'a')));
+  EXPECT_FALSE(SsvBindingNamesAnotherRecord(flipped(0), std::string(32, 'a'))) << "a binding of another version";
 }
 
 // The states on one machine, through the C++ and the C functions alike.
 TEST(SsvBinding, FollowsTheMachineIdentityAndTheStoredBinding) {
   const testsupport::TempMachineRoot root;
   const testsupport::TempMachineIdentity identity;
-  const testsupport::CapturedLog quiet;
+  const testsupport::CapturedLog log;
   identity.Set("11111111-2222-4333-8444-555555555555");
   std::string reason;
   EXPECT_EQ(CheckSsvBinding(&reason), State::kCannotTell);
   EXPECT_EQ(reason, "no readable SSV record");
+  EXPECT_TRUE(log.entries().empty()) << "no SSV is an answer here, not a failure to log";
   ASSERT_EQ(QVSSVCrypto::generateSSV(root.string(), false), KS_SUCCESS);
   EXPECT_EQ(CheckSsvBinding(), State::kNoBindingYet) << "a record made without a binding";
   State replaced = State::kCannotTell;

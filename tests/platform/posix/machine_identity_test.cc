@@ -10,6 +10,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
+#include <string>
 
 namespace QVCryptoService::platform {
 namespace {
@@ -29,6 +30,7 @@ TEST(MachineIdentity, TakesThe32HexDigitsOfTheFileAndNamesWhatElseItFinds) {
   for (const testsupport::DataRow& row : testsupport::ReadDataTable("platform_machine_ids.tsv")) {
     SCOPED_TRACE(row.where);
     testsupport::WriteBytes(path, std::vector<std::uint8_t>(row["content"].begin(), row["content"].end()));
+    ASSERT_EQ(::chmod(path.c_str(), static_cast<mode_t>(std::stoul(row["mode"], nullptr, 8))), 0);
     if (row["problem"].empty()) {
       EXPECT_EQ(ReadMachineIdentity().value, row["identity"]);
     } else {

@@ -10,6 +10,7 @@
 
 #include <fcntl.h>
 #include <sys/file.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <gtest/gtest.h>
@@ -80,6 +81,25 @@ TEST(PrivateFile, OnlyAStaleFileOfOursMakesWayAndTheNewFileIsExclusiveAndPrivate
     }
   }
   EXPECT_FALSE(platform::WritePrivateFile("/nonexistent-qvcs-directory/file", data));
+}
+
+// A private directory is made only where nothing is, never through a link, and only as asked.
+TEST(PrivateDirectory, IsMadeOnlyWhereNothingIsAndOnlyOwnerOnly) {
+  const testsupport::TempMachineRoot root;
+  ASSERT_TRUE(platform::MakePrivateDirectory((root.path() / "made").string()));
+  EXPECT_EQ(fs::symlink_status(root.path() / "made").permissions(), fs::perms::owner_all);
+  fs::create_directory(root.path() / "target");
+  fs::create_directory_symlink(root.path() / "target", root.path() / "link");
+  fs::create_symlink(root.path() / "nowhere", root.path() / "dangling");
+  WriteBytes(root.path() / "file", kForeign);
+  for (const char* name : {"made", "target", "link", "dangling", "file"}) {
+    EXPECT_FALSE(platform::MakePrivateDirectory((root.path() / name).string())) << name;
+  }
+  EXPECT_FALSE(fs::exists(root.path() / "nowhere")) << "made through a dangling link";
+  // A umask that takes the owner's bits away leaves a directory that is not the one asked for.
+  const mode_t umask = ::umask(0277);
+  EXPECT_FALSE(platform::MakePrivateDirectory((root.path() / "masked").string()));
+  ::umask(umask);
 }
 
 // A replacement is private unless asked to keep the mode of what it replaces, and a link at the

@@ -135,6 +135,16 @@ TEST_F(WindowsPrivateFile, RefusesAnythingThereAndOnlyAStaleFileMakesWay) {
   (void)VirtualFree(unreadable, 0, MEM_RELEASE);
 }
 
+TEST_F(WindowsPrivateFile, APrivateDirectoryIsMadeOnlyWhereNothingIs) {
+  const fs::path directory = m_directory / "kits";
+  EXPECT_TRUE(MakePrivateDirectory(directory.string()));
+  EXPECT_TRUE(fs::is_directory(directory));
+  testsupport::WriteBytes(m_directory / "file", Bytes{1});
+  for (const fs::path& path : {directory, m_directory / "file", m_directory / "missing" / "kits"}) {
+    EXPECT_FALSE(MakePrivateDirectory(path.string())) << path;
+  }
+}
+
 // The block belongs to the COM task allocator: it can grow and be freed there.
 TEST(WindowsTaskMemory, CallersFreeItWithCoTaskMemFree) {
   void* memory = AllocateCallerMemory(4096);
