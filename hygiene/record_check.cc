@@ -13,8 +13,6 @@ namespace QVCryptoService {
 namespace {
 
 constexpr std::int32_t kStateActive = 2;
-// The built-in keystore has no versions: what it keys carries version 0.
-constexpr std::int32_t kDemoKeyVersion = 0;
 
 std::string StateName(std::int32_t state) {
   switch (state) {

@@ -21,6 +21,9 @@
 
 namespace QVCryptoService {
 
+// The key version of every keystore text and HMAC record made with the built-in demo key.
+inline constexpr std::int32_t kDemoKeyVersion = 0;
+
 enum class RecordKind : std::int32_t {
   kNotARecord = 0,
   kKeystoreCipherText = 1,
