@@ -91,7 +91,8 @@ QVCS_EXPORT const char* RecordVerdictName(RecordVerdict verdict) noexcept;
 // RecordCheckToJson returns the compact JSON object of a check, members sorted:
 // {"activeVersion":2,"keyName":"...","keyState":3,"keyVersion":1,"kind":"...",
 //  "reasons":["..."],"verdict":"..."}; key members only for keystore texts and HMAC records.
-QVCS_EXPORT std::string RecordCheckToJson(const RecordCheck& check);
+// Never throws: empty when memory runs out.
+QVCS_EXPORT std::string RecordCheckToJson(const RecordCheck& check) noexcept;
 
 // RecordPolicyFromJson reads a policy from a JSON object with any of the members
 // "minIterations", "prefer" ("pbkdf2" or "argon2id"), "minArgon2idMemoryKiB",
