@@ -5,6 +5,7 @@
 #include <qvcryptoservice/result.h>
 
 #include "hygiene/record_reading.h"
+#include "primitives/white_space.h"
 
 #include <memory>
 #include <string_view>
@@ -29,15 +30,6 @@ std::string StateName(std::int32_t state) {
     default:
       return "state " + std::to_string(state);
   }
-}
-
-std::string Trimmed(const std::string& text) {
-  constexpr std::string_view kSpace = " \t\r\n";
-  const std::size_t first = text.find_first_not_of(kSpace);
-  if (first == std::string::npos) {
-    return {};
-  }
-  return text.substr(first, text.find_last_not_of(kSpace) - first + 1);
 }
 
 void Remake(RecordCheck& check, std::string reason) {
@@ -94,7 +86,7 @@ void JudgeIterations(RecordCheck& check, std::int32_t iterations, const RecordPo
 
 RecordCheck Judge(const std::string& text, const RecordPolicy& policy, IQVKeyStore* keystore,
                   const std::string& keystoreName) {
-  const ReadRecord record = ReadAnyRecord(Trimmed(text));
+  const ReadRecord record = ReadAnyRecord(std::string(WithoutSurroundingSpace(text)));
   RecordCheck check;
   check.kind = record.kind;
   check.verdict = RecordVerdict::kCurrent;
