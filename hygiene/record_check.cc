@@ -8,28 +8,15 @@
 #include "primitives/white_space.h"
 
 #include <memory>
-#include <string_view>
+#include <string>
 
 namespace QVCryptoService {
 namespace {
 
-constexpr std::int32_t kStateActive = 2;
-
+// The state's name, or its number for a state no keystore of this library uses.
 std::string StateName(std::int32_t state) {
-  switch (state) {
-    case 1:
-      return "pre-active";
-    case 2:
-      return "active";
-    case 3:
-      return "deactivated";
-    case 4:
-      return "compromised";
-    case 5:
-      return "destroyed";
-    default:
-      return "state " + std::to_string(state);
-  }
+  const char* name = QVKeyStateName(state);
+  return name != nullptr ? name : "state " + std::to_string(state);
 }
 
 void Remake(RecordCheck& check, std::string reason) {
@@ -57,7 +44,7 @@ void JudgeKeyVersion(RecordCheck& check, IQVKeyStore* keystore, const std::strin
                                  std::to_string(check.keyVersion) + " by");
       return;
     }
-    if (active.state == kStateActive) {
+    if (active.state == QV_KEY_ACTIVE) {
       check.activeVersion = active.version;
     }
   }
@@ -71,7 +58,7 @@ void JudgeKeyVersion(RecordCheck& check, IQVKeyStore* keystore, const std::strin
   if (check.activeVersion == 0) {
     Remake(check, "key version " + std::to_string(check.keyVersion) + " is " + StateName(made.state) + " and " +
                       check.keyName + " has no active version");
-  } else if (check.keyVersion != check.activeVersion || made.state != kStateActive) {
+  } else if (check.keyVersion != check.activeVersion || made.state != QV_KEY_ACTIVE) {
     Remake(check, "key version " + std::to_string(check.keyVersion) + " is " + StateName(made.state) +
                       ", not the active version " + std::to_string(check.activeVersion));
   }
