@@ -66,7 +66,7 @@ bool ReadArgon2idHash(const std::string& text, ReadRecord& record) {
 
 // The decoded bytes of a base64 text are a record's JSON, not cipher bytes: they open an object
 // and all but one in eight are printable. Cipher bytes are random; even the shortest SSV text
-// (32 bytes) passes this by chance with a probability below 10^-10, while a record damaged in a
+// (32 bytes) passes this by chance with a probability of about 10^-10, while a record damaged in a
 // few places still does.
 bool LooksLikeJsonText(const std::vector<std::uint8_t>& bytes) {
   const auto printable = std::count_if(bytes.begin(), bytes.end(), [](std::uint8_t byte) {
