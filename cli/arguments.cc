@@ -14,9 +14,10 @@ constexpr std::array<std::string_view, 14> kValueOptions = {
     "--algorithm",    "--memory-kib", "--passes",        "--min-iterations", "--prefer",
     "--holders",      "--threshold",  "--out",           "--output"};
 constexpr std::array<std::string_view, 1> kRepeatableOptions = {"--passphrase-file"};
-constexpr std::array<std::string_view, 13> kFlags = {
-    "--force", "--binary", "--password-prompt", "--demo-key",       "--help", "--version", "--verbose", "--argon2id",
-    "--lines", "--json",   "--in-place",        "--unless-used-in", "--bind"};
+constexpr std::array<std::string_view, 14> kFlags = {
+    "--force",   "--binary",          "--password-prompt", "--demo-key", "--help",     "--version",
+    "--verbose", "--argon2id",        "--lines",           "--json",     "--in-place", "--unless-used-in",
+    "--bind",    "--include-demo-key"};
 
 bool Contains(const auto& list, std::string_view name) {
   return std::find(list.begin(), list.end(), name) != list.end();

@@ -27,8 +27,11 @@ int RunRewrap(const Invocation& invocation);
 
 // rewrap's synopsis: one text as RunRewrap does it, or files of texts re-made in place.
 inline constexpr std::string_view kRewrapSynopsis =
-    "rewrap --keystore-config FILE | --demo-key [--output FILE] [TEXT] > text, or rewrap --in-place --keystore-config "
-    "FILE PATH...";
+    "rewrap --keystore-config FILE | --demo-key [--output FILE] [TEXT] > text, or rewrap --in-place "
+    "[--include-demo-key] --keystore-config FILE PATH...";
+// kIncludeDemoKey lets rewrap --in-place re-make the texts of the built-in demo key too, which
+// anyone can make: re-made under a real key, a forged one would pass for genuine.
+inline constexpr std::string_view kIncludeDemoKey = "--include-demo-key";
 // RunRewrapCommand is rewrap: RunRewrap, or with --in-place every outdated keystore text in the
 // files of PATH... re-made under the active version of its key, each file replaced whole.
 int RunRewrapCommand(const Invocation& invocation);

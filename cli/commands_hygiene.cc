@@ -3,6 +3,7 @@
 
 #include "cli/commands.h"
 #include "cli/io.h"
+#include "cli/key_source.h"
 #include "cli/record_files.h"
 #include "cli/result_names.h"
 #include "cli/tool.h"
@@ -185,18 +186,30 @@ std::optional<std::string> Rewrap(const std::string& text, std::string& rewrappe
   return std::nullopt;
 }
 
+// What rewrap --in-place did to one file: the texts it re-made, and the lines of the demo-key
+// texts it left as they were.
+struct FileRewrap {
+  std::size_t remade = 0;
+  std::vector<std::size_t> demoKeyLinesLeft;
+};
+
 // RewrapFile re-makes the file's outdated keystore texts, one per line, keeping every other byte,
-// and replaces the file only when all of them were re-made. The reason it failed, or nothing;
-// `count` is the number re-made.
-std::optional<std::string> RewrapFile(const std::string& file, std::size_t& count) {
+// and replaces the file only when all of them were re-made. Demo-key texts are re-made only when
+// `includeDemoKey`: anyone can make one, so re-making it under a real key would vouch for what may
+// be a forgery. The reason it failed, or nothing.
+std::optional<std::string> RewrapFile(const std::string& file, bool includeDemoKey, FileRewrap& done) {
   const std::string content = ReadWholeFile(file);
   const RecordPolicy policy;
   std::string replaced;
   std::size_t copied = 0;
-  count = 0;
+  done = FileRewrap{};
   for (const FileText& line : TextsOf(file, content, true)) {
     const RecordCheck check = CheckRecord(line.text, policy);
     if (check.kind != RecordKind::kKeystoreCipherText || check.verdict != RecordVerdict::kRemake) {
+      continue;
+    }
+    if (check.keyVersion == kDemoKeyVersion && !includeDemoKey) {
+      done.demoKeyLinesLeft.push_back(line.line);
       continue;
     }
     std::string rewrapped;
@@ -207,9 +220,9 @@ std::optional<std::string> RewrapFile(const std::string& file, std::size_t& coun
     replaced.append(content, copied, line.offset - copied);
     replaced += rewrapped;
     copied = line.offset + line.text.size();
-    ++count;
+    ++done.remade;
   }
-  if (count == 0) {
+  if (done.remade == 0) {
     return std::nullopt;
   }
   replaced.append(content, copied);
@@ -219,6 +232,18 @@ std::optional<std::string> RewrapFile(const std::string& file, std::size_t& coun
     return "cannot replace the file";
   }
   return std::nullopt;
+}
+
+std::string Report(const std::string& file, const FileRewrap& done) {
+  if (done.remade == 0 && done.demoKeyLinesLeft.empty()) {
+    return file + ": nothing to re-make\n";
+  }
+  std::string report = file + ": " + Texts(done.remade) + " re-made\n";
+  for (const std::size_t line : done.demoKeyLinesLeft) {
+    report += file + ": line " + std::to_string(line) + " left: made with the built-in demo key; use " +
+              std::string(kIncludeDemoKey) + " to re-make it\n";
+  }
+  return report;
 }
 
 }  // namespace
@@ -245,6 +270,9 @@ int RunAudit(const Invocation& invocation) {
 
 int RunRewrapCommand(const Invocation& invocation) {
   if (!invocation.Has("--in-place")) {
+    if (invocation.Has(kIncludeDemoKey)) {
+      Usage(std::string(kIncludeDemoKey) + " applies only with --in-place");
+    }
     if (const std::string* extra = CommandArgument(invocation, 1)) {
       Usage("unexpected argument \"" + *extra + "\"; usage: qvcrypto " + std::string(kRewrapSynopsis));
     }
@@ -259,13 +287,17 @@ int RunRewrapCommand(const Invocation& invocation) {
   if (invocation.Has("--demo-key") || invocation.Value("--keystore") != nullptr) {
     Usage("rewrap --in-place needs --keystore-config FILE: the built-in demo key has no version to move texts to");
   }
+  const bool includeDemoKey = invocation.Has(kIncludeDemoKey);
+  if (includeDemoKey) {
+    WarnOfDemoKey();
+  }
   const std::vector<std::string> files = ListFiles(CommandArguments(invocation, 0));
   std::vector<std::string> failed;
   for (const std::string& file : files) {
-    std::size_t count = 0;
+    FileRewrap done;
     std::optional<std::string> failure;
     try {
-      failure = RewrapFile(file, count);
+      failure = RewrapFile(file, includeDemoKey, done);
     } catch (const ToolError& error) {
       failure = error.what();
     }
@@ -273,7 +305,7 @@ int RunRewrapCommand(const Invocation& invocation) {
       std::fprintf(stderr, "qvcrypto: rewrap: %s left unchanged: %s\n", file.c_str(), failure->c_str());
       failed.push_back(file);
     } else {
-      WriteStandardOutput(file + ": " + (count == 0 ? "nothing to re-make" : Texts(count) + " re-made") + "\n");
+      WriteStandardOutput(Report(file, done));
     }
   }
   if (!failed.empty()) {

@@ -2,6 +2,7 @@
 
 #include "cli/console.h"
 #include "cli/tool.h"
+#include "primitives/white_space.h"
 
 #include <openssl/crypto.h>
 
@@ -54,15 +55,7 @@ void WriteStandardOutput(std::string_view text) {
   WriteStandardOutput(reinterpret_cast<const std::uint8_t*>(text.data()), text.size());
 }
 
-std::string Trim(std::string_view text) {
-  constexpr std::string_view kSpace = " \t\r\n\v\f";
-  const std::size_t first = text.find_first_not_of(kSpace);
-  if (first == std::string_view::npos) {
-    return {};
-  }
-  const std::size_t last = text.find_last_not_of(kSpace);
-  return std::string(text.substr(first, last - first + 1));
-}
+std::string Trim(std::string_view text) { return std::string(QVCryptoService::WithoutSurroundingSpace(text)); }
 
 SecretString::SecretString(const SecureBlock& secret) : text_(secret.begin(), secret.end()) {}
 

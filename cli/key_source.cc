@@ -18,7 +18,6 @@ using namespace QVCryptoService;
 
 namespace {
 
-// The one line that every use of the demo key prints first on standard error.
 constexpr const char* kDemoKeyWarning =
     "qvcrypto: warning: using the built-in demo key, which every copy of this library has; anyone can decrypt or "
     "forge what it protects\n";
@@ -75,9 +74,11 @@ void UseKeySource(const Invocation& invocation, const Command& command) {
   }
   if (demo) {
     UseBuiltInKeystoreQuietly();
-    std::fputs(kDemoKeyWarning, stderr);
+    WarnOfDemoKey();
   }
 }
+
+void WarnOfDemoKey() { std::fputs(kDemoKeyWarning, stderr); }
 
 void UseBuiltInKeystoreQuietly() {
   (void)SetKeystore(std::string(kDefaultKeystoreName), std::make_shared<QVKeystoreStatic>());

@@ -22,6 +22,10 @@ inline constexpr std::string_view kDemoKeyOption = "--demo-key";
 // --keystore names another keystore; see UseKeystoreConfig for the configuration's errors.
 void UseKeySource(const Invocation& invocation, const Command& command);
 
+// WarnOfDemoKey prints the one line that every use of the built-in demo key prints first on
+// standard error.
+void WarnOfDemoKey();
+
 // UseBuiltInKeystoreQuietly registers the built-in keystore without a warning, for the
 // self-test's known answers, which are the library's own and protect nothing of the caller's.
 void UseBuiltInKeystoreQuietly();

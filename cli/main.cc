@@ -39,7 +39,7 @@ const std::vector<std::string_view> kPasswordOptions = {"--password-file", "--pa
 std::vector<std::string_view> KeystoreOptions() { return {"--keystore-config", kDemoKeyOption, "--keystore"}; }
 
 std::vector<std::string_view> WithInPlace(std::vector<std::string_view> options) {
-  options.emplace_back("--in-place");
+  options.insert(options.end(), {"--in-place", kIncludeDemoKey});
   return options;
 }
 
@@ -117,8 +117,9 @@ std::vector<Command> BaseCommands() {
        kRewrapSynopsis,
        "re-encrypt a keystore text under the current version of its key (the same plain text, never printed), "
        "so that older versions can be retired; the text on stdin when not given. With --in-place, every "
-       "outdated keystore text in the files of PATH (one per line; directories walked), demo-key texts "
-       "included; each file is replaced whole or, when one of its texts fails, left as it was and named",
+       "outdated keystore text in the files of PATH (one per line; directories walked), the built-in demo "
+       "key's only with --include-demo-key (anyone can make those); each file is replaced whole or, when one of its "
+       "texts fails, left as it was and named",
        WithOutput(WithInPlace(KeystoreOptions())),
        0,
        kAnyNumber,

@@ -21,21 +21,25 @@ constexpr std::uintmax_t kMaxTextFile = 64 * 1024 * 1024;
 
 }  // namespace
 
+namespace fs = std::filesystem;
+
 std::vector<std::string> ListFiles(const std::vector<std::string>& paths) {
   std::vector<std::string> files;
   for (const std::string& path : paths) {
     std::error_code error;
-    if (!std::filesystem::is_directory(path, error)) {
-      if (!std::filesystem::is_regular_file(path, error)) {
+    const fs::file_status status = fs::symlink_status(path, error);
+    if (!fs::is_directory(status)) {
+      if (!fs::is_regular_file(status) && !fs::is_symlink(status)) {
         Failed("cannot read " + path + ": not a file or directory");
       }
       files.push_back(path);
       continue;
     }
     std::vector<std::string> found;
-    std::filesystem::recursive_directory_iterator walk(path, error);
-    for (; !error && walk != std::filesystem::recursive_directory_iterator(); walk.increment(error)) {
-      if (walk->is_regular_file(error)) {
+    fs::recursive_directory_iterator walk(path, error);
+    for (; !error && walk != fs::recursive_directory_iterator(); walk.increment(error)) {
+      const fs::file_status entry = walk->symlink_status(error);
+      if (!error && (fs::is_regular_file(entry) || fs::is_symlink(entry))) {
         found.push_back(walk->path().string());
       }
     }
@@ -50,7 +54,10 @@ std::vector<std::string> ListFiles(const std::vector<std::string>& paths) {
 
 std::string ReadWholeFile(const std::string& file) {
   std::error_code error;
-  const std::uintmax_t size = std::filesystem::file_size(file, error);
+  if (fs::is_symlink(fs::symlink_status(file, error))) {
+    Failed("cannot read " + file + ": a symbolic link, not followed (name the file it points to)");
+  }
+  const std::uintmax_t size = fs::file_size(file, error);
   if (error || size > kMaxTextFile) {
     Failed("cannot read " + file + (error ? ": " + error.message() : ": larger than 64 MiB"));
   }

@@ -19,10 +19,12 @@ struct FileText {
 };
 
 // ListFiles returns the regular files of `paths`, each directory replaced by the regular files
-// beneath it in name order. Exit 3 (naming it) for a path that does not exist or cannot be walked.
+// beneath it in name order. Symbolic links are listed as they are, never followed, so that
+// ReadWholeFile names them. Exit 3 (naming it) for a path that does not exist or cannot be walked.
 std::vector<std::string> ListFiles(const std::vector<std::string>& paths);
 
-// ReadWholeFile returns the file's bytes; exit 3 naming it when it cannot be read or is larger
+// ReadWholeFile returns the file's bytes; exit 3 naming it when it is a symbolic link (a file
+// replaced in place would replace the link, not what it points to), cannot be read or is larger
 // than the tool reads (64 MiB).
 std::string ReadWholeFile(const std::string& file);
 

@@ -6,12 +6,6 @@
 #include <vector>
 
 namespace QVCryptoService {
-namespace {
-
-constexpr std::int32_t kKeyStateActive = 2;
-
-}  // namespace
-
 std::int32_t FetchKeyWithRefresh(IQVKeyStore& store, const std::string& keyName, SecureBlock& key,
                                  QVKeyControlData& ctl, std::int32_t version) {
   const std::int32_t first = store.getKey(keyName, key, ctl, version);
@@ -34,7 +28,7 @@ PxaResult FetchKeyToEncrypt(CQVKeystoreMgr& keystores, const std::string& keysto
   if (const std::int32_t code = FetchKeyWithRefresh(*store, keyName, key, ctl, 0); code != KS_SUCCESS) {
     return KeystoreResult(code);
   }
-  if (ctl.state != kKeyStateActive) {
+  if (ctl.state != QV_KEY_ACTIVE) {
     return PXA_ERR_KEY_NOT_ACTIVE;
   }
   return KeyFitsCipher(cipherName, key, ctl);

@@ -3,32 +3,11 @@
 #include <qvcryptoservice/encryption_functions.h>
 #include <qvcryptoservice/qvcrypto_c.h>
 
-#include "platform/task_memory.h"
 #include "primitives/c_boundary.h"
+#include "primitives/caller_text.h"
 #include "primitives/secret_string.h"
 
-#include <cstring>
 #include <string>
-
-namespace {
-
-// Hands `text` to the C caller as a zero-terminated copy; false (and nothing stored) when the
-// text is empty or no memory could be had.
-bool HandOver(const std::string& text, char** out) {
-  if (text.empty() || out == nullptr) {
-    return false;
-  }
-  auto* copy = static_cast<char*>(QVCryptoService::platform::AllocateCallerMemory(text.size() + 1));
-  if (copy == nullptr) {
-    return false;
-  }
-  std::memcpy(copy, text.data(), text.size());
-  copy[text.size()] = '\0';
-  *out = copy;
-  return true;
-}
-
-}  // namespace
 
 extern "C" {
 
@@ -45,7 +24,7 @@ uint8_t QVPBEncrypt(const char* plain, char** cipherText, const char* password) 
     if (QVCryptoService::EncryptWithPassword(plainText, passwordText, text) != QVCryptoService::PXA_OK) {
       text.clear();
     }
-    return HandOver(text, cipherText) ? 1 : 0;
+    return QVCryptoService::HandTextToCaller(text, cipherText) ? 1 : 0;
   });
 }
 
@@ -66,7 +45,7 @@ uint8_t QVPBDecrypt(const char* cipherText, char** plain, const char* password) 
         text.assign(block.begin(), block.end());
       }
     }
-    return HandOver(text, plain) ? 1 : 0;
+    return QVCryptoService::HandTextToCaller(text, plain) ? 1 : 0;
   });
 }
 

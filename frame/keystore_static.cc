@@ -58,7 +58,7 @@ std::int32_t QVKeystoreStatic::getKey(const std::string& name, SecureBlock& key,
     return KS_ERR_KEY_NOT_FOUND;
   }
   ctl.keyLength = static_cast<std::int32_t>(kStaticKeyLength);
-  ctl.state = 2;
+  ctl.state = QV_KEY_ACTIVE;
   ctl.formatVersion = 0x01000000;
   ctl.rotationPolicy = 0;
   // Assembled here, in locked memory, so the whole key is never a constant in the binary.

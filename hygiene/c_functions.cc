@@ -3,11 +3,8 @@
 #include <qvcryptoservice/qvcrypto_c.h>
 #include <qvcryptoservice/record_hygiene.h>
 
-#include "platform/task_memory.h"
 #include "primitives/c_boundary.h"
-
-#include <cstring>
-#include <string>
+#include "primitives/caller_text.h"
 
 extern "C" {
 
@@ -21,13 +18,9 @@ int32_t QVCheckRecord(const char* text, const char* policyJson, char** checkJson
       return -1;
     }
     const QVCryptoService::RecordCheck check = QVCryptoService::CheckRecord(text, policy);
-    const std::string json = QVCryptoService::RecordCheckToJson(check);
-    auto* copy = static_cast<char*>(QVCryptoService::platform::AllocateCallerMemory(json.size() + 1));
-    if (copy == nullptr) {
+    if (!QVCryptoService::HandTextToCaller(QVCryptoService::RecordCheckToJson(check), checkJson)) {
       return -1;
     }
-    std::memcpy(copy, json.c_str(), json.size() + 1);
-    *checkJson = copy;
     return static_cast<int32_t>(check.verdict);
   });
 }

@@ -5,41 +5,18 @@
 #include <qvcryptoservice/result.h>
 
 #include "hygiene/record_reading.h"
+#include "primitives/white_space.h"
 
 #include <memory>
-#include <string_view>
+#include <string>
 
 namespace QVCryptoService {
 namespace {
 
-constexpr std::int32_t kStateActive = 2;
-// The built-in keystore has no versions: what it keys carries version 0.
-constexpr std::int32_t kDemoKeyVersion = 0;
-
+// The state's name, or its number for a state no keystore of this library uses.
 std::string StateName(std::int32_t state) {
-  switch (state) {
-    case 1:
-      return "pre-active";
-    case 2:
-      return "active";
-    case 3:
-      return "deactivated";
-    case 4:
-      return "compromised";
-    case 5:
-      return "destroyed";
-    default:
-      return "state " + std::to_string(state);
-  }
-}
-
-std::string Trimmed(const std::string& text) {
-  constexpr std::string_view kSpace = " \t\r\n";
-  const std::size_t first = text.find_first_not_of(kSpace);
-  if (first == std::string::npos) {
-    return {};
-  }
-  return text.substr(first, text.find_last_not_of(kSpace) - first + 1);
+  const char* name = QVKeyStateName(state);
+  return name != nullptr ? name : "state " + std::to_string(state);
 }
 
 void Remake(RecordCheck& check, std::string reason) {
@@ -67,7 +44,7 @@ void JudgeKeyVersion(RecordCheck& check, IQVKeyStore* keystore, const std::strin
                                  std::to_string(check.keyVersion) + " by");
       return;
     }
-    if (active.state == kStateActive) {
+    if (active.state == QV_KEY_ACTIVE) {
       check.activeVersion = active.version;
     }
   }
@@ -81,7 +58,7 @@ void JudgeKeyVersion(RecordCheck& check, IQVKeyStore* keystore, const std::strin
   if (check.activeVersion == 0) {
     Remake(check, "key version " + std::to_string(check.keyVersion) + " is " + StateName(made.state) + " and " +
                       check.keyName + " has no active version");
-  } else if (check.keyVersion != check.activeVersion || made.state != kStateActive) {
+  } else if (check.keyVersion != check.activeVersion || made.state != QV_KEY_ACTIVE) {
     Remake(check, "key version " + std::to_string(check.keyVersion) + " is " + StateName(made.state) +
                       ", not the active version " + std::to_string(check.activeVersion));
   }
@@ -96,7 +73,7 @@ void JudgeIterations(RecordCheck& check, std::int32_t iterations, const RecordPo
 
 RecordCheck Judge(const std::string& text, const RecordPolicy& policy, IQVKeyStore* keystore,
                   const std::string& keystoreName) {
-  const ReadRecord record = ReadAnyRecord(Trimmed(text));
+  const ReadRecord record = ReadAnyRecord(std::string(WithoutSurroundingSpace(text)));
   RecordCheck check;
   check.kind = record.kind;
   check.verdict = RecordVerdict::kCurrent;

@@ -61,22 +61,26 @@ const char* RecordVerdictName(RecordVerdict verdict) noexcept {
   return "not a record";
 }
 
-std::string RecordCheckToJson(const RecordCheck& check) {
-  zkJson::Value value(zkJson::objectValue);
-  value["kind"] = zkJson::Value(RecordKindName(check.kind));
-  value["verdict"] = zkJson::Value(RecordVerdictName(check.verdict));
-  zkJson::Value reasons(zkJson::arrayValue);
-  for (const std::string& reason : check.reasons) {
-    reasons.append(zkJson::Value(reason));
+std::string RecordCheckToJson(const RecordCheck& check) noexcept {
+  try {
+    zkJson::Value value(zkJson::objectValue);
+    value["kind"] = zkJson::Value(RecordKindName(check.kind));
+    value["verdict"] = zkJson::Value(RecordVerdictName(check.verdict));
+    zkJson::Value reasons(zkJson::arrayValue);
+    for (const std::string& reason : check.reasons) {
+      reasons.append(zkJson::Value(reason));
+    }
+    value["reasons"] = std::move(reasons);
+    if (!check.keyName.empty()) {
+      value["keyName"] = zkJson::Value(check.keyName);
+      value["keyVersion"] = zkJson::Value(check.keyVersion);
+      value["keyState"] = zkJson::Value(check.keyState);
+      value["activeVersion"] = zkJson::Value(check.activeVersion);
+    }
+    return zkJson::FastWriter(zkJson::WriterOptions{false, false}).write(value);
+  } catch (...) {
+    return {};
   }
-  value["reasons"] = std::move(reasons);
-  if (!check.keyName.empty()) {
-    value["keyName"] = zkJson::Value(check.keyName);
-    value["keyVersion"] = zkJson::Value(check.keyVersion);
-    value["keyState"] = zkJson::Value(check.keyState);
-    value["activeVersion"] = zkJson::Value(check.activeVersion);
-  }
-  return zkJson::FastWriter(zkJson::WriterOptions{false, false}).write(value);
 }
 
 bool RecordPolicyFromJson(const std::string& json, RecordPolicy& policy) noexcept {

@@ -4,6 +4,7 @@
 #include "hashing/argon2_record.h"
 #include "primitives/base64_codec.h"
 
+#include <algorithm>
 #include <vector>
 
 namespace QVCryptoService {
@@ -63,16 +64,40 @@ bool ReadArgon2idHash(const std::string& text, ReadRecord& record) {
   return true;
 }
 
+// The decoded bytes of a base64 text are a record's JSON, not cipher bytes: they open an object
+// and all but one in eight are printable. Cipher bytes are random; even the shortest SSV text
+// (32 bytes) passes this by chance with a probability of about 10^-10, while a record damaged in a
+// few places still does.
+bool LooksLikeJsonText(const std::vector<std::uint8_t>& bytes) {
+  const auto printable = std::count_if(bytes.begin(), bytes.end(), [](std::uint8_t byte) {
+    return (byte >= 0x20 && byte < 0x7F) || byte == '\t' || byte == '\n' || byte == '\r';
+  });
+  return !bytes.empty() && bytes.front() == '{' && static_cast<std::size_t>(printable) * 8 >= bytes.size() * 7;
+}
+
 // An SSV text is the base64 of a 16-byte IV and whole cipher blocks, nothing more; any such
-// text that no record reader took may be one.
+// text that no record reader took, and that is not a damaged record, may be one.
 bool LooksLikeSsvText(const std::string& text, ReadRecord& record) {
   std::vector<std::uint8_t> bytes;
   if (!DecodeBase64(text, bytes, Base64Form::kWellFormed) ||
       bytes.size() < kFixedCipherIvLength + kFixedCipherBlockLength ||
-      (bytes.size() - kFixedCipherIvLength) % kFixedCipherBlockLength != 0) {
+      (bytes.size() - kFixedCipherIvLength) % kFixedCipherBlockLength != 0 || LooksLikeJsonText(bytes)) {
     return false;
   }
   record.kind = RecordKind::kSsvText;
+  return true;
+}
+
+// The five-argument EncryptWithPassword hands out its record as plain JSON, beside the raw cipher
+// bytes: a password cipher text's record, read by the cipher record's own JSON reader.
+bool ReadPasswordCipherRecord(const std::string& text, ReadRecord& record) {
+  CipherMeta_t meta;
+  if (!text.starts_with('{') || !CipherMetaFromJsonStr(text, meta) || meta.version == 0 || !meta.keyName.empty() ||
+      meta.digestName.empty()) {
+    return false;
+  }
+  record.kind = RecordKind::kPasswordCipherText;
+  record.iterations = meta.iterations;
   return true;
 }
 
@@ -81,7 +106,7 @@ bool LooksLikeSsvText(const std::string& text, ReadRecord& record) {
 ReadRecord ReadAnyRecord(const std::string& text) {
   ReadRecord record;
   if (ReadCipherText(text, record) || ReadHmacRecord(text, record) || ReadHashingRecord(text, record) ||
-      ReadArgon2idHash(text, record) || LooksLikeSsvText(text, record)) {
+      ReadArgon2idHash(text, record) || ReadPasswordCipherRecord(text, record) || LooksLikeSsvText(text, record)) {
     return record;
   }
   return ReadRecord{};

@@ -1,5 +1,7 @@
 #include "keystore_db/key_table.h"
 
+#include <qvcryptoservice/keystore.h>
+
 #include "keystore_db/schema.h"
 
 #include <algorithm>
@@ -274,12 +276,12 @@ EQVKeystoreCode KeyTable::CreateFirst(StoredKey& row, const MakeWrapped& wrap, s
           return status;
         }
         if (std::any_of(versions.begin(), versions.end(),
-                        [](const VersionInfo& info) { return info.state != kStateDestroyed; })) {
+                        [](const VersionInfo& info) { return info.state != QV_KEY_DESTROYED; })) {
           outcome = KS_ERR_KEY_EXISTS;
           return DbStatus::kOk;
         }
         row.version = versions.empty() ? 1 : versions.back().version + 1;
-        row.state = kStateActive;
+        row.state = QV_KEY_ACTIVE;
         row.deactivatedAt = 0;
         std::optional<std::string> wrapped = wrap(row);
         if (!wrapped) {
@@ -309,7 +311,7 @@ EQVKeystoreCode KeyTable::Rotate(const std::string& name, std::int32_t expectedV
         StoredKey row;
         row.name = name;
         row.version = newest.version + 1;
-        row.state = kStateActive;
+        row.state = QV_KEY_ACTIVE;
         row.algorithm = newest.algorithm;
         row.keyLength = newest.keyLength;
         row.usageMask = newest.usageMask;
@@ -337,7 +339,7 @@ EQVKeystoreCode KeyTable::Destroy(const std::string& name, std::int32_t version,
       [&](const std::vector<VersionInfo>& versions, EQVKeystoreCode& outcome) {
         bool destroyedAny = false;
         for (const VersionInfo& info : versions) {
-          if ((version == 0 || info.version == version) && info.state != kStateDestroyed) {
+          if ((version == 0 || info.version == version) && info.state != QV_KEY_DESTROYED) {
             const DbStatus status = db_.Execute(
                 kDestroyVersion, {DbParam::Text(name), DbParam::Int(info.version), DbParam::Int(now)}, nullptr);
             if (status != DbStatus::kOk) {
@@ -360,13 +362,13 @@ EQVKeystoreCode KeyTable::Retire(const std::string& name, std::int32_t version, 
       name, KS_ERR_DATABASE,
       [&](const std::vector<VersionInfo>& versions, EQVKeystoreCode& outcome) {
         const auto target = std::find_if(versions.begin(), versions.end(), [version](const VersionInfo& info) {
-          return version == 0 ? info.state == kStateActive : info.version == version;
+          return version == 0 ? info.state == QV_KEY_ACTIVE : info.version == version;
         });
-        if (target == versions.end() || target->state == kStateDestroyed) {
+        if (target == versions.end() || target->state == QV_KEY_DESTROYED) {
           outcome = KS_ERR_KEY_VERSION_NOT_FOUND;
           return DbStatus::kOk;
         }
-        if (target->state != kStateActive && target->state != kStatePreActive) {
+        if (target->state != QV_KEY_ACTIVE && target->state != QV_KEY_PRE_ACTIVE) {
           outcome = KS_ERR_INVALID_PARAMETERS;
           return DbStatus::kOk;
         }

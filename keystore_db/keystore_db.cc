@@ -41,7 +41,7 @@ bool ValidName(const std::string& name) {
 std::int32_t KeyShape(const QVKeyControlData* ctl, StoredKey& row) {
   row.algorithm = ctl != nullptr && !ctl->algorithm.empty() ? ctl->algorithm : "aes-256-cbc";
   const std::int32_t asked = ctl != nullptr ? ctl->keyLength : 0;
-  if (ctl != nullptr && ctl->state != 0 && ctl->state != kStateActive) {
+  if (ctl != nullptr && ctl->state != 0 && ctl->state != QV_KEY_ACTIVE) {
     return KS_ERR_INVALID_PARAMETERS;
   }
   if (const EVP_CIPHER* cipher = EVP_get_cipherbyname(row.algorithm.c_str())) {
@@ -422,8 +422,8 @@ std::int32_t QVKeystoreDb::Impl::Get(const std::string& name, SecureBlock& key, 
     // The active version, or none: a retired key must neither encrypt nor sign.
     bool live = false;
     for (auto it = named->second.rbegin(); it != named->second.rend() && chosen == nullptr; ++it) {
-      live = live || it->second.state != kStateDestroyed;
-      if (it->second.state == kStateActive) {
+      live = live || it->second.state != QV_KEY_DESTROYED;
+      if (it->second.state == QV_KEY_ACTIVE) {
         chosen = &it->second;
       }
     }
@@ -432,7 +432,7 @@ std::int32_t QVKeystoreDb::Impl::Get(const std::string& name, SecureBlock& key, 
     }
   } else {
     const auto found = named->second.find(version);
-    if (found == named->second.end() || found->second.state == kStateDestroyed) {
+    if (found == named->second.end() || found->second.state == QV_KEY_DESTROYED) {
       return KS_ERR_KEY_VERSION_NOT_FOUND;
     }
     chosen = &found->second;
@@ -509,7 +509,7 @@ std::int32_t QVKeystoreDb::listKeys(bool flag, std::vector<QVKeyListEntry>& keys
     return code;
   }
   for (const QVKeyDescription& entry : described) {
-    if (flag || entry.state != kStateDestroyed) {
+    if (flag || entry.state != QV_KEY_DESTROYED) {
       keys.emplace_back(entry.name, entry.version);
     }
   }
@@ -526,20 +526,8 @@ std::int32_t QVKeystoreDb::retireKey(const std::string& name, std::int32_t versi
 std::int32_t QVKeystoreDb::describeKeys(std::vector<QVKeyDescription>& keys) { return impl_->Describe(keys); }
 
 std::string QVKeystoreDb::stateName(std::int32_t state) {
-  switch (state) {
-    case kStatePreActive:
-      return "pre-active";
-    case kStateActive:
-      return "active";
-    case kStateDeactivated:
-      return "deactivated";
-    case kStateCompromised:
-      return "compromised";
-    case kStateDestroyed:
-      return "destroyed";
-    default:
-      return "state " + std::to_string(state);
-  }
+  const char* name = QVKeyStateName(state);
+  return name != nullptr ? name : "state " + std::to_string(state);
 }
 
 }  // namespace QVCryptoService

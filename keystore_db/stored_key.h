@@ -1,19 +1,14 @@
 #pragma once
 
-// One version of a key as the keystore stores it, and the KMIP states it can be in.
+// One version of a key as the keystore stores it.
 
 #include <cstdint>
 #include <string>
 
 namespace QVCryptoService::keystore_db {
 
-inline constexpr std::int32_t kStatePreActive = 1;
-inline constexpr std::int32_t kStateActive = 2;
-inline constexpr std::int32_t kStateDeactivated = 3;
-inline constexpr std::int32_t kStateCompromised = 4;
-inline constexpr std::int32_t kStateDestroyed = 5;
-
-// StoredKey is one row of qvks_keys; `wrapped` is empty once the version is destroyed.
+// StoredKey is one row of qvks_keys; `state` is a QVKeyState, and `wrapped` is empty once the
+// version is destroyed.
 struct StoredKey {
   std::string name;
   std::int32_t version = 0;

@@ -8,8 +8,10 @@ namespace QVCryptoService::platform {
 
 // How the file that replaces `path` is admitted to others.
 enum class ReplacementMode {
-  kPrivate,       // mode 0600 from its creation on (on Windows, a DACL that admits this account alone)
-  kKeepExisting,  // the permission bits (the DACL) of the regular file now at `path`; as kPrivate when there is none
+  kPrivate,  // mode 0600 from its creation on (on Windows, a DACL that admits this account alone)
+  // The owner, group and permission bits (on Windows, the DACL) of the regular file now at
+  // `path`; as kPrivate when there is none. A replacement that cannot have them is not valid().
+  kKeepExisting,
 };
 
 // ReplacementFile takes the place of `path` only when the whole operation succeeded. The bytes go

@@ -17,11 +17,25 @@ class Value;
 
 namespace QVCryptoService {
 
+// QVKeyState numbers the states of a key version as QVKeyControlData::state carries them (the
+// KMIP State enumeration). Only an active version may encrypt or sign; a deactivated (retired)
+// one still decrypts and validates.
+enum QVKeyState : std::int32_t {
+  QV_KEY_PRE_ACTIVE = 1,
+  QV_KEY_ACTIVE = 2,
+  QV_KEY_DEACTIVATED = 3,
+  QV_KEY_COMPROMISED = 4,
+  QV_KEY_DESTROYED = 5,
+};
+
+// QVKeyStateName names a state as the tools show it: "pre-active", "active", "deactivated",
+// "compromised" or "destroyed"; null for a number that is none of them.
+QVCS_EXPORT const char* QVKeyStateName(std::int32_t state) noexcept;
+
 // QVKeyControlData is the metadata a keystore returns beside a key. The engines read `state`,
 // `algorithm`, `keyLength` and `version`; the other fields are for keystores and their tools.
 struct QVKeyControlData {
-  // KMIP State enumeration: 1 pre-active, 2 active, 3 deactivated (retired: still decrypts and
-  // validates), 4 compromised, 5 destroyed. Only 2 may encrypt or sign.
+  // A QVKeyState.
   std::int32_t state = 0;
   // How the key is rotated: 0 by hand (reKey), other values are keystore-defined schedules.
   std::int32_t rotationPolicy = 0;

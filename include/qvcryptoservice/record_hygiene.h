@@ -21,6 +21,9 @@
 
 namespace QVCryptoService {
 
+// The key version of every keystore text and HMAC record made with the built-in demo key.
+inline constexpr std::int32_t kDemoKeyVersion = 0;
+
 enum class RecordKind : std::int32_t {
   kNotARecord = 0,
   kKeystoreCipherText = 1,
@@ -88,7 +91,8 @@ QVCS_EXPORT const char* RecordVerdictName(RecordVerdict verdict) noexcept;
 // RecordCheckToJson returns the compact JSON object of a check, members sorted:
 // {"activeVersion":2,"keyName":"...","keyState":3,"keyVersion":1,"kind":"...",
 //  "reasons":["..."],"verdict":"..."}; key members only for keystore texts and HMAC records.
-QVCS_EXPORT std::string RecordCheckToJson(const RecordCheck& check);
+// Never throws: empty when memory runs out.
+QVCS_EXPORT std::string RecordCheckToJson(const RecordCheck& check) noexcept;
 
 // RecordPolicyFromJson reads a policy from a JSON object with any of the members
 // "minIterations", "prefer" ("pbkdf2" or "argon2id"), "minArgon2idMemoryKiB",

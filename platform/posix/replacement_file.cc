@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <optional>
 #include <utility>
 
 namespace QVCryptoService::platform {
@@ -15,12 +16,19 @@ namespace {
 
 constexpr mode_t kPrivateMode = 0600;
 
-mode_t ModeFor(const std::string& path, ReplacementMode mode) noexcept {
+// The regular file now at `path`, when the replacement is to keep its owner and mode.
+std::optional<struct stat> KeptFile(const std::string& path, ReplacementMode mode) noexcept {
   struct stat status {};
   if (mode == ReplacementMode::kKeepExisting && ::lstat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode)) {
-    return status.st_mode & 0777;
+    return status;
   }
-  return kPrivateMode;
+  return std::nullopt;
+}
+
+// TakeOwnerAndMode gives the new file the owner, group and permission bits of the file it
+// replaces. Only root may give a file away: for anyone else this holds when the file was theirs.
+bool TakeOwnerAndMode(int descriptor, const struct stat& kept) noexcept {
+  return ::fchown(descriptor, kept.st_uid, kept.st_gid) == 0 && ::fchmod(descriptor, kept.st_mode & 0777) == 0;
 }
 
 void SyncDirectoryOf(const std::string& path) noexcept {
@@ -44,16 +52,17 @@ ReplacementFile::ReplacementFile(std::string path, ReplacementMode mode) noexcep
   if (temporaryPath_.empty()) {
     return;
   }
-  const mode_t permissions = ModeFor(path_, mode);
-  // Created with at most 0600, so the bytes are never more open than they end up; fchmod then
-  // sets the kept mode exactly, whatever the umask.
+  const std::optional<struct stat> kept = KeptFile(path_, mode);
+  // Created with at most 0600, so the bytes are never more open than they end up; the kept owner
+  // and mode are then set exactly, whatever the umask. A replacement that cannot have them is
+  // no replacement: the file at `path` stays as it is.
   const int descriptor =
       ::open(temporaryPath_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, kPrivateMode);
   if (descriptor < 0) {
     return;
   }
   handle_ = descriptor;
-  if (permissions != kPrivateMode && ::fchmod(descriptor, permissions) != 0) {
+  if (kept && !TakeOwnerAndMode(descriptor, *kept)) {
     Discard();
   }
 }

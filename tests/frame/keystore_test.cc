@@ -1,6 +1,8 @@
 #include <qvcryptoservice/keystore_mgr.h>
 #include <qvcryptoservice/keystore_static.h>
 
+#include "tests/support/data_table.h"
+
 #include <gtest/gtest.h>
 
 #include <memory>
@@ -10,6 +12,13 @@
 
 namespace QVCryptoService {
 namespace {
+
+TEST(KeyState, NamesEachStateAndNoOtherNumber) {
+  for (const testsupport::DataRow& row : testsupport::ReadDataTable("frame_key_states.tsv")) {
+    const char* name = QVKeyStateName(std::stoi(row["state"]));
+    EXPECT_EQ(name == nullptr ? "-" : std::string(name), row["name"]) << row.where;
+  }
+}
 
 TEST(StaticKeystore, ServesOneActiveKeyUnderBothNamesForEveryVersion) {
   QVKeystoreStatic store;

@@ -65,10 +65,13 @@ case_rotation() {
 }
 
 # Record hygiene: a version in use is not retired or destroyed; rewrap --in-place re-makes the
-# files' outdated texts, and leaves a file in which one fails exactly as it was.
+# files' outdated texts, and leaves a file in which one fails, and a link, exactly as they were;
+# demo-key texts, which anyone can make, only when asked for.
 case_hygiene() {
   local texts="$work/texts" k=QV_ENCYPT_DECRYPT_0
   mkdir "$texts"
+  demo expect_success "$(text demo)" encrypt --demo-key
+  cp "$work/out" "$texts/demo.txt"
   expect_success "$empty" key create $k --keystore-config "$config"
   expect_success "$(text one)" encrypt --keystore-config "$config"
   { echo; printf '  %s  \n' "$(cat "$work/out")"; } >"$texts/one.txt"
@@ -84,12 +87,24 @@ case_hygiene() {
   [[ $code -eq 1 ]] || fail "audit of outdated texts: exit $code"
   expect_output "$k v1: 2 texts"
   expect_output "$k v9: 1 text"
+  ln -s one.txt "$texts/link.txt"
+  cp "$texts/demo.txt" "$work/demo.before"
   run "$empty" rewrap --in-place "$texts" --keystore-config "$config"
-  [[ $code -eq 3 ]] || fail "rewrap --in-place with a failing file: exit $code"
-  grep -q "^qvcrypto: rewrap: $texts/broken.txt left unchanged: line 2: cannot decrypt" "$work/err" ||
-    fail "rewrap --in-place: $(cat "$work/err")"
+  [[ $code -eq 3 && $warnings -eq 0 ]] || fail "rewrap --in-place with a failing file: exit $code"
+  grep -q "^qvcrypto: rewrap: $texts/broken.txt left unchanged: line 2: cannot decrypt" "$work/err" &&
+    grep -q "^qvcrypto: rewrap: $texts/link.txt left unchanged: cannot read $texts/link.txt: a symbolic link" \
+      "$work/err" || fail "rewrap --in-place: $(cat "$work/err")"
   expect_output "$texts/one.txt: 1 text re-made"
+  expect_output "$texts/demo.txt: line 1 left: made with the built-in demo key; use --include-demo-key to re-make it"
   cmp -s "$texts/broken.txt" "$work/broken.before" || fail "the file that failed was changed"
+  cmp -s "$texts/demo.txt" "$work/demo.before" || fail "a demo-key text was re-made unasked"
+  [[ -L $texts/link.txt ]] || fail "rewrap --in-place replaced a link"
+  rm "$texts/link.txt"
+  demo expect_success "$empty" rewrap --in-place "$texts/demo.txt" --include-demo-key --keystore-config "$config"
+  expect_output "$texts/demo.txt: 1 text re-made"
+  expect_success "$texts/demo.txt" decrypt --keystore-config "$config"
+  expect_output "demo"
+  rm "$texts/demo.txt"
   [[ $(stat -c %a "$texts/one.txt") == 640 ]] || fail "rewrap --in-place changed the file's mode"
   [[ $(wc -l <"$texts/one.txt") -eq 2 ]] && sed -n 2p "$texts/one.txt" | grep -Eqx '  [A-Za-z0-9+/=]+  ' ||
     fail "rewrap --in-place changed what is around the text: $(cat "$texts/one.txt")"

@@ -102,36 +102,49 @@ TEST(PrivateDirectory, IsMadeOnlyWhereNothingIsAndOnlyOwnerOnly) {
   ::umask(umask);
 }
 
-// A replacement is private unless asked to keep the mode of what it replaces, and a link at the
-// path is replaced itself, never written through.
-TEST(ReplacementFile, IsPrivateOrKeepsTheReplacedModeAndNeverFollowsALink) {
+// A replacement is private unless asked to keep the owner and mode of what it replaces, and a
+// link at the path is replaced itself, never written through.
+TEST(ReplacementFile, IsPrivateOrKeepsTheReplacedOwnerAndModeAndNeverFollowsALink) {
   constexpr auto kShared =
       fs::perms::owner_read | fs::perms::owner_write | fs::perms::group_read | fs::perms::others_read;
   constexpr auto kOwnerOnly = fs::perms::owner_read | fs::perms::owner_write;
   const struct {
     const char* name;
-    bool existingShared;  // a file of mode 0644 at the path, else nothing
+    bool existingShared;   // a file of mode 0644 at the path, else nothing
+    bool existingForeign;  // that file given to another account (root only)
     platform::ReplacementMode mode;
-    fs::perms expected;
+    fs::perms expected;  // owned by this account, or by the other one when it owned the file replaced
   } cases[] = {
-      {"new, private", false, platform::ReplacementMode::kPrivate, kOwnerOnly},
-      {"new, keeping", false, platform::ReplacementMode::kKeepExisting, kOwnerOnly},
-      {"replacing, private", true, platform::ReplacementMode::kPrivate, kOwnerOnly},
-      {"replacing, keeping", true, platform::ReplacementMode::kKeepExisting, kShared},
+      {"new, private", false, false, platform::ReplacementMode::kPrivate, kOwnerOnly},
+      {"new, keeping", false, false, platform::ReplacementMode::kKeepExisting, kOwnerOnly},
+      {"replacing, private", true, false, platform::ReplacementMode::kPrivate, kOwnerOnly},
+      {"replacing, keeping", true, false, platform::ReplacementMode::kKeepExisting, kShared},
+      {"replacing another's, keeping", true, true, platform::ReplacementMode::kKeepExisting, kShared},
   };
   const std::vector<std::uint8_t> data = {5, 6, 7};
   for (const auto& c : cases) {
     SCOPED_TRACE(c.name);
+    if (c.existingForeign && ::geteuid() != 0) {
+      continue;
+    }
     const testsupport::TempMachineRoot root;
     const fs::path path = root.path() / "out";
     if (c.existingShared) {
       WriteBytes(path, kForeign);
       fs::permissions(path, kShared);
     }
+    if (c.existingForeign) {
+      GiveAway(path);
+    }
     platform::ReplacementFile file(path.string(), c.mode);
     EXPECT_TRUE(file.Write(data));
     EXPECT_TRUE(file.Commit());
     EXPECT_EQ(fs::status(path).permissions(), c.expected);
+    struct stat status {};
+    ASSERT_EQ(::stat(path.c_str(), &status), 0);
+    const std::pair<uid_t, gid_t> owner =
+        c.existingForeign ? std::pair<uid_t, gid_t>(kOtherAccount, kOtherAccount) : std::pair(::geteuid(), ::getegid());
+    EXPECT_EQ(std::pair(status.st_uid, status.st_gid), owner);
     EXPECT_EQ(ReadBytes(path), data);
   }
   const testsupport::TempMachineRoot root;
