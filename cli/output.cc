@@ -96,6 +96,15 @@ void WriteCommandOutput(const Invocation& invocation, std::string_view text) {
 }
 
 bool StandardInputSource::Read(std::span<std::uint8_t> out, std::size_t& count) {
+  if (largest_) {
+    const std::optional<std::uint64_t> size = console::StandardInputFileSize();
+    tooLarge_ = size && *size > *largest_;
+    largest_.reset();
+    if (tooLarge_) {
+      count = 0;
+      return false;
+    }
+  }
   count = std::fread(out.data(), 1, out.size(), stdin);
   total_ += count;
   failed_ = failed_ || std::ferror(stdin) != 0;

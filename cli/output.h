@@ -13,6 +13,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
@@ -63,12 +64,21 @@ void WriteCommandOutput(const Invocation& invocation, std::string_view text);
 // by Check() once the library call is over.
 class StandardInputSource : public QVCryptoService::ByteSource {
  public:
+  StandardInputSource() = default;
+  // With `largest`: standard input that is a regular file holding more than `largest` bytes is
+  // refused at the first read, before any of it is read (tooLarge() tells); a pipe's length is
+  // not known before it is read, so it is read as it comes.
+  explicit StandardInputSource(std::uint64_t largest) : largest_(largest) {}
+
   bool Read(std::span<std::uint8_t> out, std::size_t& count) override;
   void Check() const;
   bool failed() const { return failed_; }
+  bool tooLarge() const { return tooLarge_; }
   std::uint64_t total() const { return total_; }
 
  private:
+  std::optional<std::uint64_t> largest_;  // until the first read
+  bool tooLarge_ = false;
   bool failed_ = false;
   std::uint64_t total_ = 0;
 };
