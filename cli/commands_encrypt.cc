@@ -12,7 +12,9 @@
 #include <qvcryptoservice/qvcrypto.h>
 #include <qvcryptoservice/qvpax.h>
 
+#include <cstdint>
 #include <cstdio>
+#include <limits>
 #include <string>
 #include <vector>
 
@@ -25,6 +27,10 @@ namespace {
 // main has registered the key source of the command line under this name (see key_source.h).
 const std::string kKeystore(kDefaultKeystoreName);
 
+// The library encrypts at most this much plain text: OpenSSL's int counts, less room for the
+// cipher's padding.
+constexpr std::uint64_t kLargestPlainText = std::numeric_limits<std::int32_t>::max() - 32;
+
 }  // namespace
 
 // Encryption and decryption stream: the plain text and the text pass through in pieces.
@@ -33,7 +39,10 @@ int RunEncrypt(const Invocation& invocation) {
   // The password is asked before the data is read, so a missing source fails fast.
   const SecureBlock password = withPassword ? ReadPassword(invocation) : SecureBlock();
   CommandOutput output(invocation, CommandOutput::Timing::kAsWritten);
-  StandardInputSource plain;
+  // The text is written as the plain text is read. A file too large to encrypt is refused before
+  // any of it is read, with the library's answer to such plain text, so that nothing is written;
+  // a pipe is refused only once that much has come (see README).
+  StandardInputSource plain(kLargestPlainText);
   PxaResult result = PXA_OK;
   if (withPassword) {
     const SecretString passwordText(password);
@@ -42,6 +51,9 @@ int RunEncrypt(const Invocation& invocation) {
     result = EncryptDataStream(plain, output, kKeystore);
   }
   plain.Check();
+  if (plain.tooLarge()) {
+    result = PXA_ERR_INVALID_ARGUMENTS;
+  }
   if (result != PXA_OK) {
     FailedResult(withPassword ? "encrypt" : "encrypt with keystore \"" + kKeystore + "\"", result);
   }

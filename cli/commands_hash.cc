@@ -42,14 +42,18 @@ int PrintRecord(const Invocation& invocation, const std::string& operation, PxaR
   return kExitOk;
 }
 
-// StreamRecord makes a record of standard input, read in pieces, with a streaming function.
+// StreamRecord makes a record of standard input, read in pieces, with a streaming function. Data
+// too large for the digest functions is refused with the tool's own message when
+// `refuseTooLarge`; otherwise the library's answer stands.
 int StreamRecord(const Invocation& invocation, const std::string& operation,
-                 PxaResult (*create)(ByteSource& data, std::string& record)) {
+                 PxaResult (*create)(ByteSource& data, std::string& record), bool refuseTooLarge) {
   StandardInputSource data;
   std::string record;
   const PxaResult result = create(data, record);
   data.Check();
-  RefuseTooLarge(data);
+  if (refuseTooLarge) {
+    RefuseTooLarge(data);
+  }
   return PrintRecord(invocation, operation, result, record);
 }
 
@@ -112,10 +116,12 @@ int HashPasswordArgon2id(const Invocation& invocation) {
 
 }  // namespace
 
-int RunHashDigest(const Invocation& invocation) { return StreamRecord(invocation, "hash digest", CreateDigestStream); }
+int RunHashDigest(const Invocation& invocation) {
+  return StreamRecord(invocation, "hash digest", CreateDigestStream, true);
+}
 
 int RunHashChecksum(const Invocation& invocation) {
-  return StreamRecord(invocation, "hash checksum", CreateChecksumStream);
+  return StreamRecord(invocation, "hash checksum", CreateChecksumStream, true);
 }
 
 int RunHashPassword(const Invocation& invocation) {
@@ -168,7 +174,7 @@ int RunVerifyPassword(const Invocation& invocation) {
                 VerifyPasswordHashArgon2id(password.str(), record) || VerifyPasswordHash(password.str(), record));
 }
 
-int RunHmacSign(const Invocation& invocation) { return StreamRecord(invocation, "hmac sign", CreateHMACStream); }
+int RunHmacSign(const Invocation& invocation) { return StreamRecord(invocation, "hmac sign", CreateHMACStream, false); }
 
 int RunHmacVerify(const Invocation& invocation) {
   return StreamVerification(invocation, "hmac verify", VerifyHMACStream, false);

@@ -7,6 +7,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <string>
 
 namespace qvcrypto::console {
@@ -18,6 +19,11 @@ void UseBinaryStandardStreams();
 // WriteToStandardOutput writes `length` bytes to the standard output descriptor, bypassing
 // stdio and its buffer; false when the system refuses any of them.
 bool WriteToStandardOutput(const std::uint8_t* data, std::size_t length);
+
+// StandardInputFileSize gives how many bytes are left to read on standard input when it is a
+// regular file (its size less the position reading starts from); nothing for a pipe, a terminal
+// or a device, whose length is not known before they are read.
+std::optional<std::uint64_t> StandardInputFileSize();
 
 // ReadPasswordWithoutEcho writes `prompt` to the terminal, reads one line from it with echo off
 // and stores it (without the line end) in `password`. Returns false when the process has no

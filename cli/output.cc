@@ -12,6 +12,8 @@ using QVCryptoService::SecureBlock;
 
 namespace {
 
+constexpr const char* kReadFailure = "cannot read standard input";
+
 bool IsSpace(std::uint8_t byte) {
   return byte == ' ' || byte == '\t' || byte == '\r' || byte == '\n' || byte == '\v' || byte == '\f';
 }
@@ -94,6 +96,15 @@ void WriteCommandOutput(const Invocation& invocation, std::string_view text) {
 }
 
 bool StandardInputSource::Read(std::span<std::uint8_t> out, std::size_t& count) {
+  if (largest_) {
+    const std::optional<std::uint64_t> size = console::StandardInputFileSize();
+    tooLarge_ = size && *size > *largest_;
+    largest_.reset();
+    if (tooLarge_) {
+      count = 0;
+      return false;
+    }
+  }
   count = std::fread(out.data(), 1, out.size(), stdin);
   total_ += count;
   failed_ = failed_ || std::ferror(stdin) != 0;
@@ -102,56 +113,73 @@ bool StandardInputSource::Read(std::span<std::uint8_t> out, std::size_t& count) 
 
 void StandardInputSource::Check() const {
   if (failed_) {
-    Failed("cannot read standard input");
+    Failed(kReadFailure);
   }
 }
 
-TrimmedTextSource::TrimmedTextSource(std::string_view what) {
+TrimmedTextSource::TrimmedTextSource(std::string_view what, QVCryptoService::ByteSource* input)
+    : input_(input != nullptr ? *input : standardInput_) {
   // Leading white space is dropped as it is read.
-  while (start_ == buffer_.size() && Fill()) {
-    while (start_ < buffer_.size() && IsSpace(buffer_[start_])) {
-      ++start_;
+  do {
+    while (position_ < filled_ && IsSpace(piece_[position_])) {
+      ++position_;
     }
-  }
-  if (start_ == buffer_.size()) {
+  } while (position_ == filled_ && Fill());
+  if (position_ == filled_) {
     Check();
     Usage("no " + std::string(what) + " given (as argument or on standard input)");
   }
 }
 
-// Fill appends the next piece of standard input to what is left unread; false at its end.
+void TrimmedTextSource::Check() const {
+  if (failed_) {
+    Failed(kReadFailure);
+  }
+}
+
+// Fill reads the next piece in place of the last one, which has been looked at whole; false at
+// the end of the input.
 bool TrimmedTextSource::Fill() {
   if (ended_) {
     return false;
   }
-  buffer_.erase(buffer_.begin(), buffer_.begin() + static_cast<std::ptrdiff_t>(start_));
-  start_ = 0;
-  const std::size_t kept = buffer_.size();
-  buffer_.resize(kept + kStreamPieceSize);
+  piece_.resize(kStreamPieceSize);
   std::size_t count = 0;
-  ended_ = !input_.Read({buffer_.data() + kept, kStreamPieceSize}, count) || count == 0;
-  buffer_.resize(kept + count);
+  failed_ = !input_.Read(piece_, count);
+  ended_ = failed_ || count == 0;
+  filled_ = ended_ ? 0 : std::min(count, piece_.size());
+  position_ = 0;
   return !ended_;
 }
 
+bool TrimmedTextSource::TextNext() const { return position_ < filled_ && !IsSpace(piece_[position_]); }
+
 bool TrimmedTextSource::Read(std::span<std::uint8_t> out, std::size_t& count) {
   count = 0;
-  while (true) {
-    // White space at the end of what was read is held back until more text follows it, and
-    // dropped at the end.
-    std::size_t end = buffer_.size();
-    while (end > start_ && IsSpace(buffer_[end - 1])) {
-      --end;
+  try {
+    while (count == 0 && !out.empty()) {
+      if (TextNext() && !held_.empty()) {
+        // The white space held back lies inside the text: it is given first, as it was read.
+        count = held_.Give(out);
+      } else if (TextNext()) {
+        const auto first = piece_.begin() + static_cast<std::ptrdiff_t>(position_);
+        const auto last = first + static_cast<std::ptrdiff_t>(std::min(out.size(), filled_ - position_));
+        count = static_cast<std::size_t>(std::find_if(first, last, IsSpace) - first);
+        std::copy_n(first, count, out.begin());
+        position_ += count;
+      } else if (position_ < filled_) {
+        while (position_ < filled_ && IsSpace(piece_[position_])) {
+          held_.Add(piece_[position_++]);
+        }
+      } else if (!Fill()) {
+        // White space at the end is trimmed.
+        held_.Drop();
+        return !failed_;
+      }
     }
-    if (end > start_) {
-      count = std::min(out.size(), end - start_);
-      std::copy_n(buffer_.begin() + static_cast<std::ptrdiff_t>(start_), count, out.begin());
-      start_ += count;
-      return true;
-    }
-    if (!Fill()) {
-      return !input_.failed();
-    }
+    return true;
+  } catch (...) {
+    return false;
   }
 }
 

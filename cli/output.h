@@ -8,10 +8,12 @@
 #include <qvcryptoservice/secure_block.h>
 
 #include "cli/arguments.h"
+#include "cli/held_white_space.h"
 #include "platform/replacement_file.h"
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
@@ -62,31 +64,52 @@ void WriteCommandOutput(const Invocation& invocation, std::string_view text);
 // by Check() once the library call is over.
 class StandardInputSource : public QVCryptoService::ByteSource {
  public:
+  StandardInputSource() = default;
+  // With `largest`: standard input that is a regular file holding more than `largest` bytes is
+  // refused at the first read, before any of it is read (tooLarge() tells); a pipe's length is
+  // not known before it is read, so it is read as it comes.
+  explicit StandardInputSource(std::uint64_t largest) : largest_(largest) {}
+
   bool Read(std::span<std::uint8_t> out, std::size_t& count) override;
   void Check() const;
   bool failed() const { return failed_; }
+  bool tooLarge() const { return tooLarge_; }
   std::uint64_t total() const { return total_; }
 
  private:
+  std::optional<std::uint64_t> largest_;  // until the first read
+  bool tooLarge_ = false;
   bool failed_ = false;
   std::uint64_t total_ = 0;
 };
 
-// TrimmedTextSource gives a text on standard input without the white space around it, as
-// ReadTextArgument would; the constructor gives a usage error naming `what` when there is none.
+// TrimmedTextSource gives a text on standard input (or on `input`) without the white space around
+// it, as ReadTextArgument would; the constructor gives a usage error naming `what` when there is
+// none. Each byte is looked at once, and white space is held back only until the next text.
 class TrimmedTextSource : public QVCryptoService::ByteSource {
  public:
-  explicit TrimmedTextSource(std::string_view what);
+  explicit TrimmedTextSource(std::string_view what) : TrimmedTextSource(what, nullptr) {}
+  TrimmedTextSource(std::string_view what, QVCryptoService::ByteSource& input) : TrimmedTextSource(what, &input) {}
+  TrimmedTextSource(const TrimmedTextSource&) = delete;
+  TrimmedTextSource& operator=(const TrimmedTextSource&) = delete;
   bool Read(std::span<std::uint8_t> out, std::size_t& count) override;
-  void Check() const { input_.Check(); }
+  void Check() const;
+  // What the held white space costs (for tests).
+  std::size_t heldBytes() const { return held_.storedBytes(); }
 
  private:
+  TrimmedTextSource(std::string_view what, QVCryptoService::ByteSource* input);
   bool Fill();
+  bool TextNext() const;
 
-  StandardInputSource input_;
-  std::vector<std::uint8_t> buffer_;
-  std::size_t start_ = 0;
+  StandardInputSource standardInput_;
+  QVCryptoService::ByteSource& input_;
+  std::vector<std::uint8_t> piece_;  // the piece read last: its first `filled_` bytes
+  std::size_t filled_ = 0;
+  std::size_t position_ = 0;  // how far into it reading has come
+  HeldWhiteSpace held_;
   bool ended_ = false;
+  bool failed_ = false;
 };
 
 }  // namespace qvcrypto

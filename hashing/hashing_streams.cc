@@ -1,5 +1,6 @@
 #include <qvcryptoservice/hashing_streams.h>
 #include <qvcryptoservice/qvpax.h>
+#include <qvcryptoservice/secure_block.h>
 
 #include "frame/fixed_names.h"
 #include "frame/result_compose.h"
@@ -27,13 +28,14 @@ using MacPtr = std::unique_ptr<EVP_MAC, OpenSslDeleter<EVP_MAC_free>>;
 using MacCtxPtr = std::unique_ptr<EVP_MAC_CTX, OpenSslDeleter<EVP_MAC_CTX_free>>;
 
 // EachPiece hands every piece of `data` to `take` (false from it: an OpenSSL failure). The data
-// must stay within the one-call functions' int counts.
+// must stay within the one-call functions' int counts. What is hashed or signed may be secret: the
+// piece is held in locked memory, wiped when it is released.
 PxaResult EachPiece(ByteSource& data, const std::function<bool(const std::uint8_t*, std::size_t)>& take) {
-  std::vector<std::uint8_t> piece(kPieceSize);
+  SecureBlock piece(kPieceSize);
   std::uint64_t total = 0;
   while (true) {
     std::size_t count = 0;
-    if (!data.Read(piece, count) || count > piece.size()) {
+    if (!data.Read({piece.data(), piece.size()}, count) || count > piece.size()) {
       return PXA_ERR_UNSPECIFIED;
     }
     if (count == 0) {

@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <signal.h>
+#include <sys/stat.h>
 #include <termios.h>
 #include <unistd.h>
 
@@ -100,6 +101,18 @@ bool WriteToStandardOutput(const std::uint8_t* data, std::size_t length) {
     length -= static_cast<std::size_t>(written);
   }
   return true;
+}
+
+std::optional<std::uint64_t> StandardInputFileSize() {
+  struct stat status {};
+  if (::fstat(STDIN_FILENO, &status) != 0 || !S_ISREG(status.st_mode)) {
+    return std::nullopt;
+  }
+  const off_t position = ::lseek(STDIN_FILENO, 0, SEEK_CUR);
+  if (position < 0 || position > status.st_size) {
+    return std::nullopt;
+  }
+  return static_cast<std::uint64_t>(status.st_size - position);
 }
 
 bool ReadPasswordWithoutEcho(const std::string& prompt, QVCryptoService::SecureBlock& password) {

@@ -64,6 +64,20 @@ bool WriteToStandardOutput(const std::uint8_t* data, std::size_t length) {
   return true;
 }
 
+std::optional<std::uint64_t> StandardInputFileSize() {
+  const HANDLE input = GetStdHandle(STD_INPUT_HANDLE);
+  if (input == nullptr || input == INVALID_HANDLE_VALUE || GetFileType(input) != FILE_TYPE_DISK) {
+    return std::nullopt;
+  }
+  LARGE_INTEGER size{};
+  LARGE_INTEGER position{};
+  if (GetFileSizeEx(input, &size) == 0 || SetFilePointerEx(input, LARGE_INTEGER{}, &position, FILE_CURRENT) == 0 ||
+      position.QuadPart < 0 || position.QuadPart > size.QuadPart) {
+    return std::nullopt;
+  }
+  return static_cast<std::uint64_t>(size.QuadPart - position.QuadPart);
+}
+
 bool ReadPasswordWithoutEcho(const std::string& prompt, QVCryptoService::SecureBlock& password) {
   password.clear();
   const ConsoleSession console;

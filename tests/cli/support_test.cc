@@ -2,10 +2,12 @@
 
 #include "cli/arguments.h"
 #include "cli/io.h"
+#include "cli/output.h"
 #include "cli/password.h"
 #include "cli/result_names.h"
 #include "cli/tool.h"
 #include "tests/support/data_table.h"
+#include "tests/support/piece_source.h"
 
 #include <gtest/gtest.h>
 
@@ -23,6 +25,7 @@ namespace {
 
 using QVCryptoService::PxaResult;
 using testsupport::DataRow;
+using testsupport::PieceSource;
 using testsupport::ReadDataTable;
 
 Invocation Parse(std::vector<const char*> words) {
@@ -103,6 +106,56 @@ TEST(ReadPassword, TakesTheFirstLineOfAFileOrRefuses) {
     EXPECT_EQ(PasswordFromFile(path), row["result"]) << row.where;
   }
   std::filesystem::remove_all(directory);
+}
+
+// ReadAll reads `source` to its end in reads of at most `room` bytes, noting the most that holding
+// its white space cost at any time.
+std::string ReadAll(TrimmedTextSource& source, std::size_t room, std::size_t& mostHeld) {
+  std::string text;
+  std::vector<std::uint8_t> out(room);
+  std::size_t count = 0;
+  mostHeld = source.heldBytes();
+  while (source.Read(out, count) && count != 0) {
+    text.append(out.begin(), out.begin() + static_cast<std::ptrdiff_t>(count));
+    mostHeld = std::max(mostHeld, source.heldBytes());
+  }
+  return text;
+}
+
+TEST(TrimmedTextSource, GivesTheTextWithoutTheWhiteSpaceAroundIt) {
+  for (const DataRow& row : ReadDataTable("cli_trimmed_texts.tsv")) {
+    for (const std::size_t step : {std::size_t{1}, std::size_t{2}, kStreamPieceSize}) {
+      for (const std::size_t room : {std::size_t{1}, std::size_t{3}, kStreamPieceSize}) {
+        PieceSource input(row["content"], step);
+        std::string result;
+        try {
+          TrimmedTextSource source("text", input);
+          std::size_t mostHeld = 0;
+          result = ReadAll(source, room, mostHeld);
+        } catch (const ToolError& error) {
+          result = std::string("usage error: ") + error.what();
+          EXPECT_EQ(error.exitCode(), kExitUsage) << row.where;
+        }
+        EXPECT_EQ(result, row["result"]) << row.where << ", pieces of " << step << ", reads of " << room;
+      }
+    }
+  }
+}
+
+// White space runs far longer than a piece of input: inside the text they come back byte for
+// byte; after it, and inside, holding them costs a few bytes whatever their length.
+TEST(TrimmedTextSource, HoldsLongWhiteSpaceInAFewBytes) {
+  const std::string inside =
+      std::string(3 * kStreamPieceSize, ' ') + "\r\n\r\n" + std::string(100, '\t') + std::string(30, ' ') + "\v\f";
+  const std::string text = "abc" + inside + "def";
+  const std::string input = "\n" + text + std::string(16 * kStreamPieceSize, ' ') + "\r\n";
+  for (const std::size_t room : {std::size_t{5}, kStreamPieceSize}) {
+    PieceSource pieces(input, kStreamPieceSize);
+    TrimmedTextSource source("text", pieces);
+    std::size_t mostHeld = 0;
+    EXPECT_TRUE(ReadAll(source, room, mostHeld) == text) << "reads of " << room;
+    EXPECT_LT(mostHeld, 1024U) << "reads of " << room;
+  }
 }
 
 }  // namespace

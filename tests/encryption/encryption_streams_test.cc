@@ -10,11 +10,11 @@
 #include "encryption/stream_steps.h"
 #include "json/record_text.h"
 #include "tests/support/data_table.h"
+#include "tests/support/piece_source.h"
 #include "tests/support/vectors.h"
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <memory>
 #include <string>
 #include <vector>
@@ -24,21 +24,7 @@ namespace {
 
 using Bytes = std::vector<std::uint8_t>;
 
-// Gives its bytes at most `step` at a time.
-class PieceSource : public ByteSource {
- public:
-  PieceSource(std::string_view data, std::size_t step) : data_(data), step_(step) {}
-  bool Read(std::span<std::uint8_t> out, std::size_t& count) override {
-    count = std::min({out.size(), step_, data_.size()});
-    std::copy_n(data_.begin(), count, out.begin());
-    data_.remove_prefix(count);
-    return true;
-  }
-
- private:
-  std::string_view data_;
-  std::size_t step_;
-};
+using testsupport::PieceSource;
 
 class StringSink : public ByteSink {
  public:

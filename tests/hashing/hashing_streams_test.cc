@@ -5,30 +5,17 @@
 #include <qvcryptoservice/keystore_static.h>
 #include <qvcryptoservice/qvpax.h>
 
+#include "tests/support/piece_source.h"
+
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <memory>
 #include <string>
 
 namespace QVCryptoService {
 namespace {
 
-// Gives its bytes at most `step` at a time.
-class PieceSource : public ByteSource {
- public:
-  PieceSource(std::string_view data, std::size_t step) : data_(data), step_(step) {}
-  bool Read(std::span<std::uint8_t> out, std::size_t& count) override {
-    count = std::min({out.size(), step_, data_.size()});
-    std::copy_n(data_.begin(), count, out.begin());
-    data_.remove_prefix(count);
-    return true;
-  }
-
- private:
-  std::string_view data_;
-  std::size_t step_;
-};
+using testsupport::PieceSource;
 
 TEST(HashingStreams, GiveTheOneCallRecordsForDataInAnyPieces) {
   ASSERT_TRUE(InitLibrary());
