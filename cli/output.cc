@@ -4,7 +4,9 @@
 #include "cli/tool.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <cstdio>
+#include <cstring>
 
 namespace qvcrypto {
 
@@ -16,6 +18,26 @@ constexpr const char* kReadFailure = "cannot read standard input";
 
 bool IsSpace(std::uint8_t byte) {
   return byte == ' ' || byte == '\t' || byte == '\r' || byte == '\n' || byte == '\v' || byte == '\f';
+}
+
+// FirstSpace returns the first white-space byte in [first, last), or `last`. Runs of text are
+// skipped eight bytes at a time: a word none of whose bytes is at or below ' ' holds no white
+// space (whether any byte of a word is below 0x21 is the exact borrow test of the word).
+const std::uint8_t* FirstSpace(const std::uint8_t* first, const std::uint8_t* last) {
+  constexpr std::uint64_t kEachByte = 0x0101010101010101ULL;
+  constexpr std::uint64_t kEachHighBit = 0x8080808080808080ULL;
+  while (last - first >= 8) {
+    std::uint64_t word = 0;
+    std::memcpy(&word, first, sizeof word);
+    if (((word - 0x21 * kEachByte) & ~word & kEachHighBit) != 0) {
+      const std::uint8_t* space = std::find_if(first, first + 8, IsSpace);
+      if (space != first + 8) {
+        return space;
+      }
+    }
+    first += 8;
+  }
+  return std::find_if(first, last, IsSpace);
 }
 
 std::span<const std::uint8_t> BytesOf(std::string_view text) {
@@ -162,9 +184,9 @@ bool TrimmedTextSource::Read(std::span<std::uint8_t> out, std::size_t& count) {
         // The white space held back lies inside the text: it is given first, as it was read.
         count = held_.Give(out);
       } else if (TextNext()) {
-        const auto first = piece_.begin() + static_cast<std::ptrdiff_t>(position_);
-        const auto last = first + static_cast<std::ptrdiff_t>(std::min(out.size(), filled_ - position_));
-        count = static_cast<std::size_t>(std::find_if(first, last, IsSpace) - first);
+        const std::uint8_t* first = piece_.data() + position_;
+        const std::uint8_t* last = first + std::min(out.size(), filled_ - position_);
+        count = static_cast<std::size_t>(FirstSpace(first, last) - first);
         std::copy_n(first, count, out.begin());
         position_ += count;
       } else if (position_ < filled_) {
