@@ -40,6 +40,30 @@ std::string DaclText(PSECURITY_DESCRIPTOR descriptor) {
   return text.get == nullptr ? "" : text.get;
 }
 
+bool UnderWine() { return GetProcAddress(GetModuleHandleA("ntdll.dll"), "wine_get_version") != nullptr; }
+
+// A file's DACL in the system's notation and its owner's SID as text; both empty when they
+// cannot be read (the test has failed then).
+struct FileSecurity {
+  std::string dacl;
+  std::string owner;
+};
+
+FileSecurity SecurityOf(const fs::path& path) {
+  LocalMemory<PSECURITY_DESCRIPTOR> descriptor;
+  PSID owner = nullptr;
+  EXPECT_EQ(GetNamedSecurityInfoA(path.string().c_str(), SE_FILE_OBJECT,
+                                  OWNER_SECURITY_INFORMATION | DACL_SECURITY_INFORMATION, &owner, nullptr, nullptr,
+                                  nullptr, &descriptor.get),
+            static_cast<DWORD>(ERROR_SUCCESS));
+  LocalMemory<LPSTR> ownerText;
+  if (descriptor.get == nullptr || !ConvertSidToStringSidA(owner, &ownerText.get)) {
+    ADD_FAILURE() << "no security descriptor of " << path;
+    return {};
+  }
+  return {DaclText(descriptor.get), ownerText.get};
+}
+
 // Made by the store or found with the inherited ACL, its key admits SYSTEM and Administrators only.
 TEST(RegistryStore, TheKeyItWritesToAdmitsSystemAndAdministratorsOnly) {
   const testsupport::TempMachineRoot machine;
@@ -76,20 +100,13 @@ TEST_F(WindowsPrivateFile, IsCreatedAdmittingSystemAndAdministratorsOnly) {
   const fs::path path = m_directory / "private";
   ASSERT_TRUE(WritePrivateFile(path.string(), Bytes{5, 6, 7}));
   EXPECT_EQ(testsupport::ReadBytes(path), (Bytes{5, 6, 7}));
-  LocalMemory<PSECURITY_DESCRIPTOR> descriptor;
-  PSID owner = nullptr;
-  ASSERT_EQ(GetNamedSecurityInfoA(path.string().c_str(), SE_FILE_OBJECT,
-                                  OWNER_SECURITY_INFORMATION | DACL_SECURITY_INFORMATION, &owner, nullptr, nullptr,
-                                  nullptr, &descriptor.get),
-            static_cast<DWORD>(ERROR_SUCCESS));
-  if (GetProcAddress(GetModuleHandleA("ntdll.dll"), "wine_get_version") == nullptr) {
-    EXPECT_EQ(DaclText(descriptor.get), "D:P(A;;FA;;;SY)(A;;FA;;;BA)");
+  const FileSecurity security = SecurityOf(path);
+  if (!UnderWine()) {
+    EXPECT_EQ(security.dacl, "D:P(A;;FA;;;SY)(A;;FA;;;BA)");
     return;
   }
   // Wine reports a DACL made from the file's Unix mode: SYSTEM, the owner, and nobody else.
-  LocalMemory<LPSTR> ownerText;
-  ASSERT_TRUE(ConvertSidToStringSidA(owner, &ownerText.get));
-  EXPECT_EQ(DaclText(descriptor.get), "D:(A;;FA;;;SY)(A;;FA;;;" + std::string(ownerText.get) + ")");
+  EXPECT_EQ(security.dacl, "D:(A;;FA;;;SY)(A;;FA;;;" + security.owner + ")");
   GTEST_SKIP() << "Wine reports a file's DACL from its Unix mode, so neither the Administrators entry nor the "
                   "protection against inheritance can be read back";
 }
@@ -101,17 +118,8 @@ TEST_F(WindowsPrivateFile, AReplacementFileAdmitsThisAccountAlone) {
   ReplacementFile file(path.string());
   ASSERT_TRUE(file.Write(Bytes{2}) && file.Commit());
   EXPECT_EQ(testsupport::ReadBytes(path), Bytes{2});
-  LocalMemory<PSECURITY_DESCRIPTOR> descriptor;
-  PSID owner = nullptr;
-  ASSERT_EQ(GetNamedSecurityInfoA(path.string().c_str(), SE_FILE_OBJECT,
-                                  OWNER_SECURITY_INFORMATION | DACL_SECURITY_INFORMATION, &owner, nullptr, nullptr,
-                                  nullptr, &descriptor.get),
-            static_cast<DWORD>(ERROR_SUCCESS));
-  LocalMemory<LPSTR> ownerText;
-  ASSERT_TRUE(ConvertSidToStringSidA(owner, &ownerText.get));
-  const bool wine = GetProcAddress(GetModuleHandleA("ntdll.dll"), "wine_get_version") != nullptr;
-  EXPECT_EQ(DaclText(descriptor.get),
-            std::string(wine ? "D:(A;;FA;;;SY)(A;;FA;;;" : "D:P(A;;FA;;;") + ownerText.get + ")");
+  const FileSecurity security = SecurityOf(path);
+  EXPECT_EQ(security.dacl, (UnderWine() ? "D:(A;;FA;;;SY)(A;;FA;;;" : "D:P(A;;FA;;;") + security.owner + ")");
 }
 
 TEST_F(WindowsPrivateFile, RefusesAnythingThereAndOnlyAStaleFileMakesWay) {
