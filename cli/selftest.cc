@@ -5,6 +5,7 @@
 #include "cli/machine_state.h"
 #include "cli/tool.h"
 #include "platform/system_directory.h"
+#include "primitives/hex_text.h"
 
 #include <qvcryptoservice/encryption_functions.h>
 #include <qvcryptoservice/hashing_functions.h>
@@ -37,11 +38,7 @@ class TemporaryDirectory {
       Failed("selftest: no random bytes for a temporary directory name");
     }
     std::string name = "qvcrypto-selftest-";
-    for (const unsigned char byte : random) {
-      constexpr std::string_view kDigits = "0123456789abcdef";
-      name += kDigits[byte >> 4];
-      name += kDigits[byte & 0xF];
-    }
+    AppendLowerHex(name, random);
     std::error_code error;
     path_ = std::filesystem::temp_directory_path(error) / name;
     if (error || !std::filesystem::create_directory(path_, error)) {

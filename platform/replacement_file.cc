@@ -1,6 +1,7 @@
 #include "platform/replacement_file.h"
 
 #include "platform/system_random.h"
+#include "primitives/hex_text.h"
 
 #include <array>
 
@@ -11,12 +12,8 @@ std::string ReplacementFile::TemporaryPathBeside(const std::string& path) {
   if (!FillSystemRandom(suffix.data(), suffix.size())) {
     return {};
   }
-  constexpr char kHex[] = "0123456789abcdef";
   std::string temporary = path + ".";
-  for (const std::uint8_t byte : suffix) {
-    temporary += kHex[byte >> 4];
-    temporary += kHex[byte & 0x0F];
-  }
+  AppendLowerHex(temporary, suffix);
   return temporary + ".part";
 }
 

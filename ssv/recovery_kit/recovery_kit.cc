@@ -1,5 +1,6 @@
 #include "ssv/recovery_kit/recovery_kit.h"
 
+#include "primitives/hex_text.h"
 #include "ssv/record_layout.h"
 #include "ssv/recovery_kit/kit_seal.h"
 #include "ssv/recovery_kit/kit_text.h"
@@ -37,11 +38,7 @@ bool NewBackupId(std::string& id) {
   if (!RandomBytes(bytes, kKitBackupIdSize)) {
     return false;
   }
-  static constexpr char kDigits[] = "0123456789abcdef";
-  for (const std::uint8_t byte : bytes) {
-    id += kDigits[byte >> 4];
-    id += kDigits[byte & 0x0F];
-  }
+  AppendLowerHex(id, bytes);
   return true;
 }
 
